@@ -1,0 +1,55 @@
+// The client of the navigation information service: one per process.
+//
+// By default it talks to a service embedded in this process. With
+// NAVINFO_SERVICE_SOCKET set it talks to the navinfo-service daemon at that
+// socket path. Every operation is synchronous and returns a result of
+// nav_info_errors.h. Listener and callback objects are called back on the
+// client library's IPC threads, never on the caller's thread.
+#ifndef CLIENT_NAV_INFO_CLIENT_H
+#define CLIENT_NAV_INFO_CLIENT_H
+
+#include <memory>
+#include <string>
+
+#include "navigation_info_data.h"
+#include "navigation_listeners.h"
+#include "nav_info_errors.h"
+#include "refbase.h"
+
+namespace OHOS::NavigationInfoService {
+
+class NavInfoTransport;
+
+class NavInfoClient : public virtual RefBase {
+public:
+    // The process's client; never null.
+    static sptr<NavInfoClient> GetClientInstance();
+
+    // Navigation application: publish, and answer queries and commands.
+    int32_t UpdateNavigationStatus(NavigationStatus status);
+    int32_t UpdateNavigationMetadata(NavigationMetadata metadata);
+    int32_t RegisterSystemNavigationListener(sptr<SystemNavigationListener> listener);
+    int32_t UnRegisterSystemNavigationListener();
+
+    // System application: read, follow, query and command a navigation application.
+    int32_t GetNavigationStatus(std::string bundleName, NavigationStatus& status);
+    int32_t RegisterNavigationStatusListener(std::string bundleName, sptr<NavigationStatusListener> listener);
+    int32_t UnRegisterNavigationStatusListener(std::string bundleName);
+    int32_t RegisterNavigationMetadataListener(std::string bundleName, sptr<NavigationMetadataListener> listener);
+    int32_t UnRegisterNavigationMetadataListener(std::string bundleName);
+    int32_t QueryNavigationInfo(std::string bundleName, QueryType type, AAFwk::WantParams params,
+        sptr<MapCallback> callback);
+    int32_t SendNavigationCmd(std::string bundleName, CommandType type, AAFwk::WantParams params,
+        sptr<MapCallback> callback);
+
+    ~NavInfoClient() override;
+
+private:
+    NavInfoClient();
+    friend class NavInfoClientAccess;
+    std::unique_ptr<NavInfoTransport> transport_;
+};
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // CLIENT_NAV_INFO_CLIENT_H

@@ -1,0 +1,68 @@
+// Helpers shared by the module's source files: errors, property access,
+// conversion of records to JavaScript, kind names, and the thread-safe call
+// bridge's record.
+#ifndef NAVIGATION_INFO_NAPI_NAV_NAPI_COMMON_H
+#define NAVIGATION_INFO_NAPI_NAV_NAPI_COMMON_H
+
+#include <node_api.h>
+
+#include <cstdint>
+#include <string>
+
+#include "nav_info_common.h"
+#include "refbase.h"
+
+namespace OHOS::NavigationInfoService {
+
+// Errors towards JavaScript.
+void ThrowNapiError(napi_env env, int code, const std::string& message);
+void ThrowLastNapiError(napi_env env);
+// The service result rule: 1015 and 1005 become coded errors, nothing else does.
+void ThrowServiceResult(napi_env env, int32_t result);
+
+// Reads the call's arguments into argv (capacity argc on entry, count passed on
+// return). On a failed read: the failure report, and false.
+bool GetCallbackInfo(napi_env env, napi_callback_info info, size_t& argc, napi_value* argv, napi_value* thisVar);
+
+// Instance of the class whose constructor constructorRef holds, or null.
+napi_value CreateInstance(napi_env env, napi_ref constructorRef);
+
+// Property access.
+void GetPropertyNamesAndLenth(napi_env env, napi_value object, napi_value& names, uint32_t& length);
+void GetPropertyNapiValueAndString(napi_env env, napi_value object, napi_value key, std::string& name,
+    napi_value& value);
+std::string GetString(napi_env env, napi_value value);
+
+// Values and records to JavaScript.
+napi_value CreateNapiNumber(napi_env env, const int32_t& value);
+napi_value CreateNapiStr(napi_env env, const std::string& value);
+napi_value SetDestLocation(napi_env env, Location location);
+void SetNavigationStatusData(napi_env env, const NavigationStatus& status, napi_value& result);
+void SetNavigationMetadata(napi_env env, const NavigationMetadata& metadata, napi_value& result);
+
+// Kind names.
+std::string ToString(const QueryType& type);
+std::string ToString(const CommandType& type);
+QueryType ToEnumQueryType(const std::string& name);
+CommandType ToEnumCommandType(const std::string& name);
+
+// Ties one JavaScript callback to one thread-safe function.
+class ThreadSafeFnInfo : public RefBase {
+public:
+    ThreadSafeFnInfo(std::string name, napi_threadsafe_function_call_js call)
+        : funcName(std::move(name)), callJs(call)
+    {
+    }
+    ~ThreadSafeFnInfo() override = default;
+
+    std::string funcName;
+    napi_ref ref = nullptr;
+    napi_threadsafe_function tsfn = nullptr;
+    napi_threadsafe_function_call_js callJs = nullptr;
+};
+
+void createThreadSafeFunction(napi_env env, napi_value listenerObject, ThreadSafeFnInfo* info);
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // NAVIGATION_INFO_NAPI_NAV_NAPI_COMMON_H

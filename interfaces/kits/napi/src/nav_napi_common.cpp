@@ -1,0 +1,344 @@
+#include "nav_napi_common.h"
+
+#include <cstring>
+
+#include "napi_common_want.h"
+
+namespace OHOS::NavigationInfoService {
+
+void ThrowNapiError(napi_env env, int code, const std::string& message)
+{
+    std::string codeText = std::to_string(code);
+    napi_throw_error(env, codeText.c_str(), message.c_str());
+}
+
+void ThrowLastNapiError(napi_env env)
+{
+    const napi_extended_error_info* errorInfo = nullptr;
+    napi_get_last_error_info(env, &errorInfo);
+    bool isPending = false;
+    napi_is_exception_pending(env, &isPending);
+    if (!isPending && errorInfo != nullptr) {
+        const char* message = errorInfo->error_message != nullptr ? errorInfo->error_message : "empty error message";
+        napi_throw_error(env, nullptr, message);
+    }
+}
+
+void ThrowServiceResult(napi_env env, int32_t result)
+{
+    if (result == ERR_NOT_SYSTEM_APP) {
+        ThrowNapiError(env, ERR_NOT_SYSTEM_APP, "Not System App");
+    } else if (result == ERR_NO_PERMISSION) {
+        ThrowNapiError(env, ERR_NO_PERMISSION, "No Permission");
+    }
+}
+
+bool GetCallbackInfo(napi_env env, napi_callback_info info, size_t& argc, napi_value* argv, napi_value* thisVar)
+{
+    if (napi_get_cb_info(env, info, &argc, argv, thisVar, nullptr) != napi_ok) {
+        ThrowLastNapiError(env);
+        return false;
+    }
+    return true;
+}
+
+napi_value CreateInstance(napi_env env, napi_ref constructorRef)
+{
+    napi_value constructor = nullptr;
+    if (napi_get_reference_value(env, constructorRef, &constructor) != napi_ok) {
+        NAVI_LOGI("get reference failed");
+        return nullptr;
+    }
+    napi_value instance = nullptr;
+    if (napi_new_instance(env, constructor, 0, nullptr, &instance) != napi_ok) {
+        NAVI_LOGI("new instance failed");
+        return nullptr;
+    }
+    return instance;
+}
+
+void GetPropertyNamesAndLenth(napi_env env, napi_value object, napi_value& names, uint32_t& length)
+{
+    if (napi_get_property_names(env, object, &names) != napi_ok) {
+        ThrowLastNapiError(env);
+        return;
+    }
+    if (napi_get_array_length(env, names, &length) != napi_ok) {
+        ThrowLastNapiError(env);
+    }
+}
+
+void GetPropertyNapiValueAndString(napi_env env, napi_value object, napi_value key, std::string& name,
+    napi_value& value)
+{
+    char buffer[STRING_BUFFER_SIZE] = {0};
+    size_t written = 0;
+    if (napi_get_value_string_utf8(env, key, buffer, STRING_BUFFER_SIZE, &written) != napi_ok) {
+        ThrowLastNapiError(env);
+        return;
+    }
+    if (written == 0) {
+        NAVI_LOGI("get property name failed");
+        return;
+    }
+    name = buffer;
+    if (napi_get_named_property(env, object, buffer, &value) != napi_ok) {
+        ThrowLastNapiError(env);
+    }
+}
+
+std::string GetString(napi_env env, napi_value value)
+{
+    char buffer[STRING_BUFFER_SIZE] = {0};
+    size_t written = 0;
+    if (napi_get_value_string_utf8(env, value, buffer, STRING_BUFFER_SIZE, &written) != napi_ok) {
+        ThrowLastNapiError(env);
+        return "";
+    }
+    if (written == 0) {
+        NAVI_LOGI("get string failed");
+        return "";
+    }
+    return std::string(buffer);
+}
+
+napi_value CreateNapiNumber(napi_env env, const int32_t& value)
+{
+    napi_value result = nullptr;
+    if (napi_create_int32(env, value, &result) != napi_ok) {
+        ThrowLastNapiError(env);
+        return nullptr;
+    }
+    return result;
+}
+
+napi_value CreateNapiStr(napi_env env, const std::string& value)
+{
+    napi_value result = nullptr;
+    if (napi_create_string_utf8(env, value.c_str(), NAPI_AUTO_LENGTH, &result) != napi_ok) {
+        ThrowLastNapiError(env);
+        return nullptr;
+    }
+    return result;
+}
+
+namespace {
+
+// One step of an object conversion: on failure the report, and false.
+bool Check(napi_env env, napi_status status)
+{
+    if (status != napi_ok) {
+        ThrowLastNapiError(env);
+        return false;
+    }
+    return true;
+}
+
+// The narrowed text of a 16-bit text vector: each element's low byte, up to
+// (not including) the first zero byte.
+std::string NarrowText(const std::vector<uint16_t>& elements)
+{
+    std::string text;
+    text.reserve(elements.size());
+    for (uint16_t element : elements) {
+        char byte = static_cast<char>(element & 0xFF);
+        if (byte == '\0') {
+            break;
+        }
+        text.push_back(byte);
+    }
+    return text;
+}
+
+bool SetString(napi_env env, napi_value object, const char* name, const std::string& text)
+{
+    napi_value value = nullptr;
+    return Check(env, napi_create_string_utf8(env, text.c_str(), NAPI_AUTO_LENGTH, &value)) &&
+        Check(env, napi_set_named_property(env, object, name, value));
+}
+
+bool SetInt32(napi_env env, napi_value object, const char* name, int32_t number)
+{
+    napi_value value = nullptr;
+    return Check(env, napi_create_int32(env, number, &value)) &&
+        Check(env, napi_set_named_property(env, object, name, value));
+}
+
+bool SetUint32(napi_env env, napi_value object, const char* name, uint32_t number)
+{
+    napi_value value = nullptr;
+    return Check(env, napi_create_uint32(env, number, &value)) &&
+        Check(env, napi_set_named_property(env, object, name, value));
+}
+
+bool SetDouble(napi_env env, napi_value object, const char* name, double number)
+{
+    napi_value value = nullptr;
+    return Check(env, napi_create_double(env, number, &value)) &&
+        Check(env, napi_set_named_property(env, object, name, value));
+}
+
+bool SetFlag(napi_env env, napi_value object, const char* name, bool flag)
+{
+    napi_value number = nullptr;
+    napi_value value = nullptr;
+    return Check(env, napi_create_uint32(env, flag ? 1 : 0, &number)) &&
+        Check(env, napi_coerce_to_bool(env, number, &value)) &&
+        Check(env, napi_set_named_property(env, object, name, value));
+}
+
+} // namespace
+
+napi_value SetDestLocation(napi_env env, Location location)
+{
+    napi_value object = nullptr;
+    if (!Check(env, napi_create_object(env, &object))) {
+        return nullptr;
+    }
+    if (!SetString(env, object, "name", location.name) || !SetInt32(env, object, "coordType", location.coordType) ||
+        !SetDouble(env, object, "longitude", location.longitude) ||
+        !SetDouble(env, object, "latitude", location.latitude) ||
+        !SetDouble(env, object, "altitude", location.altitude)) {
+        return nullptr;
+    }
+    return object;
+}
+
+void SetNavigationStatusData(napi_env env, const NavigationStatus& status, napi_value& result)
+{
+    NAVI_LOGI("is called!");
+    if (!Check(env, napi_create_object(env, &result))) {
+        return;
+    }
+    if (!SetInt32(env, result, "status", status.status) || !SetInt32(env, result, "naviType", status.naviType)) {
+        return;
+    }
+    napi_value destLocation = SetDestLocation(env, status.destLocation);
+    if (!Check(env, napi_set_named_property(env, result, "destLocation", destLocation))) {
+        return;
+    }
+    napi_value passPoint = nullptr;
+    if (!Check(env, napi_create_array(env, &passPoint))) {
+        return;
+    }
+    for (uint32_t i = 0; i < status.passPoint.size(); ++i) {
+        napi_value location = SetDestLocation(env, status.passPoint[i]);
+        if (!Check(env, napi_set_element(env, passPoint, i, location))) {
+            return;
+        }
+    }
+    if (!Check(env, napi_set_named_property(env, result, "passPoint", passPoint)) ||
+        !SetInt32(env, result, "routeIndex", status.routeIndex) ||
+        !SetString(env, result, "customData", status.customData) ||
+        !SetInt32(env, result, "theme", status.theme)) {
+        return;
+    }
+    napi_value preferences = nullptr;
+    if (!Check(env, napi_create_array(env, &preferences))) {
+        return;
+    }
+    for (uint32_t i = 0; i < status.routePreference.size(); ++i) {
+        napi_value preference = nullptr;
+        if (!Check(env, napi_create_int32(env, status.routePreference[i], &preference)) ||
+            !Check(env, napi_set_element(env, preferences, i, preference))) {
+            return;
+        }
+    }
+    Check(env, napi_set_named_property(env, result, "routePreference", preferences));
+}
+
+void SetNavigationMetadata(napi_env env, const NavigationMetadata& metadata, napi_value& result)
+{
+    NAVI_LOGI("is called!");
+    if (!Check(env, napi_create_object(env, &result))) {
+        return;
+    }
+    if (!SetUint32(env, result, "naviTurnMode", metadata.naviTurnMode) ||
+        !SetUint32(env, result, "segmentLeftDis", metadata.segmentLeftDis) ||
+        !SetString(env, result, "currentRoadName", metadata.currentRoadName) ||
+        !SetString(env, result, "nextRoadName", metadata.nextRoadName) ||
+        !SetString(env, result, "intersectionView", NarrowText(metadata.intersectionView)) ||
+        !SetUint32(env, result, "viewWidth", metadata.viewWidth) ||
+        !SetUint32(env, result, "viewHeight", metadata.viewHeight) ||
+        !SetString(env, result, "trafficLane", NarrowText(metadata.trafficLane)) ||
+        !SetFlag(env, result, "cameraSpeedLimitValid", metadata.cameraSpeedLimitValid) ||
+        !SetUint32(env, result, "cameraSpeedLimit", metadata.cameraSpeedLimit) ||
+        !SetFlag(env, result, "naviSpeedLimitValid", metadata.naviSpeedLimitValid) ||
+        !SetUint32(env, result, "naviSpeedLimit", metadata.naviSpeedLimit) ||
+        !SetUint32(env, result, "currentSpeed", metadata.currentSpeed) ||
+        !SetDouble(env, result, "naviBearing", metadata.naviBearing) ||
+        !SetUint32(env, result, "totalLeftDis", metadata.totalLeftDis) ||
+        !SetUint32(env, result, "remainingTime", metadata.remainingTime)) {
+        return;
+    }
+    napi_value customData = nullptr;
+    {
+        AAFwk::WantParams copy(metadata.customData);
+        customData = AppExecFwk::WrapWantParams(env, copy);
+    }
+    Check(env, napi_set_named_property(env, result, "customData", customData));
+}
+
+std::string ToString(const QueryType& type)
+{
+    int32_t value = static_cast<int32_t>(type);
+    if (value < 0 || value >= static_cast<int32_t>(QUERY_TYPE_NAMES.size())) {
+        NAVI_LOGI("invalid enum");
+        return "";
+    }
+    return QUERY_TYPE_NAMES[value];
+}
+
+std::string ToString(const CommandType& type)
+{
+    int32_t value = static_cast<int32_t>(type);
+    if (value < 0 || value >= static_cast<int32_t>(COMMAND_TYPE_NAMES.size())) {
+        NAVI_LOGI("invalid enum");
+        return "";
+    }
+    return COMMAND_TYPE_NAMES[value];
+}
+
+QueryType ToEnumQueryType(const std::string& name)
+{
+    for (size_t i = 0; i < QUERY_TYPE_NAMES.size(); ++i) {
+        if (QUERY_TYPE_NAMES[i] == name) {
+            return static_cast<QueryType>(i);
+        }
+    }
+    return static_cast<QueryType>(QUERY_TYPE_NAMES.size());
+}
+
+CommandType ToEnumCommandType(const std::string& name)
+{
+    for (size_t i = 0; i < COMMAND_TYPE_NAMES.size(); ++i) {
+        if (COMMAND_TYPE_NAMES[i] == name) {
+            return static_cast<CommandType>(i);
+        }
+    }
+    return static_cast<CommandType>(COMMAND_TYPE_NAMES.size());
+}
+
+void createThreadSafeFunction(napi_env env, napi_value listenerObject, ThreadSafeFnInfo* info)
+{
+    napi_value function = nullptr;
+    if (napi_get_named_property(env, listenerObject, info->funcName.c_str(), &function) != napi_ok) {
+        ThrowLastNapiError(env);
+        return;
+    }
+    if (napi_create_reference(env, function, 1, &info->ref) != napi_ok) {
+        ThrowLastNapiError(env);
+        return;
+    }
+    napi_value resourceName = nullptr;
+    if (napi_create_string_utf8(env, info->funcName.c_str(), NAPI_AUTO_LENGTH, &resourceName) != napi_ok) {
+        ThrowLastNapiError(env);
+        return;
+    }
+    if (napi_create_threadsafe_function(env, function, nullptr, resourceName, 0, 1, nullptr, nullptr, nullptr,
+        info->callJs, &info->tsfn) != napi_ok) {
+        ThrowLastNapiError(env);
+    }
+}
+
+} // namespace OHOS::NavigationInfoService
