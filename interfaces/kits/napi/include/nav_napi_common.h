@@ -7,6 +7,8 @@
 #include <node_api.h>
 
 #include <cstdint>
+#include <functional>
+#include <mutex>
 #include <string>
 
 #include "nav_info_common.h"
@@ -59,7 +61,32 @@ public:
     napi_ref ref = nullptr;
     napi_threadsafe_function tsfn = nullptr;
     napi_threadsafe_function_call_js callJs = nullptr;
+    // The environment whose JavaScript thread owns ref and tsfn; a delivery
+    // in another environment must not use them.
+    napi_env env = nullptr;
 };
+
+// Guards the replacement of a listener class's record on a JavaScript thread
+// against its reading on IPC threads: readers take a strong reference under
+// the lock, so a record is never freed while it is being copied.
+class ThreadSafeFnSlot {
+public:
+    sptr<ThreadSafeFnInfo> Get() const;
+    void Set(const sptr<ThreadSafeFnInfo>& info);
+    // The callback function of the current record. A record made in another
+    // environment cannot be used here: the delivery then calls fallback, the
+    // function of the thread-safe function it came through. On a failed read:
+    // the failure report, and false.
+    bool GetFunction(napi_env env, napi_value fallback, napi_value& function) const;
+
+private:
+    mutable std::mutex mutex_;
+    sptr<ThreadSafeFnInfo> info_;
+};
+
+// Starts a detached thread running task; false (and a log line) if no thread
+// could be started. The delivery is then dropped, and the caller returns.
+bool StartDeliveryThread(std::function<void()> task);
 
 void createThreadSafeFunction(napi_env env, napi_value listenerObject, ThreadSafeFnInfo* info);
 

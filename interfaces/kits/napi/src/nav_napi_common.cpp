@@ -1,6 +1,8 @@
 #include "nav_napi_common.h"
 
 #include <cstring>
+#include <system_error>
+#include <thread>
 
 #include "napi_common_want.h"
 
@@ -319,8 +321,50 @@ CommandType ToEnumCommandType(const std::string& name)
     return static_cast<CommandType>(COMMAND_TYPE_NAMES.size());
 }
 
+sptr<ThreadSafeFnInfo> ThreadSafeFnSlot::Get() const
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return info_;
+}
+
+void ThreadSafeFnSlot::Set(const sptr<ThreadSafeFnInfo>& info)
+{
+    sptr<ThreadSafeFnInfo> previous;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        previous = info_;
+        info_ = info;
+    }
+}
+
+bool ThreadSafeFnSlot::GetFunction(napi_env env, napi_value fallback, napi_value& function) const
+{
+    sptr<ThreadSafeFnInfo> info = Get();
+    if (info == nullptr || info->env != env) {
+        function = fallback;
+        return true;
+    }
+    if (napi_get_reference_value(env, info->ref, &function) != napi_ok) {
+        ThrowLastNapiError(env);
+        return false;
+    }
+    return true;
+}
+
+bool StartDeliveryThread(std::function<void()> task)
+{
+    try {
+        std::thread(std::move(task)).detach();
+        return true;
+    } catch (const std::system_error& error) {
+        NAVI_LOGI("start delivery thread failed: %{public}s", error.what());
+        return false;
+    }
+}
+
 void createThreadSafeFunction(napi_env env, napi_value listenerObject, ThreadSafeFnInfo* info)
 {
+    info->env = env;
     napi_value function = nullptr;
     if (napi_get_named_property(env, listenerObject, info->funcName.c_str(), &function) != napi_ok) {
         ThrowLastNapiError(env);

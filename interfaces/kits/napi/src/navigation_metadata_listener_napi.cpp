@@ -1,0 +1,61 @@
+#include "navigation_metadata_listener_napi.h"
+
+#include "listener_delivery.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+ThreadSafeFnSlot g_metadataChangedFnInfo;
+
+} // namespace
+
+NavigationMetadataListenerNapi::NavigationMetadataListenerNapi(napi_env env, napi_value listenerObject)
+{
+    sptr<ThreadSafeFnInfo> info = new ThreadSafeFnInfo("onMetadataChanged", CallJsMetadataChanged);
+    // Filled before it is published, so that an IPC thread never copies a half-made record.
+    createThreadSafeFunction(env, listenerObject, info);
+    g_metadataChangedFnInfo.Set(info);
+}
+
+NavigationMetadataListenerNapi::~NavigationMetadataListenerNapi() = default;
+
+void NavigationMetadataListenerNapi::OnMetadataChanged(const NavigationMetadata& metadata, const std::string& bundleName)
+{
+    NAVI_LOGI("callback:OnMetadataChanged");
+    JsCallbackData data {metadata, bundleName};
+    StartDelivery<JsCallbackData>(g_metadataChangedFnInfo, std::move(data), CallThreadSafeFunc);
+}
+
+void NavigationMetadataListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data)
+{
+    NAVI_LOGI("CallThreadSafeFunc");
+    if (!QueueDelivery(info, data)) {
+        NAVI_LOGI("acquire threadsafe function failed");
+    }
+}
+
+void NavigationMetadataListenerNapi::CallJsMetadataChanged(napi_env env, napi_value jsCallback, void* context,
+    void* data)
+{
+    auto* callbackData = static_cast<JsCallbackData*>(data);
+    if (env == nullptr) {
+        // The environment is being torn down: only free the delivery.
+        delete callbackData;
+        return;
+    }
+    NAVI_LOGI("is called!");
+    napi_value function = nullptr;
+    if (!g_metadataChangedFnInfo.GetFunction(env, jsCallback, function)) {
+        delete callbackData;
+        return;
+    }
+    napi_value argv[ARGC_TWO] = {nullptr, nullptr};
+    SetNavigationMetadata(env, callbackData->navMetadata, argv[1]);
+    if (napi_create_string_utf8(env, callbackData->bundleName.c_str(), NAPI_AUTO_LENGTH, &argv[0]) != napi_ok ||
+        napi_call_function(env, nullptr, function, ARGC_TWO, argv, nullptr) != napi_ok) {
+        ThrowLastNapiError(env);
+    }
+    delete callbackData;
+}
+
+} // namespace OHOS::NavigationInfoService

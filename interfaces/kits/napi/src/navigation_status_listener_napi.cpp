@@ -1,0 +1,60 @@
+#include "navigation_status_listener_napi.h"
+
+#include "listener_delivery.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+ThreadSafeFnSlot g_statusChangedFnInfo;
+
+} // namespace
+
+NavigationStatusListenerNapi::NavigationStatusListenerNapi(napi_env env, napi_value listenerObject)
+{
+    sptr<ThreadSafeFnInfo> info = new ThreadSafeFnInfo("onStatusChanged", CallJsStatusChanged);
+    // Filled before it is published, so that an IPC thread never copies a half-made record.
+    createThreadSafeFunction(env, listenerObject, info);
+    g_statusChangedFnInfo.Set(info);
+}
+
+NavigationStatusListenerNapi::~NavigationStatusListenerNapi() = default;
+
+void NavigationStatusListenerNapi::OnStatusChanged(const NavigationStatus& status, const std::string& bundleName)
+{
+    NAVI_LOGI("callback:OnStatusChanged");
+    JsCallbackData data {status, bundleName};
+    StartDelivery<JsCallbackData>(g_statusChangedFnInfo, std::move(data), CallThreadSafeFunc);
+}
+
+void NavigationStatusListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data)
+{
+    if (!QueueDelivery(info, data)) {
+        NAVI_LOGI("acquire threadsafe function failed");
+    }
+}
+
+void NavigationStatusListenerNapi::CallJsStatusChanged(napi_env env, napi_value jsCallback, void* context,
+    void* data)
+{
+    auto* callbackData = static_cast<JsCallbackData*>(data);
+    if (env == nullptr) {
+        // The environment is being torn down: only free the delivery.
+        delete callbackData;
+        return;
+    }
+    NAVI_LOGI("is called!");
+    napi_value function = nullptr;
+    if (!g_statusChangedFnInfo.GetFunction(env, jsCallback, function)) {
+        delete callbackData;
+        return;
+    }
+    napi_value argv[ARGC_TWO] = {nullptr, nullptr};
+    SetNavigationStatusData(env, callbackData->navStatus, argv[1]);
+    if (napi_create_string_utf8(env, callbackData->bundleName.c_str(), NAPI_AUTO_LENGTH, &argv[0]) != napi_ok ||
+        napi_call_function(env, nullptr, function, ARGC_TWO, argv, nullptr) != napi_ok) {
+        ThrowLastNapiError(env);
+    }
+    delete callbackData;
+}
+
+} // namespace OHOS::NavigationInfoService
