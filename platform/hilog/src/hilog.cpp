@@ -58,8 +58,8 @@ char LevelLetter(int level)
 struct LogState {
     std::atomic<int> level{LevelFromName(std::getenv("HILOG_LEVEL"), LOG_WARN)};
     std::mutex mutex;
+    // Replaced outputs stay open: another thread may still be writing to them.
     int fd = STDERR_FILENO;
-    bool ownsFd = false;
     std::shared_ptr<LogSink> sink;
 
     LogState()
@@ -72,7 +72,6 @@ struct LogState {
     bool OpenOutput(const std::string& destination)
     {
         int newFd = -1;
-        bool owns = false;
         if (destination == "stderr") {
             newFd = STDERR_FILENO;
         } else if (destination == "stdout") {
@@ -84,13 +83,8 @@ struct LogState {
             if (newFd < 0) {
                 return false;
             }
-            owns = true;
-        }
-        if (ownsFd && fd >= 0) {
-            ::close(fd);
         }
         fd = newFd;
-        ownsFd = owns;
         return true;
     }
 };
@@ -153,7 +147,7 @@ std::string FormatLogLine(const LogRecord& record, long long epochMillis, int pi
     char head[96];
     int n = std::snprintf(head, sizeof(head), "%04d-%02d-%02d %02d:%02d:%02d.%03lld %5d %5ld %c %05X/",
         local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
-        epochMillis % 1000, pid, tid, LevelLetter(record.level), record.domain & 0xFFFFF);
+        epochMillis % 1000, pid, tid, LevelLetter(record.level), record.domain);
     std::string line(head, n > 0 ? static_cast<size_t>(n) : 0);
     line += record.tag;
     line += ": ";

@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Builds everything: the module, the client library, the service daemon, the
+# test addons, the native tests and the benchmarks. BUILD_DIR (default build/)
+# and CMAKE_ARGS can be set; NAVINFO_SANITIZE=1 builds with ASan and UBSan.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/setup.sh
+BUILD_DIR=${BUILD_DIR:-build}
+extra=()
+[ "${NAVINFO_SANITIZE:-0}" = "1" ] && extra+=(-DNAVINFO_SANITIZE=ON)
+cmake -S . -B "$BUILD_DIR" ${CMAKE_ARGS:-} "${extra[@]}" >/dev/null
+cmake --build "$BUILD_DIR" -j"$(nproc)"

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds everything, then runs the native tests (GoogleTest through CTest) and
+# the JavaScript tests (node --test). Fails if either fails.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/build.sh || exit 1
+BUILD_DIR=${BUILD_DIR:-build}
+export NAVINFO_BUILD_DIR="$PWD/$BUILD_DIR"
+
+status=0
+(cd "$BUILD_DIR" && ctest --output-on-failure -j2 --timeout 300) || status=1
+node --test --test-concurrency=2 --test-timeout=120000 test/js/*.test.js || status=1
+exit $status

@@ -1,0 +1,48 @@
+'use strict';
+// The module's log lines: identity, level, and the file, line and function
+// of the statement that logs.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const fs = require('node:fs');
+const path = require('node:path');
+const paths = require('./support/paths');
+
+const nav = paths.loadModule();
+const addon = paths.loadAddon();
+
+// The line of the first statement after `fnName` that logs `text`.
+function sourceLine(file, fnName, text) {
+  const lines = fs.readFileSync(path.join(paths.root, 'interfaces/kits/napi/src', file), 'utf8').split('\n');
+  const start = lines.findIndex((l) => l.includes(`::${fnName}(`));
+  assert.ok(start >= 0, `${fnName} not found in ${file}`);
+  const offset = lines.slice(start).findIndex((l) => l.includes(`"${text}"`));
+  assert.ok(offset >= 0);
+  return start + offset + 1;
+}
+
+test('a log line names the file, line and bare function with the module identity', (t) => {
+  addon.captureLogs(4);
+  t.after(() => addon.stopLogCapture());
+  nav.getNavigationController();
+  void nav.MapStatus;
+  const logs = addon.takeLogs();
+  const factory = logs.find((l) => l.func === 'JsGetNavigationController');
+  assert.ok(factory, JSON.stringify(logs));
+  assert.equal(factory.text, 'is called!');
+  assert.equal(factory.file, 'navigation_info_mgr_napi.cpp');
+  assert.equal(factory.line, sourceLine('navigation_info_mgr_napi.cpp', 'JsGetNavigationController', 'is called!'));
+  assert.equal(factory.level, 4);
+  assert.equal(factory.domain, 0xD005401);
+  assert.equal(factory.tag, 'NavInfoJsNapi');
+  const getter = logs.find((l) => l.func === 'JsMapStatus');
+  assert.equal(getter.text, 'is called!');
+  assert.ok(logs.some((l) => l.func === 'NewInstance' &&
+    (l.text === 'instance is created, return' || l.text === 'NewInstance.')));
+});
+
+test('messages below the level are not kept', (t) => {
+  addon.captureLogs(5);
+  t.after(() => addon.stopLogCapture());
+  nav.getNavigationController();
+  assert.deepEqual(addon.takeLogs(), []);
+});

@@ -1,0 +1,125 @@
+'use strict';
+// The export object, its attributes, the enumerations and the per-thread
+// controller instances.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const { execFileSync } = require('node:child_process');
+const { Worker } = require('node:worker_threads');
+const paths = require('./support/paths');
+
+const nav = paths.loadModule();
+
+const FACTORIES = ['getNavigationController', 'getSystemNavigationController'];
+const ENUMS = ['LocationCoordType', 'MapStatus', 'NaviType', 'ThemeType', 'QueryType', 'CommandType',
+  'RoutePreference'];
+
+test('export object: nine fixed properties, then the two classes, in that order', () => {
+  assert.deepEqual(Object.getOwnPropertyNames(nav),
+    [...FACTORIES, ...ENUMS, 'NavigationController', 'SystemNavigationController']);
+  for (const name of FACTORIES) {
+    const d = Object.getOwnPropertyDescriptor(nav, name);
+    assert.equal(typeof d.value, 'function');
+    assert.deepEqual([d.writable, d.enumerable, d.configurable], [false, false, false], name);
+  }
+  for (const name of ENUMS) {
+    const d = Object.getOwnPropertyDescriptor(nav, name);
+    assert.equal(typeof d.get, 'function', name);
+    assert.equal(d.set, undefined);
+    assert.deepEqual([d.enumerable, d.configurable], [false, false], name);
+  }
+  for (const name of ['NavigationController', 'SystemNavigationController']) {
+    const d = Object.getOwnPropertyDescriptor(nav, name);
+    assert.equal(d.value.name, name);
+    assert.equal(d.enumerable, true);
+  }
+  assert.deepEqual(Object.keys(nav), ['NavigationController', 'SystemNavigationController']);
+});
+
+test('fixed exports cannot be replaced', () => {
+  const original = nav.getNavigationController;
+  assert.equal(Reflect.set(nav, 'getNavigationController', () => 1), false);
+  assert.equal(Reflect.set(nav, 'MapStatus', {}), false);
+  assert.throws(() => { nav.MapStatus = 1; }, TypeError);
+  assert.equal(nav.getNavigationController, original);
+  assert.equal(nav.MapStatus.IDLE, 0);
+  assert.equal(delete nav.QueryType, false);
+});
+
+test('numeric enumerations: members and values in order', () => {
+  assert.deepEqual(Object.entries(nav.LocationCoordType), [['GCJ02', 0], ['WGS84', 1]]);
+  assert.deepEqual(Object.entries(nav.MapStatus),
+    [['IDLE', 0], ['NAVIGATION', 1], ['CRUISE', 2], ['POI', 3], ['ROUTE', 4], ['UNAVAILABLE', 5]]);
+  assert.deepEqual(Object.entries(nav.NaviType), [['DRIVING', 0], ['MOTORCYCLE', 1], ['CYCLING', 2], ['WALKING', 3]]);
+  assert.deepEqual(Object.entries(nav.ThemeType), [['LIGHT', 0], ['DARK', 1]]);
+  assert.deepEqual(Object.entries(nav.RoutePreference), [['INTELLIGENT_RECOMMENDATION', 0], ['HIGHWAY_FIRST', 1],
+    ['AVOID_HIGHWAY', 2], ['AVOID_CONGESTION', 3], ['LESS_CHARGE', 4], ['MAIN_ROAD_FIRST', 5], ['TIME_FIRST', 6]]);
+});
+
+test('kind enumerations carry the kind names', () => {
+  assert.deepEqual(Object.entries(nav.QueryType),
+    [['NAVIGATION_STATUS', 'navigationStatus'], ['NAVIGATION_METADATA', 'navigationMetadata']]);
+  assert.deepEqual(Object.entries(nav.CommandType), [
+    ['START_NAVIGATION', 'startNavigation'], ['STOP_NAVIGATION', 'stopNavigation'], ['GO_HOME', 'goHome'],
+    ['GO_TO_COMPANY', 'goToCompany'], ['START_MAP_LAYER', 'startMapLayer'], ['STOP_MAP_LAYER', 'stopMapLayer'],
+    ['ZOOM_IN_MAP', 'zoomInMap'], ['ZOOM_OUT_MAP', 'zoomOutMap'], ['CHANGE_THEME', 'changeTheme'],
+    ['START_UPDATE_NAVIGATION_STATUS', 'startUpdateNavigationStatus'],
+    ['STOP_UPDATE_NAVIGATION_STATUS', 'stopUpdateNavigationStatus']]);
+});
+
+test('every enumeration read makes a new, ordinary object', () => {
+  for (const name of ENUMS) {
+    const first = nav[name];
+    const second = nav[name];
+    assert.notEqual(first, second, name);
+    assert.deepEqual(first, second, name);
+    const key = Object.keys(first)[0];
+    first[key] = 'changed';
+    assert.notEqual(nav[name][key], 'changed', name);
+    const d = Object.getOwnPropertyDescriptor(first, key);
+    assert.deepEqual([d.writable, d.enumerable, d.configurable], [true, true, true]);
+  }
+});
+
+test('one controller of each kind per thread; arguments are ignored', () => {
+  const controller = nav.getNavigationController();
+  assert.equal(nav.getNavigationController(1, 2), controller);
+  assert.ok(controller instanceof nav.NavigationController);
+  const system = nav.getSystemNavigationController('x');
+  assert.equal(nav.getSystemNavigationController(), system);
+  assert.ok(system instanceof nav.SystemNavigationController);
+  assert.notEqual(new nav.NavigationController(), controller);
+  assert.notEqual(new nav.SystemNavigationController(), system);
+  assert.deepEqual(Object.getOwnPropertyNames(nav.NavigationController.prototype).slice(1),
+    ['updateNavigationStatus', 'updateNavigationMetadata', 'registerSystemNavigationListener',
+      'unregisterSystemNavigationListener']);
+  assert.deepEqual(Object.getOwnPropertyNames(nav.SystemNavigationController.prototype).slice(1),
+    ['getNavigationStatus', 'registerNavigationStatusListener', 'unregisterNavigationStatusListener',
+      'registerNavigationMetadataListener', 'unregisterNavigationMetadataListener', 'queryNavigationInfo',
+      'sendNavigationCmd']);
+});
+
+test('a Worker loads the module and gets controllers of its own', async () => {
+  const mainController = nav.getNavigationController();
+  mainController.marker = 'main';
+  const worker = new Worker(`
+    const { parentPort, workerData } = require('node:worker_threads');
+    const nav = require(workerData.root);
+    const a = nav.getNavigationController();
+    const s = nav.getSystemNavigationController();
+    parentPort.postMessage({
+      same: a === nav.getNavigationController() && s === nav.getSystemNavigationController(),
+      own: a instanceof nav.NavigationController && s instanceof nav.SystemNavigationController,
+      marker: a.marker,
+      status: nav.MapStatus.UNAVAILABLE,
+    });`, { eval: true, workerData: { root: paths.root } });
+  const [message] = await Promise.all([
+    new Promise((resolve, reject) => { worker.once('message', resolve); worker.once('error', reject); }),
+    new Promise((resolve) => worker.once('exit', resolve)),
+  ]);
+  assert.deepEqual(message, { same: true, own: true, marker: undefined, status: 5 });
+});
+
+test('the library exports no symbol of its own', () => {
+  const defined = execFileSync('nm', ['-D', '--defined-only', paths.modulePath], { encoding: 'utf8' });
+  assert.equal(defined.trim(), '');
+});

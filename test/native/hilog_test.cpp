@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "hilog/log.h"
+#include "hilog/log_control.h"
+
+using namespace OHOS::HiviewDFX;
+
+namespace {
+
+class HiLogTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        SetLogLevel(LOG_DEBUG);
+        SetLogSink([this](const LogRecord& record) { records.push_back(record); });
+    }
+    void TearDown() override
+    {
+        SetLogSink(nullptr);
+        SetLogLevel(LOG_WARN);
+    }
+    std::vector<LogRecord> records;
+};
+
+TEST_F(HiLogTest, PrivacyMarkersAndConversions)
+{
+    HiLogPrint(LOG_CORE, LOG_INFO, 0xD005401, "NavInfoJsNapi", "[%{public}s:%{public}d]%{public}s# ret= %{public}d",
+        "file.cpp", 42, "Func", -1005);
+    HiLogPrint(LOG_CORE, LOG_INFO, 1, "T", "user %{private}s id %{public}u %s", "alice", 7u, "plain");
+    HiLogPrint(LOG_CORE, LOG_INFO, 1, "T", "%{public}5.2f|%{public}-4d|%%|%{public}lld|%{public}x", 3.14159, 9,
+        -5000000000LL, 255u);
+    ASSERT_EQ(records.size(), 3u);
+    EXPECT_EQ(records[0].message, "[file.cpp:42]Func# ret= -1005");
+    EXPECT_EQ(records[0].domain, 0xD005401u);
+    EXPECT_EQ(records[0].tag, "NavInfoJsNapi");
+    EXPECT_EQ(records[0].type, LOG_CORE);
+    EXPECT_EQ(records[1].message, "user <private> id 7 plain");
+    EXPECT_EQ(records[2].message, " 3.14|9   |%|-5000000000|ff");
+}
+
+TEST_F(HiLogTest, LevelFiltersBeforeFormatting)
+{
+    SetLogLevel(LOG_WARN);
+    EXPECT_EQ(HiLogPrint(LOG_CORE, LOG_INFO, 1, "T", "dropped %{public}s", "x"), -1);
+    EXPECT_FALSE(HiLogIsLoggable(1, "T", LOG_INFO));
+    EXPECT_TRUE(HiLogIsLoggable(1, "T", LOG_ERROR));
+    HiLogPrint(LOG_CORE, LOG_WARN, 1, "T", "kept");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].level, LOG_WARN);
+    SetLogLevel(LOG_FATAL + 1);
+    EXPECT_EQ(HiLogPrint(LOG_CORE, LOG_FATAL, 1, "T", "off"), -1);
+}
+
+TEST_F(HiLogTest, MalformedFormatsWriteNothing)
+{
+    EXPECT_EQ(HiLogPrint(LOG_CORE, LOG_INFO, 1, "T", "%{public}", 1), -1);
+    EXPECT_EQ(HiLogPrint(LOG_CORE, LOG_INFO, 1, "T", "%{public}q", 1), -1);
+    EXPECT_EQ(HiLogPrint(LOG_CORE, LOG_INFO, 1, "T", nullptr), -1);
+    HiLogPrint(LOG_CORE, LOG_INFO, 1, "T", "%s", static_cast<const char*>(nullptr));
+    EXPECT_TRUE(records.size() == 1u && records[0].message == "(null)");
+}
+
+TEST(HiLogLineTest, LineCarriesTimePidTidLevelDomainAndTag)
+{
+    LogRecord record{LOG_CORE, LOG_ERROR, 0xD005401, "NavInfoJsNapi", "[a.cpp:1]F# boom"};
+    std::string line = FormatLogLine(record, 1700000000123LL, 321, 654);
+    EXPECT_NE(line.find(".123   321   654 E D005401/NavInfoJsNapi: [a.cpp:1]F# boom"), std::string::npos) << line;
+    EXPECT_EQ(line.find('\n'), std::string::npos);
+}
+
+} // namespace
