@@ -1,0 +1,168 @@
+'use strict';
+// Publishing status and metadata: what the parsers make of JavaScript
+// objects, seen through the embedded service (read back, or delivered).
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const paths = require('./support/paths');
+const { deferred } = require('./support/wait');
+
+const nav = paths.loadModule();
+const controller = nav.getNavigationController();
+const system = nav.getSystemNavigationController();
+const BUNDLE = process.env.NAVINFO_BUNDLE_NAME || 'com.example.navigation';
+
+const EMPTY_LOCATION = { name: '', coordType: 0, longitude: 0, latitude: 0, altitude: 0 };
+const EMPTY_STATUS = {
+  status: 0, naviType: 0, destLocation: EMPTY_LOCATION, passPoint: [], routeIndex: 0, customData: '', theme: 0,
+  routePreference: [],
+};
+
+function publishAndRead(status) {
+  let error = null;
+  try {
+    controller.updateNavigationStatus(status);
+  } catch (e) {
+    error = e;
+  }
+  return { error, read: system.getNavigationStatus(BUNDLE) };
+}
+
+async function publishMetadata(metadata) {
+  const delivered = deferred('onMetadataChanged');
+  system.registerNavigationMetadataListener({ onMetadataChanged: (b, m) => delivered.resolve({ b, m }) }, BUNDLE);
+  let error = null;
+  try {
+    controller.updateNavigationMetadata(metadata);
+  } catch (e) {
+    error = e;
+  }
+  const { b, m } = await delivered.promise;
+  assert.equal(b, BUNDLE);
+  return { error, metadata: m };
+}
+
+test('status: an empty object publishes a record of zeros, read back with every property', () => {
+  const { error, read } = publishAndRead({});
+  assert.equal(error, null);
+  assert.deepEqual(read, EMPTY_STATUS);
+  assert.deepEqual(Object.keys(read), Object.keys(EMPTY_STATUS));
+  assert.deepEqual(Object.keys(read.destLocation), Object.keys(EMPTY_LOCATION));
+});
+
+test('status: known fields are stored, unknown ones skipped, nothing validated', () => {
+  const status = {
+    theme: 1, extra: 'ignored', status: 1, naviType: 3, routeIndex: -7, customData: 'payload',
+    destLocation: { name: 'Office', coordType: 9, longitude: 13.4, latitude: 52.5, altitude: -1.5, floor: 3 },
+    passPoint: [{ name: 'A' }, { latitude: 1.25 }, { name: 'C', coordType: 1 }],
+    routePreference: [1, 5, 99],
+  };
+  const { error, read } = publishAndRead(status);
+  assert.equal(error, null);
+  assert.deepEqual(read, {
+    status: 1, naviType: 3,
+    destLocation: { name: 'Office', coordType: 9, longitude: 13.4, latitude: 52.5, altitude: -1.5 },
+    passPoint: [{ ...EMPTY_LOCATION, name: 'A' }, { ...EMPTY_LOCATION, latitude: 1.25 },
+      { ...EMPTY_LOCATION, name: 'C', coordType: 1 }],
+    routeIndex: -7, customData: 'payload', theme: 1, routePreference: [1, 5, 99],
+  });
+});
+
+test('status: a failed number read ends the walk, and the record is still sent', () => {
+  const { error, read } = publishAndRead({ status: 'one', naviType: 2, theme: 1 });
+  assert.equal(error.message, 'A number was expected');
+  assert.equal(error.code, undefined);
+  assert.deepEqual(read, EMPTY_STATUS);
+
+  const later = publishAndRead({ naviType: 2, status: 'one', theme: 1 });
+  assert.equal(later.error.message, 'A number was expected');
+  assert.equal(later.read.naviType, 2);
+  assert.equal(later.read.theme, 0);
+});
+
+test('status: bad nested values are reported without ending the outer walk', () => {
+  const { error, read } = publishAndRead({
+    customData: 42, destLocation: 'nowhere', passPoint: [7, { name: 'ok' }], theme: 1,
+  });
+  assert.ok(error instanceof Error);
+  assert.equal(read.customData, '');
+  assert.deepEqual(read.destLocation, EMPTY_LOCATION);
+  assert.deepEqual(read.passPoint, [EMPTY_LOCATION, { ...EMPTY_LOCATION, name: 'ok' }]);
+  assert.equal(read.theme, 1);
+});
+
+test('status: a non-number route preference keeps the values before it', () => {
+  const { error, read } = publishAndRead({ routePreference: [2, 'x', 5], theme: 1 });
+  assert.equal(error.message, 'A number was expected');
+  assert.deepEqual(read.routePreference, [2]);
+  assert.equal(read.theme, 1);
+});
+
+test('status: strings are cut at 255 bytes, names of any length are looked up cut', () => {
+  const long = 'x'.repeat(300);
+  const { read } = publishAndRead({ customData: long, destLocation: { name: 'é'.repeat(200) } });
+  assert.equal(read.customData, 'x'.repeat(255));
+  assert.equal(Buffer.byteLength(read.destLocation.name), 254); // 127 whole two-byte characters
+  const cutName = publishAndRead({ ['s'.repeat(300)]: 1 });
+  assert.equal(cutName.error, null);
+});
+
+test('metadata: fields, the 16-bit turn mode, text vectors and flags come back as published', async () => {
+  const { error, metadata } = await publishMetadata({
+    naviTurnMode: 70000, segmentLeftDis: 4294967295, currentRoadName: 'A1', nextRoadName: 'B2',
+    intersectionView: 'abc', viewWidth: 640, viewHeight: 480, trafficLane: 'é', cameraSpeedLimitValid: true,
+    cameraSpeedLimit: 80, naviSpeedLimitValid: false, naviSpeedLimit: 100, currentSpeed: 77, naviBearing: 12.5,
+    totalLeftDis: 9000, remainingTime: 600, customData: { lane: 2, tags: ['a', 'b'] }, unknown: 1,
+  });
+  assert.equal(error, null);
+  assert.deepEqual(metadata, {
+    naviTurnMode: 4464, segmentLeftDis: 4294967295, currentRoadName: 'A1', nextRoadName: 'B2',
+    intersectionView: 'abc', viewWidth: 640, viewHeight: 480, trafficLane: 'é', cameraSpeedLimitValid: true,
+    cameraSpeedLimit: 80, naviSpeedLimitValid: false, naviSpeedLimit: 100, currentSpeed: 77, naviBearing: 12.5,
+    totalLeftDis: 9000, remainingTime: 600, customData: { lane: 2, tags: ['a', 'b'] },
+  });
+});
+
+test('metadata: a bad value is reported and the walk goes on', async () => {
+  const { error, metadata } = await publishMetadata({
+    cameraSpeedLimitValid: 1, currentRoadName: 5, viewWidth: 'wide', trafficLane: 'x'.repeat(10000),
+    nextRoadName: 'y'.repeat(10000), remainingTime: 3,
+  });
+  assert.ok(error instanceof Error);
+  assert.equal(metadata.cameraSpeedLimitValid, false);
+  assert.equal(metadata.currentRoadName, '');
+  assert.equal(metadata.viewWidth, 0);
+  assert.equal(metadata.trafficLane, 'x'.repeat(10000));
+  assert.equal(metadata.nextRoadName, 'y'.repeat(255));
+  assert.equal(metadata.remainingTime, 3);
+});
+
+test('metadata: text vectors stop at an embedded NUL', async () => {
+  const { metadata } = await publishMetadata({ intersectionView: 'A\u0000B', trafficLane: '' });
+  assert.equal(metadata.intersectionView, 'A');
+  assert.equal(metadata.trafficLane, '');
+});
+
+test('argument errors carry no code and publish nothing', () => {
+  for (const method of ['updateNavigationStatus', 'updateNavigationMetadata']) {
+    assert.throws(() => controller[method](), (e) => {
+      assert.equal(e.message, 'assertion (argc > 0) failed: Wrong number of arguments');
+      assert.equal(e.code, undefined);
+      return true;
+    });
+  }
+});
+
+test('hostile inputs do not crash the process', () => {
+  const cyclic = { status: 1 };
+  cyclic.destLocation = cyclic;
+  const throwing = { get status() { throw new Error('getter'); } };
+  const sparse = [];
+  sparse[1000000] = { name: 'far' };
+  const inputs = [null, undefined, 5, 'text', Symbol('s'), () => 1, cyclic, throwing,
+    { passPoint: sparse }, { routePreference: new Array(100000).fill(1) }, new Proxy({}, {})];
+  for (const input of inputs) {
+    try { controller.updateNavigationStatus(input); } catch (e) { assert.ok(e instanceof Error); }
+    try { controller.updateNavigationMetadata(input); } catch (e) { assert.ok(e instanceof Error); }
+  }
+  assert.throws(() => controller.updateNavigationStatus(throwing), /getter/);
+});
