@@ -89,10 +89,10 @@ test('one controller of each kind per thread; arguments are ignored', () => {
   assert.ok(system instanceof nav.SystemNavigationController);
   assert.notEqual(new nav.NavigationController(), controller);
   assert.notEqual(new nav.SystemNavigationController(), system);
-  assert.deepEqual(Object.getOwnPropertyNames(nav.NavigationController.prototype).slice(1),
+  assert.deepEqual(Object.getOwnPropertyNames(nav.NavigationController.prototype).filter((n) => n !== 'constructor'),
     ['updateNavigationStatus', 'updateNavigationMetadata', 'registerSystemNavigationListener',
       'unregisterSystemNavigationListener']);
-  assert.deepEqual(Object.getOwnPropertyNames(nav.SystemNavigationController.prototype).slice(1),
+  assert.deepEqual(Object.getOwnPropertyNames(nav.SystemNavigationController.prototype).filter((n) => n !== 'constructor'),
     ['getNavigationStatus', 'registerNavigationStatusListener', 'unregisterNavigationStatusListener',
       'registerNavigationMetadataListener', 'unregisterNavigationMetadataListener', 'queryNavigationInfo',
       'sendNavigationCmd']);
