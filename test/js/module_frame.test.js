@@ -42,7 +42,7 @@ test('fixed exports cannot be replaced', () => {
   assert.throws(() => { nav.MapStatus = 1; }, TypeError);
   assert.equal(nav.getNavigationController, original);
   assert.equal(nav.MapStatus.IDLE, 0);
-  assert.equal(delete nav.QueryType, false);
+  assert.equal(Reflect.deleteProperty(nav, 'QueryType'), false);
 });
 
 test('numeric enumerations: members and values in order', () => {
