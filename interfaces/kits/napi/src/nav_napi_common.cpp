@@ -18,10 +18,15 @@ void ThrowLastNapiError(napi_env env)
 {
     const napi_extended_error_info* errorInfo = nullptr;
     napi_get_last_error_info(env, &errorInfo);
+    // Node keeps the error information in the environment and clears it on the
+    // next call: take the message before asking whether an exception is pending.
+    const char* message = nullptr;
+    if (errorInfo != nullptr) {
+        message = errorInfo->error_message != nullptr ? errorInfo->error_message : "empty error message";
+    }
     bool isPending = false;
     napi_is_exception_pending(env, &isPending);
-    if (!isPending && errorInfo != nullptr) {
-        const char* message = errorInfo->error_message != nullptr ? errorInfo->error_message : "empty error message";
+    if (!isPending && message != nullptr) {
         napi_throw_error(env, nullptr, message);
     }
 }
