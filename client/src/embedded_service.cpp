@@ -1,0 +1,78 @@
+#include "embedded_service.h"
+
+#include <cstdlib>
+#include <unistd.h>
+
+#include "access_policy_file.h"
+#include "ipc_threads.h"
+#include "service_settings.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+CoreOptions EmbeddedCoreOptions()
+{
+    CoreOptions options;
+    options.executor = IpcThreads();
+    options.policy = AccessPolicyFromEnvironment();
+    options.requestTimeout = RequestTimeoutFromEnvironment();
+    return options;
+}
+
+std::string BundleNameFromEnvironment()
+{
+    const char* name = std::getenv(BUNDLE_NAME_ENV);
+    return name != nullptr ? std::string(name) : std::string(DEFAULT_BUNDLE_NAME);
+}
+
+} // namespace
+
+EmbeddedService& EmbeddedService::Instance()
+{
+    static EmbeddedService* const instance = new EmbeddedService(); // leaked: see the header
+    return *instance;
+}
+
+EmbeddedService::EmbeddedService()
+    : core_(NavInfoServiceCore::Create(EmbeddedCoreOptions())),
+      pid_(static_cast<int32_t>(getpid())),
+      uid_(static_cast<int32_t>(getuid())),
+      bundleName_(BundleNameFromEnvironment())
+{
+}
+
+CallerInfo EmbeddedService::Caller() const
+{
+    CallerInfo caller;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        caller.bundleName = bundleName_;
+    }
+    caller.pid = pid_;
+    caller.uid = uid_;
+    caller.clientId = EMBEDDED_CLIENT_ID;
+    return caller;
+}
+
+void EmbeddedService::SetBundleName(std::string bundleName)
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    bundleName_ = std::move(bundleName);
+}
+
+void EmbeddedService::SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy)
+{
+    core_->SetAccessPolicy(std::move(policy));
+}
+
+void EmbeddedService::SetRequestTimeout(std::chrono::milliseconds timeout)
+{
+    core_->SetRequestTimeout(timeout);
+}
+
+void EmbeddedService::Reset()
+{
+    core_->Reset();
+}
+
+} // namespace OHOS::NavigationInfoService

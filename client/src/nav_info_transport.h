@@ -1,0 +1,52 @@
+// How NavInfoClient reaches the service: the embedded core in this process,
+// or (later) the daemon over its socket. Each call is synchronous and returns
+// a result of nav_info_errors.h; it may throw std::bad_alloc, which
+// NavInfoClient catches. Any thread may call.
+#ifndef CLIENT_NAV_INFO_TRANSPORT_H
+#define CLIENT_NAV_INFO_TRANSPORT_H
+
+#include <memory>
+#include <string>
+
+#include "navigation_info_data.h"
+#include "navigation_listeners.h"
+
+namespace OHOS::NavigationInfoService {
+
+class NavInfoTransport {
+public:
+    virtual ~NavInfoTransport() = default;
+
+    virtual int32_t UpdateNavigationStatus(NavigationStatus status) = 0;
+    virtual int32_t UpdateNavigationMetadata(NavigationMetadata metadata) = 0;
+    virtual int32_t RegisterSystemNavigationListener(sptr<ISystemNavigationListener> listener) = 0;
+    virtual int32_t UnRegisterSystemNavigationListener() = 0;
+    virtual int32_t GetNavigationStatus(const std::string& bundleName, NavigationStatus& status) = 0;
+    virtual int32_t RegisterNavigationStatusListener(const std::string& bundleName,
+        sptr<INavigationStatusListener> listener) = 0;
+    virtual int32_t UnRegisterNavigationStatusListener(const std::string& bundleName) = 0;
+    virtual int32_t RegisterNavigationMetadataListener(const std::string& bundleName,
+        sptr<INavigationMetadataListener> listener) = 0;
+    virtual int32_t UnRegisterNavigationMetadataListener(const std::string& bundleName) = 0;
+    virtual int32_t QueryNavigationInfo(const std::string& bundleName, QueryType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) = 0;
+    virtual int32_t SendNavigationCmd(const std::string& bundleName, CommandType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) = 0;
+};
+
+// The environment variable that selects the daemon's socket.
+constexpr const char* SERVICE_SOCKET_ENV = "NAVINFO_SERVICE_SOCKET";
+
+// The transport of this process: the one place that chooses. Without
+// NAVINFO_SERVICE_SOCKET it is the embedded service; with it, the remote
+// transport once it exists (until then one that answers every call with
+// NAV_INFO_ERR_SERVICE_UNAVAILABLE). Null only when memory is exhausted.
+std::unique_ptr<NavInfoTransport> CreateNavInfoTransport() noexcept;
+
+std::unique_ptr<NavInfoTransport> CreateEmbeddedTransport();
+// Answers every call with NAV_INFO_ERR_SERVICE_UNAVAILABLE.
+std::unique_ptr<NavInfoTransport> CreateUnavailableTransport();
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // CLIENT_NAV_INFO_TRANSPORT_H

@@ -1,0 +1,70 @@
+// Who may do what: the service core asks an AccessPolicy two questions about
+// a caller, and RuleAccessPolicy answers them from per-bundle rules (what the
+// policy file describes; see docs/access-policy.md).
+#ifndef SERVICE_ACCESS_POLICY_H
+#define SERVICE_ACCESS_POLICY_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "caller_info.h"
+
+namespace OHOS::NavigationInfoService {
+
+// Implementations are immutable once shared, so any thread may ask them
+// without a lock.
+class AccessPolicy {
+public:
+    virtual ~AccessPolicy() = default;
+    virtual bool IsSystemApp(const CallerInfo& caller) const = 0;
+    virtual bool HasNavigationPermission(const CallerInfo& caller) const = 0;
+};
+
+// What one bundle may do, and (for the daemon) how to recognise it.
+struct BundleAccess {
+    bool systemApp = false;
+    bool navigationPermission = false;
+    // The daemon accepts a claim of this bundle name only from these uids;
+    // empty: from any uid.
+    std::vector<int32_t> uids;
+    // The daemon accepts a claim of this bundle name only with this token;
+    // empty: no token needed.
+    std::string token;
+};
+
+class RuleAccessPolicy : public AccessPolicy {
+public:
+    // Bundles listed get their own rule. Unlisted bundles get nothing when
+    // defaultDeny, and everything (system application with the permission)
+    // otherwise.
+    RuleAccessPolicy(bool defaultDeny, std::map<std::string, BundleAccess> bundles);
+
+    // Every bundle is a system application with the permission.
+    static std::shared_ptr<const RuleAccessPolicy> AllowAll();
+    // No bundle is anything.
+    static std::shared_ptr<const RuleAccessPolicy> DenyAll();
+
+    bool IsSystemApp(const CallerInfo& caller) const override;
+    bool HasNavigationPermission(const CallerInfo& caller) const override;
+
+    // For the daemon's identity check: may a process of this uid that
+    // presents this token act as bundleName? A listed bundle checks its uids
+    // and token; an unlisted one is accepted unless defaultDeny.
+    bool IdentityAllowed(const std::string& bundleName, int32_t uid, const std::string& token) const;
+
+    bool DefaultDeny() const { return defaultDeny_; }
+    // The rule of a listed bundle, or null.
+    const BundleAccess* FindBundle(const std::string& bundleName) const;
+    const std::map<std::string, BundleAccess>& Bundles() const { return bundles_; }
+
+private:
+    const bool defaultDeny_;
+    const std::map<std::string, BundleAccess> bundles_;
+};
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // SERVICE_ACCESS_POLICY_H

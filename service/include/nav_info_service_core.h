@@ -1,0 +1,169 @@
+// The navigation information service itself, free of any transport: the
+// latest status and metadata of each navigation application, who follows
+// them, the navigation applications' listeners, and the queries and commands
+// in flight. The embedded client calls it in-process; the daemon calls it for
+// each request that arrives on its sockets.
+//
+// Threads: every public function may be called from any thread at once. All
+// state is guarded by mutex_. Listeners and callbacks are called only through
+// the executor, never while mutex_ is held, so they may call back into the core.
+//
+// Results are those of nav_info_errors.h. Access is checked before arguments:
+//  - publishing and the system navigation listener need the navigation
+//    permission (else NAV_INFO_ERR_NO_PERMISSION);
+//  - reading, following, querying and commanding need a system application
+//    (else NAV_INFO_ERR_NOT_SYSTEM_APP) that holds the permission (else
+//    NAV_INFO_ERR_NO_PERMISSION).
+// Functions may throw std::bad_alloc only; the transport catches it.
+#ifndef SERVICE_NAV_INFO_SERVICE_CORE_H
+#define SERVICE_NAV_INFO_SERVICE_CORE_H
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+#include "access_policy.h"
+#include "caller_info.h"
+#include "deadline_timer.h"
+#include "executor.h"
+#include "navigation_info_data.h"
+#include "navigation_listeners.h"
+#include "service_settings.h"
+
+namespace OHOS::NavigationInfoService {
+
+struct CoreOptions {
+    std::shared_ptr<Executor> executor;                   // required; runs every listener call
+    std::shared_ptr<const AccessPolicy> policy;           // null: deny everything
+    std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
+    size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;
+    ThreadStarter timerThreadStarter = DefaultThreadStarter();
+};
+
+class NavInfoServiceCore : public std::enable_shared_from_this<NavInfoServiceCore> {
+    struct Passkey {};
+
+public:
+    // The core must be shared-owned: the answer forwarders it hands out hold
+    // it weakly. Throws std::bad_alloc only.
+    static std::shared_ptr<NavInfoServiceCore> Create(CoreOptions options);
+    NavInfoServiceCore(Passkey, CoreOptions options);
+    // Stops the timer; requests still outstanding are dropped unanswered.
+    ~NavInfoServiceCore();
+    NavInfoServiceCore(const NavInfoServiceCore&) = delete;
+    NavInfoServiceCore& operator=(const NavInfoServiceCore&) = delete;
+
+    // --- Navigation application (needs the permission) ---
+    // Stores the status as the caller's latest (updateTime set to now, in ms
+    // since the epoch) and posts OnStatusChanged(status, caller bundle) to
+    // every follower of the caller's bundle. Empty caller bundle: 1001.
+    int32_t UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status);
+    int32_t UpdateNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
+    // One listener per bundle: a new registration replaces the old one, and
+    // requests sent to the old one are answered NOT_FOUND. Null listener: 1001.
+    int32_t RegisterSystemNavigationListener(const CallerInfo& caller, sptr<ISystemNavigationListener> listener);
+    // Not registered: 1003. Requests sent to it are answered NOT_FOUND.
+    int32_t UnRegisterSystemNavigationListener(const CallerInfo& caller);
+
+    // --- System application (needs a system application with the permission) ---
+    // Never published: 1003. Empty bundle name: 1001.
+    int32_t GetNavigationStatus(const CallerInfo& caller, const std::string& bundleName, NavigationStatus& status);
+    // One listener per (caller's clientId, bundle): registering again replaces it.
+    int32_t RegisterNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName,
+        sptr<INavigationStatusListener> listener);
+    int32_t UnRegisterNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName);
+    int32_t RegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
+        sptr<INavigationMetadataListener> listener);
+    int32_t UnRegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName);
+    // Sends the request to bundleName's system navigation listener. On 0 the
+    // callback is called exactly once, through the executor: with the
+    // navigation application's first answer, {1004, "Timed out"} after the
+    // request time-out, or {1003, "Not found"} when that listener goes away
+    // first. On any other result it is never called. Kind out of range, empty
+    // bundle or null callback: 1001; no listener: 1003; the caller already has
+    // maxOutstandingPerClient requests outstanding: 1006; the time-out thread
+    // or the executor cannot run: 1002.
+    int32_t QueryNavigationInfo(const CallerInfo& caller, const std::string& bundleName, QueryType type,
+        AAFwk::WantParams params, sptr<IMapCallback> callback);
+    int32_t SendNavigationCmd(const CallerInfo& caller, const std::string& bundleName, CommandType type,
+        AAFwk::WantParams params, sptr<IMapCallback> callback);
+
+    // --- Transport and tests ---
+    // The connection clientId went away: its subscriptions and listeners are
+    // dropped; requests it sent are dropped unanswered; requests sent to its
+    // system navigation listeners are answered NOT_FOUND. Published records stay.
+    void OnClientGone(uint64_t clientId);
+    // Forgets all state (records too). Outstanding requests are answered NOT_FOUND.
+    void Reset();
+    // Applies to requests made from now on.
+    void SetRequestTimeout(std::chrono::milliseconds timeout);
+    // Null denies everything. Applies to calls made from now on.
+    void SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy);
+    size_t OutstandingRequestCount() const;
+
+private:
+    friend class RequestAnswerForwarder;
+    enum class RequestKind { QUERY, COMMAND };
+    struct SystemListenerEntry {
+        sptr<ISystemNavigationListener> listener;
+        uint64_t clientId = 0;
+        uint64_t registrationId = 0; // unique per registration, so that requests know theirs
+    };
+    struct PendingRequest {
+        uint64_t requesterClientId = 0;
+        uint64_t targetRegistrationId = 0;
+        sptr<IMapCallback> callback;
+    };
+    struct Answer {
+        sptr<IMapCallback> callback;
+        ResultData data;
+    };
+    template <typename Listener>
+    using Followers = std::map<std::string, std::map<uint64_t, sptr<Listener>>>; // bundle -> clientId -> listener
+
+    int32_t CheckPublisher(const CallerInfo& caller) const;
+    int32_t CheckSystemApp(const CallerInfo& caller) const;
+    int32_t SubmitRequest(const CallerInfo& caller, const std::string& bundleName, RequestKind kind,
+        int32_t type, AAFwk::WantParams params, sptr<IMapCallback> callback);
+    template <typename Listener>
+    int32_t Follow(const CallerInfo& caller, const std::string& bundleName, sptr<Listener> listener,
+        Followers<Listener>& followers);
+    template <typename Listener>
+    int32_t Unfollow(const CallerInfo& caller, const std::string& bundleName, Followers<Listener>& followers);
+
+    // Called by the forwarder with the navigation application's answer, and
+    // by the timer. The first completion of a request wins.
+    void CompleteRequest(uint64_t requestId, ResultData data);
+    void OnRequestTimedOut(uint64_t requestId);
+    // mutex_ held: removes a pending request and its time-out, returns its callback (null if absent).
+    sptr<IMapCallback> TakePendingLocked(uint64_t requestId);
+    // mutex_ held: takes every request sent to that registration, answering each NOT_FOUND.
+    void TakeRequestsOfRegistrationLocked(uint64_t registrationId, std::vector<Answer>& answers);
+    // Without mutex_: posts each answer to its callback.
+    void DeliverAnswers(std::vector<Answer>& answers);
+
+    const std::shared_ptr<Executor> executor_;
+    const size_t maxOutstandingPerClient_;
+    DeadlineTimer timer_; // has its own lock; taken inside mutex_, never the other way round
+
+    mutable std::mutex mutex_; // guards every field below
+    std::shared_ptr<const AccessPolicy> policy_;
+    std::chrono::milliseconds requestTimeout_;
+    std::map<std::string, NavigationStatus> statuses_;      // by publishing bundle
+    std::map<std::string, NavigationMetadata> metadata_;    // by publishing bundle
+    Followers<INavigationStatusListener> statusFollowers_;
+    Followers<INavigationMetadataListener> metadataFollowers_;
+    std::map<std::string, SystemListenerEntry> systemListeners_; // by navigation bundle
+    std::unordered_map<uint64_t, PendingRequest> pending_;       // by request id
+    std::unordered_map<uint64_t, size_t> outstandingByClient_;   // requester clientId -> pending count
+    uint64_t nextRequestId_ = 1;
+    uint64_t nextRegistrationId_ = 1;
+};
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // SERVICE_NAV_INFO_SERVICE_CORE_H

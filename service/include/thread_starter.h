@@ -1,0 +1,19 @@
+// How the service's helpers start their threads. Replaceable so that tests
+// can make thread creation fail on purpose.
+#ifndef SERVICE_THREAD_STARTER_H
+#define SERVICE_THREAD_STARTER_H
+
+#include <functional>
+#include <thread>
+
+namespace OHOS::NavigationInfoService {
+
+// Starts a thread running body; may throw (std::system_error, std::bad_alloc)
+// when the thread cannot be created, like the std::thread constructor.
+using ThreadStarter = std::function<std::thread(std::function<void()> body)>;
+
+ThreadStarter DefaultThreadStarter();
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // SERVICE_THREAD_STARTER_H

@@ -1,0 +1,377 @@
+// The core's records, followers and listeners: publishing, reading,
+// following, the system navigation listener, and dropping clients.
+// Queries and commands are in nav_info_service_requests.cpp.
+#include "nav_info_service_core.h"
+
+#include <utility>
+#include <vector>
+
+#include "nav_info_errors.h"
+#include "service_log.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+int64_t NowMillis()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+// Moves every listener of clientId out of followers into graveyard, so that
+// they are released after the lock is let go.
+template <typename Map, typename Graveyard>
+void RemoveClientFollowers(Map& followers, uint64_t clientId, Graveyard& graveyard)
+{
+    for (auto bundle = followers.begin(); bundle != followers.end();) {
+        auto found = bundle->second.find(clientId);
+        if (found != bundle->second.end()) {
+            graveyard.push_back(std::move(found->second));
+            bundle->second.erase(found);
+        }
+        bundle = bundle->second.empty() ? followers.erase(bundle) : std::next(bundle);
+    }
+}
+
+} // namespace
+
+std::shared_ptr<NavInfoServiceCore> NavInfoServiceCore::Create(CoreOptions options)
+{
+    return std::make_shared<NavInfoServiceCore>(Passkey{}, std::move(options));
+}
+
+NavInfoServiceCore::NavInfoServiceCore(Passkey, CoreOptions options)
+    : executor_(std::move(options.executor)),
+      maxOutstandingPerClient_(options.maxOutstandingPerClient),
+      timer_([this](uint64_t requestId) { OnRequestTimedOut(requestId); }, std::move(options.timerThreadStarter)),
+      policy_(std::move(options.policy)),
+      requestTimeout_(options.requestTimeout)
+{
+    if (executor_ == nullptr) {
+        SERVICE_LOGE("no executor: listeners will not be called and requests are refused");
+    }
+}
+
+NavInfoServiceCore::~NavInfoServiceCore()
+{
+    timer_.Stop(); // no time-out may reach a core being destroyed
+}
+
+int32_t NavInfoServiceCore::CheckPublisher(const CallerInfo& caller) const
+{
+    std::shared_ptr<const AccessPolicy> policy;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        policy = policy_;
+    }
+    if (policy == nullptr || !policy->HasNavigationPermission(caller)) {
+        return NAV_INFO_ERR_NO_PERMISSION;
+    }
+    return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::CheckSystemApp(const CallerInfo& caller) const
+{
+    std::shared_ptr<const AccessPolicy> policy;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        policy = policy_;
+    }
+    if (policy == nullptr || !policy->IsSystemApp(caller)) {
+        return NAV_INFO_ERR_NOT_SYSTEM_APP;
+    }
+    if (!policy->HasNavigationPermission(caller)) {
+        return NAV_INFO_ERR_NO_PERMISSION;
+    }
+    return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status)
+{
+    int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (caller.bundleName.empty()) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    status.updateTime = NowMillis();
+    std::vector<sptr<INavigationStatusListener>> followers;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        statuses_[caller.bundleName] = status;
+        auto found = statusFollowers_.find(caller.bundleName);
+        if (found != statusFollowers_.end()) {
+            for (const auto& entry : found->second) {
+                followers.push_back(entry.second);
+            }
+        }
+    }
+    // One copy shared by every follower's call.
+    auto record = std::make_shared<const NavigationStatus>(std::move(status));
+    for (auto& listener : followers) {
+        const void* key = listener.GetRefPtr();
+        std::string bundle = caller.bundleName;
+        if (executor_ == nullptr || !executor_->Post(key, [listener, record, bundle] {
+                listener->OnStatusChanged(*record, bundle);
+            })) {
+            SERVICE_LOGE("status of %{public}s not delivered to a follower", caller.bundleName.c_str());
+        }
+    }
+    return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata)
+{
+    int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (caller.bundleName.empty()) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    std::vector<sptr<INavigationMetadataListener>> followers;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        metadata_[caller.bundleName] = metadata;
+        auto found = metadataFollowers_.find(caller.bundleName);
+        if (found != metadataFollowers_.end()) {
+            for (const auto& entry : found->second) {
+                followers.push_back(entry.second);
+            }
+        }
+    }
+    auto record = std::make_shared<const NavigationMetadata>(std::move(metadata));
+    for (auto& listener : followers) {
+        const void* key = listener.GetRefPtr();
+        std::string bundle = caller.bundleName;
+        if (executor_ == nullptr || !executor_->Post(key, [listener, record, bundle] {
+                listener->OnMetadataChanged(*record, bundle);
+            })) {
+            SERVICE_LOGE("metadata of %{public}s not delivered to a follower", caller.bundleName.c_str());
+        }
+    }
+    return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::RegisterSystemNavigationListener(const CallerInfo& caller,
+    sptr<ISystemNavigationListener> listener)
+{
+    int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (caller.bundleName.empty() || listener == nullptr) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    std::vector<Answer> answers;
+    sptr<ISystemNavigationListener> replaced;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto& entry = systemListeners_[caller.bundleName];
+        if (entry.listener != nullptr) {
+            TakeRequestsOfRegistrationLocked(entry.registrationId, answers);
+            replaced = std::move(entry.listener);
+        }
+        entry.listener = std::move(listener);
+        entry.clientId = caller.clientId;
+        entry.registrationId = nextRegistrationId_++;
+    }
+    DeliverAnswers(answers);
+    return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::UnRegisterSystemNavigationListener(const CallerInfo& caller)
+{
+    int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (caller.bundleName.empty()) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    std::vector<Answer> answers;
+    sptr<ISystemNavigationListener> removed;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = systemListeners_.find(caller.bundleName);
+        if (found == systemListeners_.end()) {
+            return NAV_INFO_ERR_NOT_FOUND;
+        }
+        TakeRequestsOfRegistrationLocked(found->second.registrationId, answers);
+        removed = std::move(found->second.listener);
+        systemListeners_.erase(found);
+    }
+    DeliverAnswers(answers);
+    return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::GetNavigationStatus(const CallerInfo& caller, const std::string& bundleName,
+    NavigationStatus& status)
+{
+    int32_t result = CheckSystemApp(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (bundleName.empty()) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto found = statuses_.find(bundleName);
+    if (found == statuses_.end()) {
+        return NAV_INFO_ERR_NOT_FOUND;
+    }
+    status = found->second;
+    return NAV_INFO_SUCCESS;
+}
+
+template <typename Listener>
+int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& bundleName,
+    sptr<Listener> listener, Followers<Listener>& followers)
+{
+    int32_t result = CheckSystemApp(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (bundleName.empty() || listener == nullptr) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    sptr<Listener> replaced; // released after the lock
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto& slot = followers[bundleName][caller.clientId];
+        replaced = std::move(slot);
+        slot = std::move(listener);
+    }
+    return NAV_INFO_SUCCESS;
+}
+
+template <typename Listener>
+int32_t NavInfoServiceCore::Unfollow(const CallerInfo& caller, const std::string& bundleName,
+    Followers<Listener>& followers)
+{
+    int32_t result = CheckSystemApp(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (bundleName.empty()) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    sptr<Listener> removed; // released after the lock
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto bundle = followers.find(bundleName);
+        if (bundle == followers.end()) {
+            return NAV_INFO_ERR_NOT_FOUND;
+        }
+        auto found = bundle->second.find(caller.clientId);
+        if (found == bundle->second.end()) {
+            return NAV_INFO_ERR_NOT_FOUND;
+        }
+        removed = std::move(found->second);
+        bundle->second.erase(found);
+        if (bundle->second.empty()) {
+            followers.erase(bundle);
+        }
+    }
+    return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::RegisterNavigationStatusListener(const CallerInfo& caller,
+    const std::string& bundleName, sptr<INavigationStatusListener> listener)
+{
+    return Follow(caller, bundleName, std::move(listener), statusFollowers_);
+}
+
+int32_t NavInfoServiceCore::UnRegisterNavigationStatusListener(const CallerInfo& caller,
+    const std::string& bundleName)
+{
+    return Unfollow(caller, bundleName, statusFollowers_);
+}
+
+int32_t NavInfoServiceCore::RegisterNavigationMetadataListener(const CallerInfo& caller,
+    const std::string& bundleName, sptr<INavigationMetadataListener> listener)
+{
+    return Follow(caller, bundleName, std::move(listener), metadataFollowers_);
+}
+
+int32_t NavInfoServiceCore::UnRegisterNavigationMetadataListener(const CallerInfo& caller,
+    const std::string& bundleName)
+{
+    return Unfollow(caller, bundleName, metadataFollowers_);
+}
+
+void NavInfoServiceCore::OnClientGone(uint64_t clientId)
+{
+    std::vector<Answer> answers;
+    std::vector<sptr<INavigationStatusListener>> statusGraveyard;
+    std::vector<sptr<INavigationMetadataListener>> metadataGraveyard;
+    std::vector<sptr<ISystemNavigationListener>> systemGraveyard;
+    std::vector<sptr<IMapCallback>> dropped;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        RemoveClientFollowers(statusFollowers_, clientId, statusGraveyard);
+        RemoveClientFollowers(metadataFollowers_, clientId, metadataGraveyard);
+        // Its own requests first: nobody is left to answer them to.
+        std::vector<uint64_t> own;
+        for (const auto& entry : pending_) {
+            if (entry.second.requesterClientId == clientId) {
+                own.push_back(entry.first);
+            }
+        }
+        for (uint64_t requestId : own) {
+            dropped.push_back(TakePendingLocked(requestId));
+        }
+        for (auto entry = systemListeners_.begin(); entry != systemListeners_.end();) {
+            if (entry->second.clientId == clientId) {
+                TakeRequestsOfRegistrationLocked(entry->second.registrationId, answers);
+                systemGraveyard.push_back(std::move(entry->second.listener));
+                entry = systemListeners_.erase(entry);
+            } else {
+                ++entry;
+            }
+        }
+    }
+    DeliverAnswers(answers);
+}
+
+void NavInfoServiceCore::Reset()
+{
+    std::vector<Answer> answers;
+    Followers<INavigationStatusListener> statusFollowers;
+    Followers<INavigationMetadataListener> metadataFollowers;
+    std::map<std::string, SystemListenerEntry> systemListeners;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        // Every listener goes, so every outstanding request is answered NOT_FOUND.
+        for (auto& entry : pending_) {
+            answers.push_back({std::move(entry.second.callback),
+                ResultData{NAV_INFO_ERR_NOT_FOUND, NavInfoResultText(NAV_INFO_ERR_NOT_FOUND), {}}});
+        }
+        pending_.clear();
+        outstandingByClient_.clear();
+        timer_.CancelAll();
+        statusFollowers.swap(statusFollowers_);
+        metadataFollowers.swap(metadataFollowers_);
+        systemListeners.swap(systemListeners_);
+        statuses_.clear();
+        metadata_.clear();
+    }
+    DeliverAnswers(answers);
+}
+
+void NavInfoServiceCore::SetRequestTimeout(std::chrono::milliseconds timeout)
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    requestTimeout_ = timeout.count() < 0 ? std::chrono::milliseconds(0) : timeout;
+}
+
+void NavInfoServiceCore::SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy)
+{
+    std::shared_ptr<const AccessPolicy> previous; // released after the lock
+    std::lock_guard<std::mutex> lock(mutex_);
+    previous = std::move(policy_);
+    policy_ = std::move(policy);
+}
+
+} // namespace OHOS::NavigationInfoService

@@ -1,0 +1,245 @@
+// Publishing, reading and following through the core.
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "core_test_support.h"
+#include "nav_info_errors.h"
+#include "worker_pool.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+using namespace Testing;
+
+NavigationStatus SampleStatus(int32_t status)
+{
+    NavigationStatus record;
+    record.status = status;
+    record.naviType = 2;
+    record.destLocation = Location{"Office", 1, 13.4, 52.5, 34.0};
+    record.passPoint = {Location{"A", 0, 1.0, 2.0, 3.0}};
+    record.routeIndex = 3;
+    record.customData = "payload";
+    record.theme = 1;
+    record.routePreference = {HIGHWAY_FIRST, TIME_FIRST};
+    record.updateTime = 12345; // the core replaces it
+    return record;
+}
+
+class CorePublishTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        CoreOptions options;
+        options.executor = executor_;
+        options.policy = RuleAccessPolicy::AllowAll();
+        core_ = NavInfoServiceCore::Create(options);
+    }
+    std::shared_ptr<ManualExecutor> executor_ = std::make_shared<ManualExecutor>();
+    std::shared_ptr<NavInfoServiceCore> core_;
+    CallerInfo nav_ = MakeCaller("com.nav", 1);
+    CallerInfo sysA_ = MakeCaller("com.sys.a", 2);
+    CallerInfo sysB_ = MakeCaller("com.sys.b", 3);
+};
+
+TEST_F(CorePublishTest, StoredStatusIsReadBackWithTheServiceTime)
+{
+    using namespace std::chrono;
+    int64_t before = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(1)), NAV_INFO_SUCCESS);
+    int64_t after = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+
+    NavigationStatus read;
+    ASSERT_EQ(core_->GetNavigationStatus(sysA_, "com.nav", read), NAV_INFO_SUCCESS);
+    EXPECT_GE(read.updateTime, before);
+    EXPECT_LE(read.updateTime, after);
+    NavigationStatus expected = SampleStatus(1);
+    EXPECT_EQ(read.status, expected.status);
+    EXPECT_EQ(read.destLocation.name, "Office");
+    EXPECT_EQ(read.destLocation.latitude, 52.5);
+    ASSERT_EQ(read.passPoint.size(), 1u);
+    EXPECT_EQ(read.passPoint[0].name, "A");
+    EXPECT_EQ(read.customData, "payload");
+    EXPECT_EQ(read.routePreference, expected.routePreference);
+
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(4)), NAV_INFO_SUCCESS);
+    ASSERT_EQ(core_->GetNavigationStatus(sysA_, "com.nav", read), NAV_INFO_SUCCESS);
+    EXPECT_EQ(read.status, 4) << "the latest status replaces the earlier one";
+}
+
+TEST_F(CorePublishTest, PublishingReturnsBeforeAnyFollowerIsCalled)
+{
+    sptr<RecordingStatusListener> follower = new RecordingStatusListener();
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysA_, "com.nav", follower), NAV_INFO_SUCCESS);
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(1)), NAV_INFO_SUCCESS);
+    EXPECT_EQ(follower->Count(), 0u);
+    EXPECT_EQ(executor_->RunAll(), 1u);
+    EXPECT_EQ(follower->Count(), 1u);
+}
+
+TEST_F(CorePublishTest, EveryFollowerOfTheBundleGetsTheRecordAndOthersNothing)
+{
+    sptr<RecordingStatusListener> a = new RecordingStatusListener();
+    sptr<RecordingStatusListener> b = new RecordingStatusListener();
+    sptr<RecordingStatusListener> elsewhere = new RecordingStatusListener();
+    sptr<RecordingMetadataListener> metadataA = new RecordingMetadataListener();
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysA_, "com.nav", a), 0);
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysB_, "com.nav", b), 0);
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysA_, "com.other", elsewhere), 0);
+    ASSERT_EQ(core_->RegisterNavigationMetadataListener(sysA_, "com.nav", metadataA), 0);
+
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(7)), 0);
+    NavigationMetadata metadata;
+    metadata.currentRoadName = "A1";
+    metadata.intersectionView = {65, 66};
+    metadata.customData.SetParam("lane", AAFwk::WantValue::Int(2));
+    ASSERT_EQ(core_->UpdateNavigationMetadata(nav_, metadata), 0);
+    executor_->RunAll();
+
+    for (auto* follower : {a.GetRefPtr(), b.GetRefPtr()}) {
+        auto calls = follower->Calls();
+        ASSERT_EQ(calls.size(), 1u);
+        EXPECT_EQ(calls[0].status.status, 7);
+        EXPECT_EQ(calls[0].bundle, "com.nav");
+        EXPECT_GT(calls[0].status.updateTime, 0);
+    }
+    EXPECT_EQ(elsewhere->Count(), 0u);
+    auto metadataCalls = metadataA->Calls();
+    ASSERT_EQ(metadataCalls.size(), 1u);
+    EXPECT_EQ(metadataCalls[0].bundle, "com.nav");
+    EXPECT_EQ(metadataCalls[0].metadata.currentRoadName, "A1");
+    EXPECT_EQ(metadataCalls[0].metadata.intersectionView, (std::vector<uint16_t>{65, 66}));
+    EXPECT_EQ(metadataCalls[0].metadata.customData, metadata.customData);
+}
+
+TEST_F(CorePublishTest, RegisteringAgainReplacesTheSubscribersListenerForThatBundle)
+{
+    sptr<RecordingStatusListener> first = new RecordingStatusListener();
+    sptr<RecordingStatusListener> second = new RecordingStatusListener();
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysA_, "com.nav", first), 0);
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysA_, "com.nav", second), 0);
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(1)), 0);
+    executor_->RunAll();
+    EXPECT_EQ(first->Count(), 0u);
+    EXPECT_EQ(second->Count(), 1u);
+
+    ASSERT_EQ(core_->UnRegisterNavigationStatusListener(sysA_, "com.nav"), 0);
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(2)), 0);
+    executor_->RunAll();
+    EXPECT_EQ(second->Count(), 1u) << "no calls after unregistering";
+}
+
+TEST_F(CorePublishTest, UnfollowingOneBundleKeepsTheOthers)
+{
+    sptr<RecordingMetadataListener> listener = new RecordingMetadataListener();
+    CallerInfo nav2 = MakeCaller("com.nav2", 4);
+    ASSERT_EQ(core_->RegisterNavigationMetadataListener(sysA_, "com.nav", listener), 0);
+    ASSERT_EQ(core_->RegisterNavigationMetadataListener(sysA_, "com.nav2", listener), 0);
+    ASSERT_EQ(core_->UnRegisterNavigationMetadataListener(sysA_, "com.nav"), 0);
+    ASSERT_EQ(core_->UpdateNavigationMetadata(nav_, {}), 0);
+    ASSERT_EQ(core_->UpdateNavigationMetadata(nav2, {}), 0);
+    executor_->RunAll();
+    auto calls = listener->Calls();
+    ASSERT_EQ(calls.size(), 1u);
+    EXPECT_EQ(calls[0].bundle, "com.nav2");
+}
+
+TEST_F(CorePublishTest, ClientGoneDropsItsFollowersButKeepsRecords)
+{
+    sptr<RecordingStatusListener> gone = new RecordingStatusListener();
+    sptr<RecordingStatusListener> stays = new RecordingStatusListener();
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysA_, "com.nav", gone), 0);
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysB_, "com.nav", stays), 0);
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(1)), 0);
+    executor_->RunAll();
+    core_->OnClientGone(sysA_.clientId);
+    core_->OnClientGone(nav_.clientId);
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(2)), 0);
+    executor_->RunAll();
+    EXPECT_EQ(gone->Count(), 1u);
+    EXPECT_EQ(stays->Count(), 2u);
+    NavigationStatus read;
+    EXPECT_EQ(core_->GetNavigationStatus(sysB_, "com.nav", read), NAV_INFO_SUCCESS);
+    EXPECT_EQ(core_->UnRegisterNavigationStatusListener(sysA_, "com.nav"), NAV_INFO_ERR_NOT_FOUND);
+}
+
+TEST_F(CorePublishTest, ResetForgetsRecordsAndFollowers)
+{
+    sptr<RecordingStatusListener> follower = new RecordingStatusListener();
+    ASSERT_EQ(core_->RegisterNavigationStatusListener(sysA_, "com.nav", follower), 0);
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(1)), 0);
+    executor_->RunAll();
+    core_->Reset();
+    NavigationStatus read;
+    EXPECT_EQ(core_->GetNavigationStatus(sysA_, "com.nav", read), NAV_INFO_ERR_NOT_FOUND);
+    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(2)), 0);
+    executor_->RunAll();
+    EXPECT_EQ(follower->Count(), 1u);
+}
+
+// A follower that publishes from inside its own call: only works if the core
+// never calls listeners while holding its lock.
+class RepublishingListener : public NavigationStatusListener {
+public:
+    RepublishingListener(std::weak_ptr<NavInfoServiceCore> core, CallerInfo publisher)
+        : core_(std::move(core)), publisher_(std::move(publisher))
+    {
+    }
+    void OnStatusChanged(const NavigationStatus& status, const std::string&) override
+    {
+        if (auto core = core_.lock(); core && status.status < 3) {
+            NavigationStatus next = status;
+            next.status += 1;
+            results.push_back(core->UpdateNavigationStatus(publisher_, next));
+        }
+    }
+    std::vector<int32_t> results;
+
+private:
+    std::weak_ptr<NavInfoServiceCore> core_;
+    CallerInfo publisher_;
+};
+
+TEST(CorePublishInlineTest, ListenersMayCallBackIntoTheCore)
+{
+    CoreOptions options;
+    options.executor = std::make_shared<InlineExecutor>();
+    options.policy = RuleAccessPolicy::AllowAll();
+    auto core = NavInfoServiceCore::Create(options);
+    CallerInfo nav = MakeCaller("com.nav", 1);
+    sptr<RepublishingListener> listener = new RepublishingListener(core, nav);
+    ASSERT_EQ(core->RegisterNavigationStatusListener(MakeCaller("com.sys", 2), "com.nav", listener), 0);
+    ASSERT_EQ(core->UpdateNavigationStatus(nav, SampleStatus(1)), 0);
+    EXPECT_EQ(listener->results, (std::vector<int32_t>{0, 0}));
+    NavigationStatus read;
+    ASSERT_EQ(core->GetNavigationStatus(MakeCaller("com.sys", 2), "com.nav", read), 0);
+    EXPECT_EQ(read.status, 3);
+}
+
+TEST(CorePublishPoolTest, FollowersAreCalledOnPoolThreadsInPublishingOrder)
+{
+    auto pool = std::make_shared<WorkerPool>(4);
+    CoreOptions options;
+    options.executor = pool;
+    options.policy = RuleAccessPolicy::AllowAll();
+    auto core = NavInfoServiceCore::Create(options);
+    CallerInfo nav = MakeCaller("com.nav", 1);
+    sptr<RecordingStatusListener> follower = new RecordingStatusListener();
+    ASSERT_EQ(core->RegisterNavigationStatusListener(MakeCaller("com.sys", 2), "com.nav", follower), 0);
+
+    constexpr int COUNT = 200;
+    for (int i = 0; i < COUNT; ++i) {
+        ASSERT_EQ(core->UpdateNavigationStatus(nav, SampleStatus(i)), 0);
+    }
+    ASSERT_TRUE(WaitUntil([&] { return follower->Count() == COUNT; }));
+    auto calls = follower->Calls();
+    for (int i = 0; i < COUNT; ++i) {
+        EXPECT_EQ(calls[i].status.status, i) << "one follower sees one publisher's updates in order";
+        EXPECT_NE(calls[i].thread, std::this_thread::get_id());
+        EXPECT_EQ(calls[i].bundle, "com.nav");
+    }
+}
+
+} // namespace
+} // namespace OHOS::NavigationInfoService

@@ -1,0 +1,294 @@
+// The client library in embedded mode, and its test hooks. The client and
+// the embedded service are process-wide, so each test starts from a reset.
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "core_test_support.h"
+#include "nav_info_client.h"
+#include "nav_info_errors.h"
+#include "nav_info_test_hooks.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+using namespace Testing;
+namespace Hooks = TestHooks;
+using Hooks::Operation;
+
+const std::string SELF = "com.test.self";
+
+class NavInfoClientTest : public ::testing::Test {
+protected:
+    void SetUp() override { ResetEverything(); }
+    void TearDown() override { ResetEverything(); }
+    static void ResetEverything()
+    {
+        Hooks::ClearForcedResults();
+        Hooks::ResetCounts();
+        Hooks::SetPolicyAllowAll();
+        Hooks::SetBundleName(SELF);
+        Hooks::SetRequestTimeoutMs(10000);
+        Hooks::ResetService();
+    }
+    sptr<NavInfoClient> client_ = NavInfoClient::GetClientInstance();
+};
+
+TEST(NavInfoClientSingletonTest, NeverNullAndTheSameFromEveryThread)
+{
+    std::vector<NavInfoClient*> seen(16, nullptr);
+    std::vector<std::thread> threads;
+    for (size_t i = 0; i < seen.size(); ++i) {
+        threads.emplace_back([&seen, i] { seen[i] = NavInfoClient::GetClientInstance().GetRefPtr(); });
+    }
+    for (auto& t : threads) {
+        t.join();
+    }
+    ASSERT_NE(seen[0], nullptr);
+    for (auto* client : seen) {
+        EXPECT_EQ(client, seen[0]);
+    }
+    EXPECT_EQ(NavInfoClient::GetClientInstance().GetRefPtr(), seen[0]);
+}
+
+TEST_F(NavInfoClientTest, PublishedStatusIsReadBackAndFollowersAreCalledOnIpcThreads)
+{
+    sptr<RecordingStatusListener> follower = new RecordingStatusListener();
+    ASSERT_EQ(client_->RegisterNavigationStatusListener(SELF, follower), NAV_INFO_SUCCESS);
+    NavigationStatus status;
+    status.status = 1;
+    status.customData = "hello";
+    ASSERT_EQ(client_->UpdateNavigationStatus(status), NAV_INFO_SUCCESS);
+
+    NavigationStatus read;
+    ASSERT_EQ(client_->GetNavigationStatus(SELF, read), NAV_INFO_SUCCESS);
+    EXPECT_EQ(read.customData, "hello");
+    EXPECT_GT(read.updateTime, 0);
+    ASSERT_TRUE(WaitUntil([&] { return follower->Count() == 1; }));
+    auto call = follower->Calls()[0];
+    EXPECT_EQ(call.bundle, SELF);
+    EXPECT_EQ(call.status.status, 1);
+    EXPECT_NE(call.thread, std::this_thread::get_id());
+}
+
+TEST_F(NavInfoClientTest, QueryAnsweredFromThisThreadArrivesOnAnIpcThread)
+{
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener();
+    ASSERT_EQ(client_->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+    sptr<RecordingCallback> callback = new RecordingCallback();
+    ASSERT_EQ(client_->QueryNavigationInfo(SELF, NAVIGATION_STATUS, {}, callback), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() == 1; }));
+    listener->CallbackAt(0)->Callback(Answer(0, "answer"));
+    listener->CallbackAt(0)->Callback(Answer(0, "ignored"));
+    ASSERT_TRUE(WaitUntil([&] { return callback->Count() == 1; }));
+    EXPECT_EQ(callback->First().message, "answer");
+    std::lock_guard<std::mutex> lock(callback->mutex);
+    EXPECT_NE(callback->threads[0], std::this_thread::get_id());
+}
+
+TEST_F(NavInfoClientTest, RequestTimeOutIsSetByTheHook)
+{
+    Hooks::SetRequestTimeoutMs(5);
+    ASSERT_EQ(client_->RegisterSystemNavigationListener(new HoldingSystemListener()), NAV_INFO_SUCCESS);
+    sptr<RecordingCallback> callback = new RecordingCallback();
+    ASSERT_EQ(client_->SendNavigationCmd(SELF, GO_HOME, {}, callback), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return callback->Count() == 1; }));
+    EXPECT_EQ(callback->First().code, NAV_INFO_ERR_TIMEOUT);
+}
+
+TEST_F(NavInfoClientTest, PolicyAndBundleNameChangeAtRuntime)
+{
+    Hooks::SetPolicy({{SELF, {false, true}}});
+    NavigationStatus read;
+    EXPECT_EQ(client_->UpdateNavigationStatus({}), NAV_INFO_SUCCESS);
+    EXPECT_EQ(client_->GetNavigationStatus(SELF, read), NAV_INFO_ERR_NOT_SYSTEM_APP);
+    Hooks::SetPolicy({{SELF, {true, false}}});
+    EXPECT_EQ(client_->UpdateNavigationStatus({}), NAV_INFO_ERR_NO_PERMISSION);
+    EXPECT_EQ(client_->GetNavigationStatus(SELF, read), NAV_INFO_ERR_NO_PERMISSION);
+    Hooks::SetBundleName("com.unlisted");
+    EXPECT_EQ(client_->UpdateNavigationStatus({}), NAV_INFO_ERR_NO_PERMISSION);
+    Hooks::SetPolicyAllowAll();
+    EXPECT_EQ(client_->UpdateNavigationStatus({}), NAV_INFO_SUCCESS);
+    EXPECT_EQ(client_->GetNavigationStatus("com.unlisted", read), NAV_INFO_SUCCESS)
+        << "published under the new bundle name";
+    Hooks::SetBundleName("");
+    EXPECT_EQ(client_->UpdateNavigationStatus({}), NAV_INFO_ERR_INVALID_PARAM);
+}
+
+TEST_F(NavInfoClientTest, ResetServiceForgetsRecordsAndAnswersOutstandingRequests)
+{
+    ASSERT_EQ(client_->UpdateNavigationStatus({}), NAV_INFO_SUCCESS);
+    ASSERT_EQ(client_->RegisterSystemNavigationListener(new HoldingSystemListener()), NAV_INFO_SUCCESS);
+    sptr<RecordingCallback> callback = new RecordingCallback();
+    ASSERT_EQ(client_->QueryNavigationInfo(SELF, NAVIGATION_METADATA, {}, callback), NAV_INFO_SUCCESS);
+    Hooks::ResetService();
+    NavigationStatus read;
+    EXPECT_EQ(client_->GetNavigationStatus(SELF, read), NAV_INFO_ERR_NOT_FOUND);
+    EXPECT_EQ(client_->UnRegisterSystemNavigationListener(), NAV_INFO_ERR_NOT_FOUND);
+    ASSERT_TRUE(WaitUntil([&] { return callback->Count() == 1; }));
+    EXPECT_EQ(callback->First().code, NAV_INFO_ERR_NOT_FOUND);
+}
+
+TEST_F(NavInfoClientTest, ForcedResultsAreReturnedWithoutReachingTheService)
+{
+    Hooks::ForceResult(Operation::UPDATE_NAVIGATION_STATUS, -1);
+    Hooks::ForceResult(Operation::GET_NAVIGATION_STATUS, 1002);
+    NavigationStatus status;
+    status.status = 5;
+    EXPECT_EQ(client_->UpdateNavigationStatus(status), -1);
+    NavigationStatus read;
+    read.theme = 42;
+    EXPECT_EQ(client_->GetNavigationStatus(SELF, read), 1002);
+    EXPECT_EQ(read.theme, 42) << "a forced read leaves its output alone";
+    EXPECT_EQ(Hooks::CallCount(Operation::UPDATE_NAVIGATION_STATUS), 1u);
+    EXPECT_EQ(Hooks::CallCount(Operation::GET_NAVIGATION_STATUS), 1u);
+
+    Hooks::ClearForcedResults();
+    EXPECT_EQ(client_->GetNavigationStatus(SELF, read), NAV_INFO_ERR_NOT_FOUND) << "the forced publish never arrived";
+    EXPECT_EQ(Hooks::CallCount(Operation::GET_NAVIGATION_STATUS), 2u);
+    Hooks::ResetCounts();
+    EXPECT_EQ(Hooks::CallCount(Operation::GET_NAVIGATION_STATUS), 0u);
+}
+
+TEST_F(NavInfoClientTest, LastArgumentsAreRecordedPerOperation)
+{
+    NavigationStatus dummy;
+    EXPECT_FALSE(Hooks::LastStatus(dummy));
+    Hooks::RequestRecord record;
+    EXPECT_FALSE(Hooks::LastRequest(Operation::QUERY_NAVIGATION_INFO, record));
+
+    NavigationStatus status;
+    status.routePreference = {AVOID_HIGHWAY};
+    status.passPoint = {Location{"P", 1, 2.0, 3.0, 4.0}};
+    client_->UpdateNavigationStatus(status);
+    NavigationMetadata metadata;
+    metadata.trafficLane = {1, 2, 3};
+    metadata.naviBearing = 90.5;
+    client_->UpdateNavigationMetadata(metadata);
+    AAFwk::WantParams params;
+    params.SetParam("k", AAFwk::WantValue::String("v"));
+    client_->SendNavigationCmd("com.target", CHANGE_THEME, params, new RecordingCallback());
+    client_->UnRegisterNavigationMetadataListener("com.followed");
+
+    NavigationStatus lastStatus;
+    ASSERT_TRUE(Hooks::LastStatus(lastStatus));
+    EXPECT_EQ(lastStatus.routePreference, status.routePreference);
+    EXPECT_EQ(lastStatus.passPoint[0].name, "P");
+    NavigationMetadata lastMetadata;
+    ASSERT_TRUE(Hooks::LastMetadata(lastMetadata));
+    EXPECT_EQ(lastMetadata.trafficLane, metadata.trafficLane);
+    EXPECT_EQ(lastMetadata.naviBearing, 90.5);
+    ASSERT_TRUE(Hooks::LastRequest(Operation::SEND_NAVIGATION_CMD, record));
+    EXPECT_EQ(record.bundleName, "com.target");
+    EXPECT_EQ(record.type, CHANGE_THEME);
+    EXPECT_EQ(record.params, params);
+    ASSERT_TRUE(Hooks::LastRequest(Operation::UNREGISTER_NAVIGATION_METADATA_LISTENER, record));
+    EXPECT_EQ(record.bundleName, "com.followed");
+    EXPECT_EQ(record.type, -1);
+}
+
+TEST_F(NavInfoClientTest, FireReachesOnlyListenersRegisteredAndNotUnregistered)
+{
+    sptr<RecordingStatusListener> status = new RecordingStatusListener();
+    sptr<RecordingMetadataListener> metadata = new RecordingMetadataListener();
+    EXPECT_EQ(Hooks::FireStatusChanged("com.fired", {}), 0u);
+    Hooks::ForceResult(Operation::REGISTER_NAVIGATION_STATUS_LISTENER, 0); // tracked even when forced
+    ASSERT_EQ(client_->RegisterNavigationStatusListener("com.fired", status), 0);
+    ASSERT_EQ(client_->RegisterNavigationMetadataListener("com.fired", metadata), 0);
+    NavigationStatus record;
+    record.naviType = 3;
+    EXPECT_EQ(Hooks::FireStatusChanged("com.fired", record), 1u);
+    EXPECT_EQ(Hooks::FireStatusChanged("com.other", record), 0u);
+    NavigationMetadata meta;
+    meta.currentSpeed = 88;
+    EXPECT_EQ(Hooks::FireMetadataChanged("com.fired", meta), 1u);
+    ASSERT_TRUE(WaitUntil([&] { return status->Count() == 1 && metadata->Count() == 1; }));
+    EXPECT_EQ(status->Calls()[0].status.naviType, 3);
+    EXPECT_EQ(status->Calls()[0].bundle, "com.fired");
+    EXPECT_NE(status->Calls()[0].thread, std::this_thread::get_id());
+    EXPECT_EQ(metadata->Calls()[0].metadata.currentSpeed, 88u);
+
+    ASSERT_EQ(client_->UnRegisterNavigationMetadataListener("com.fired"), 0);
+    EXPECT_EQ(Hooks::FireMetadataChanged("com.fired", meta), 0u);
+    Hooks::ForceResult(Operation::UNREGISTER_NAVIGATION_STATUS_LISTENER, 1003);
+    client_->UnRegisterNavigationStatusListener("com.fired");
+    EXPECT_EQ(Hooks::FireStatusChanged("com.fired", record), 1u) << "a failed unregistration keeps it";
+}
+
+// Answers every request twice, from its IPC thread.
+class DoubleAnsweringListener : public SystemNavigationListener {
+public:
+    void OnQueryNavigationInfo(QueryType type, AAFwk::WantParams params, sptr<IMapCallback> callback) override
+    {
+        ResultData data{static_cast<int32_t>(type), "query", params};
+        callback->Callback(data);
+        callback->Callback(ResultData{99, "second", {}});
+    }
+    void OnReceiveNavigationCmd(CommandType type, AAFwk::WantParams, sptr<IMapCallback> callback) override
+    {
+        callback->Callback(ResultData{static_cast<int32_t>(type), "command", {}});
+    }
+};
+
+TEST_F(NavInfoClientTest, FiredRequestsRecordEveryAnswer)
+{
+    AAFwk::WantParams params;
+    params.SetParam("q", AAFwk::WantValue::Bool(true));
+    EXPECT_EQ(Hooks::FireQuery(NAVIGATION_STATUS, params), -1) << "no listener registered";
+    ASSERT_EQ(client_->RegisterSystemNavigationListener(new DoubleAnsweringListener()), 0);
+    int64_t query = Hooks::FireQuery(NAVIGATION_METADATA, params);
+    int64_t command = Hooks::FireCommand(77, {}); // out of range on purpose: passed as given
+    ASSERT_GT(query, 0);
+    ASSERT_GT(command, 0);
+    EXPECT_NE(query, command);
+
+    std::vector<Hooks::RecordedAnswer> answers;
+    ASSERT_TRUE(WaitUntil([&] {
+        for (auto& answer : Hooks::TakeAnswers()) {
+            answers.push_back(std::move(answer));
+        }
+        return answers.size() == 3;
+    }));
+    // The listener runs its calls in order, so its answers keep that order.
+    EXPECT_EQ(answers[0].id, query);
+    EXPECT_EQ(answers[0].data.code, NAVIGATION_METADATA);
+    EXPECT_EQ(answers[0].data.data, params);
+    EXPECT_EQ(answers[1].id, query);
+    EXPECT_EQ(answers[1].data.code, 99);
+    EXPECT_EQ(answers[2].id, command);
+    EXPECT_EQ(answers[2].data.code, 77);
+    EXPECT_TRUE(Hooks::TakeAnswers().empty());
+}
+
+TEST_F(NavInfoClientTest, LastQueryCallbackIsCalledTwiceInOrder)
+{
+    EXPECT_FALSE(Hooks::CallLastCallbackTwice(Operation::QUERY_NAVIGATION_INFO, {}, {}));
+    EXPECT_FALSE(Hooks::CallLastCallbackTwice(Operation::GET_NAVIGATION_STATUS, {}, {}));
+    Hooks::ForceResult(Operation::QUERY_NAVIGATION_INFO, 0);
+    sptr<RecordingCallback> callback = new RecordingCallback();
+    ASSERT_EQ(client_->QueryNavigationInfo("com.absent", NAVIGATION_STATUS, {}, callback), 0);
+    ASSERT_TRUE(Hooks::CallLastCallbackTwice(Operation::QUERY_NAVIGATION_INFO, Answer(0, "one"), Answer(1004, "two")));
+    ASSERT_TRUE(WaitUntil([&] { return callback->Count() == 2; }));
+    std::lock_guard<std::mutex> lock(callback->mutex);
+    EXPECT_EQ(callback->answers[0].message, "one");
+    EXPECT_EQ(callback->answers[1].message, "two");
+    EXPECT_NE(callback->threads[0], std::this_thread::get_id());
+}
+
+TEST(TestHookNamesTest, EveryOperationHasAName)
+{
+    for (int32_t i = 0; i < static_cast<int32_t>(Operation::COUNT); ++i) {
+        Operation op = static_cast<Operation>(i);
+        Operation back = Operation::COUNT;
+        ASSERT_TRUE(Hooks::OperationFromName(Hooks::OperationName(op), back)) << i;
+        EXPECT_EQ(back, op);
+    }
+    Operation op;
+    EXPECT_FALSE(Hooks::OperationFromName("UpdateNavigationStatus", op)) << "names are lower camel case";
+    EXPECT_FALSE(Hooks::OperationFromName("", op));
+    EXPECT_STREQ(Hooks::OperationName(Operation::COUNT), "unknown");
+    EXPECT_EQ(Hooks::CallCount(Operation::COUNT), 0u);
+}
+
+} // namespace
+} // namespace OHOS::NavigationInfoService
