@@ -1,5 +1,6 @@
 #include "log_format.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
