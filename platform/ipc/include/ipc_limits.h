@@ -24,8 +24,8 @@ constexpr size_t kMaxFrameSize = kFrameHeaderSize + kMaxFramePayload + kMaxObjec
 // one connection may hold for objects the peer exported.
 constexpr size_t kMaxExportedHandlesPerConnection = 1024;
 constexpr size_t kMaxImportedHandlesPerConnection = 1024;
-// Synchronous transactions a connection may have waiting for replies; the
-// peer is held to the same number for transactions it sends us.
+// Synchronous transactions a connection may have waiting for replies, and
+// received ones it runs at once (more are answered IPC_ERR_BUSY).
 constexpr size_t kMaxOutstandingSyncTransactions = 16;
 // One-way transactions received but not yet run, per connection.
 constexpr size_t kMaxQueuedOnewayTransactions = 256;

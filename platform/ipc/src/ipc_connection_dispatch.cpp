@@ -122,16 +122,24 @@ bool IpcConnection::HandleTransaction(IpcWire::Frame& frame)
     if (!ImportObjects(frame.objects, objects)) {
         return false;
     }
+    bool busy = false;
     sptr<IRemoteObject> target;
     {
         std::lock_guard<std::mutex> lock(mutex_);
+        // A caller that timed out no longer counts its call while we may still
+        // run it, so a well-behaved peer can go past the limit: answer busy.
         if (incomingSync_ >= kMaxOutstandingSyncTransactions || incomingBytes_ + bytes > kMaxPendingIncomingBytes) {
-            IPC_LOGW("connection %{public}llu: peer exceeds its outstanding transactions", Id(id_));
-            return false;
+            IPC_LOGW("connection %{public}llu: too many transactions in progress, answering busy", Id(id_));
+            busy = true;
+        } else {
+            incomingSync_++;
+            incomingBytes_ += bytes;
+            target = FindExportedLocked(frame.header.handle);
         }
-        incomingSync_++;
-        incomingBytes_ += bytes;
-        target = FindExportedLocked(frame.header.handle);
+    }
+    if (busy) {
+        SendReply(transactionId, IPC_ERR_BUSY, nullptr);
+        return true; // `objects` are released as they go
     }
     MessageParcel data;
     data.SetData(frame.payload.data(), frame.payload.size());

@@ -94,7 +94,9 @@ const uint8_t* Parcel::Peek(size_t size) const
     if (padded < size || readPos_ > data_.size() || data_.size() - readPos_ < padded) {
         return nullptr;
     }
-    return data_.data() + readPos_;
+    // An empty vector may have no storage; a zero-byte read still succeeds.
+    static const uint8_t kNothing = 0;
+    return data_.empty() ? &kNothing : data_.data() + readPos_;
 }
 
 bool Parcel::ReadAligned(void* out, size_t size)
@@ -103,7 +105,9 @@ bool Parcel::ReadAligned(void* out, size_t size)
     if (at == nullptr) {
         return false;
     }
-    std::memcpy(out, at, size);
+    if (size > 0) {
+        std::memcpy(out, at, size);
+    }
     readPos_ += PaddedSize(size);
     return true;
 }

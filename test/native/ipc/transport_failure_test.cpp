@@ -347,6 +347,58 @@ TEST_F(TransportFailureTest, TruncatedFrameThenHangUpIsHarmless)
     IpcConnectionOf(good)->Close();
 }
 
+// Reads frames from a raw socket until `count` arrived or 3 s passed.
+std::vector<IpcWire::Frame> ReadFrames(int fd, size_t count)
+{
+    IpcWire::FrameDecoder decoder;
+    std::vector<IpcWire::Frame> frames;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+    while (frames.size() < count && std::chrono::steady_clock::now() < deadline) {
+        uint8_t buf[4096];
+        ssize_t n = recv(fd, buf, sizeof(buf), MSG_DONTWAIT);
+        if (n > 0) {
+            decoder.Feed(buf, static_cast<size_t>(n));
+            IpcWire::Frame frame;
+            while (decoder.Next(frame) == IpcWire::DecodeStatus::OK) {
+                frames.push_back(frame);
+            }
+        } else if (n == 0) {
+            break;
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+    return frames;
+}
+
+TEST_F(TransportFailureTest, TransactionsBeyondTheLimitAreAnsweredBusy)
+{
+    StartServer();
+    int fd = IpcTest::RawConnect(path_);
+    ASSERT_GE(fd, 0);
+    constexpr size_t kExtra = 3;
+    std::vector<uint8_t> bytes = IpcTest::HelloFrame();
+    for (uint64_t id = 1; id <= kMaxOutstandingSyncTransactions + kExtra; ++id) {
+        auto frame = Frame(Header(IpcWire::FrameType::TRANSACTION, id, 0, kBlock));
+        bytes.insert(bytes.end(), frame.begin(), frame.end());
+    }
+    ASSERT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    std::vector<IpcWire::Frame> early = ReadFrames(fd, 1 + kExtra);
+    ASSERT_EQ(early.size(), 1 + kExtra);
+    for (size_t i = 1; i < early.size(); ++i) {
+        EXPECT_EQ(early[i].header.transactionId, kMaxOutstandingSyncTransactions + i);
+        EXPECT_EQ(static_cast<int32_t>(early[i].header.code), IPC_ERR_BUSY);
+    }
+    Unblock();
+    std::vector<IpcWire::Frame> rest = ReadFrames(fd, kMaxOutstandingSyncTransactions);
+    ASSERT_EQ(rest.size(), kMaxOutstandingSyncTransactions);
+    for (const auto& frame : rest) {
+        EXPECT_EQ(frame.header.code, 0u);
+        EXPECT_LE(frame.header.transactionId, kMaxOutstandingSyncTransactions);
+    }
+    close(fd);
+}
+
 TEST_F(TransportFailureTest, RawClientSpeakingTheProtocolGetsAnswers)
 {
     // The same raw helpers as above produce frames the server accepts, so the
