@@ -1,4 +1,7 @@
-// Options of one IPC transaction: synchronous (with a reply) or one-way.
+// Options of one IPC transaction: synchronous (with a reply) or one-way, and
+// how long a synchronous call waits for its reply (0: the transport default,
+// kDefaultSyncTimeoutMs).
+// Threads: not synchronized; used by the thread that makes the call.
 #ifndef PLATFORM_IPC_MESSAGE_OPTION_H
 #define PLATFORM_IPC_MESSAGE_OPTION_H
 
@@ -10,12 +13,21 @@ public:
         TF_SYNC = 0x00,
         TF_ASYNC = 0x01,
     };
+    static constexpr int kMaxWaitSeconds = 1000000;
     explicit MessageOption(int flags = TF_SYNC) : flags_(flags) {}
     int GetFlags() const { return flags_; }
     void SetFlags(int flags) { flags_ = flags; }
+    void SetWaitTime(int seconds)
+    {
+        waitTimeMs_ = seconds <= 0 ? 0 : (seconds > kMaxWaitSeconds ? kMaxWaitSeconds : seconds) * 1000;
+    }
+    int GetWaitTime() const { return waitTimeMs_ / 1000; }
+    void SetWaitTimeMs(int milliseconds) { waitTimeMs_ = milliseconds > 0 ? milliseconds : 0; }
+    int GetWaitTimeMs() const { return waitTimeMs_; }
 
 private:
     int flags_;
+    int waitTimeMs_ = 0;
 };
 
 } // namespace OHOS

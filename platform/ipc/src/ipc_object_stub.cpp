@@ -1,20 +1,8 @@
 #include "ipc_object_stub.h"
 
-#include "iremote_broker.h"
+#include "ipc_errors.h"
 
 namespace OHOS {
-
-// Remote-object references are written by the transport that carries the
-// parcel; a plain object cannot marshal itself.
-bool IRemoteObject::Marshalling(Parcel&) const
-{
-    return false;
-}
-
-sptr<IRemoteBroker> IRemoteObject::AsInterface()
-{
-    return nullptr;
-}
 
 IPCObjectStub::IPCObjectStub(std::u16string descriptor) : IRemoteObject(std::move(descriptor)) {}
 
@@ -47,7 +35,7 @@ int IPCObjectStub::Dump(int, const std::vector<std::u16string>&)
 
 int IPCObjectStub::OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&)
 {
-    return -1; // unknown transaction
+    return IPC_ERR_UNKNOWN_TRANSACTION;
 }
 
 void IPCObjectStub::OnFirstStrongRef(const void*) {}

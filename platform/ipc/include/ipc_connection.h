@@ -1,0 +1,233 @@
+// One Unix-domain-socket connection between two processes, with the object
+// tables of both directions.
+//
+// Each connection owns:
+//   - a reader thread that decodes frames and handles replies, releases and
+//     the handshake itself, and hands transactions to an IPC thread pool;
+//   - the table of local objects exported to the peer (handle -> object,
+//     with the number of references the peer holds; handle 0 is the root);
+//   - the table of proxies for the peer's handles;
+//   - the synchronous calls waiting for replies.
+// Frames are written whole under a write lock, with a time-out
+// (kSendTimeoutMs); a peer that does not read in time is taken as dead.
+// Anything malformed, oversized or out of order closes the connection.
+//
+// When the connection ends (peer closed, protocol error, write failure or
+// Close()), the reader thread: fails every waiting synchronous call with
+// IPC_ERR_DEAD_OBJECT, drops every exported object, marks every proxy dead
+// and calls its death recipients, then calls the closed callback.
+//
+// Connections are made by IpcServer (one per accepted peer) and by
+// IpcConnect (client side); users get them from IPCSkeleton or a proxy.
+//
+// Threads: every public member may be called from any thread.
+#ifndef PLATFORM_IPC_IPC_CONNECTION_H
+#define PLATFORM_IPC_IPC_CONNECTION_H
+
+#include <sys/types.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "iremote_object.h"
+#include "ipc_limits.h"
+#include "ipc_wire.h"
+
+namespace OHOS {
+
+class IPCObjectProxy;
+class IpcThreadPool;
+class MessageParcel;
+
+// What a client said about itself in HELLO. Not verified by the transport:
+// the server's authenticator decides what to trust.
+struct IpcHelloInfo {
+    std::string bundleName;
+    std::string token;
+};
+
+class IpcConnection : public std::enable_shared_from_this<IpcConnection> {
+public:
+    enum class Role { CLIENT, SERVER };
+
+    struct PeerCredentials {
+        pid_t pid = -1;
+        uid_t uid = static_cast<uid_t>(-1);
+        gid_t gid = static_cast<gid_t>(-1);
+    };
+
+    // Server side: checks a HELLO. Runs on the reader thread before any
+    // transaction is accepted; may SetAttribute on the connection. Returns
+    // IPC_OK to accept, anything else (sent to the client) to refuse.
+    using Authenticator = std::function<int(IpcConnection& connection, const IpcHelloInfo& hello)>;
+    // Told once, on the reader thread, after the connection has ended.
+    using ClosedCallback = std::function<void(const std::shared_ptr<IpcConnection>& connection)>;
+
+    struct Options {
+        Role role = Role::CLIENT;
+        // Server side: the object published as handle 0.
+        sptr<IRemoteObject> root;
+        std::shared_ptr<IpcThreadPool> pool;
+        Authenticator authenticator;
+        ClosedCallback onClosed;
+        int sendTimeoutMs = kSendTimeoutMs;
+        int handshakeTimeoutMs = kHandshakeTimeoutMs;
+    };
+
+    ~IpcConnection();
+    IpcConnection(const IpcConnection&) = delete;
+    IpcConnection& operator=(const IpcConnection&) = delete;
+
+    // Process-unique, never 0.
+    uint64_t GetId() const { return id_; }
+    Role GetRole() const { return role_; }
+    // From SO_PEERCRED when the connection was made.
+    const PeerCredentials& GetPeerCredentials() const { return peer_; }
+    // What the client claimed in HELLO (server side; empty on the client).
+    IpcHelloInfo GetHelloInfo() const;
+    bool IsAlive() const;
+
+    // Ends the connection. Waits for the reader thread to finish its clean-up
+    // (death notifications) unless called on that thread.
+    void Close();
+
+    // An opaque value owned by whoever sets it, e.g. the verified bundle name
+    // the authenticator attached. Read it during a call with
+    // IPCSkeleton::GetCallingConnectionAttribute().
+    void SetAttribute(std::shared_ptr<void> attribute);
+    std::shared_ptr<void> GetAttribute() const;
+
+    // Client side: the proxy of the server's root object (handle 0); null once
+    // the connection is dead.
+    sptr<IRemoteObject> GetRootObject();
+
+    // Sizes of the object tables, for diagnostics and tests.
+    size_t GetExportedObjectCount() const;
+    size_t GetProxyCount() const;
+
+    // Makes a connection over a connected socket, which it owns from then
+    // on (closed even on failure), and starts its reader thread. The server
+    // side then waits for HELLO; the client side must call SendHello. Null
+    // if the thread could not be started. Used by IpcServer and IpcConnect.
+    static std::shared_ptr<IpcConnection> Create(int fd, Options options);
+
+    // Client side: sends HELLO and waits up to timeoutMs for the answer.
+    // Returns IPC_OK or the failure (the connection is closed then).
+    int SendHello(const IpcHelloInfo& hello, int timeoutMs);
+
+private:
+    friend class IPCObjectProxy;
+
+    // A synchronous call waiting for its reply; guarded by mutex_.
+    struct PendingCall {
+        std::condition_variable done;
+        bool finished = false;
+        int status = 0;
+        std::vector<uint8_t> payload;
+        std::vector<sptr<IRemoteObject>> objects;
+    };
+
+    struct ExportEntry {
+        sptr<IRemoteObject> object;
+        uint64_t peerRefs = 0; // references handed to the peer and not yet released
+        bool pinned = false;   // the root: never released by the peer
+    };
+
+    struct ProxyEntry {
+        IPCObjectProxy* raw = nullptr;
+        wptr<IPCObjectProxy> weak;
+    };
+
+    enum class State { HANDSHAKE, READY, CLOSED };
+
+    IpcConnection(int fd, Options options);
+
+    // --- reader thread (ipc_connection.cpp) ---
+    void ReaderMain();
+    bool HandleFrame(IpcWire::Frame& frame);
+    bool HandleHello(const IpcWire::Frame& frame);
+    bool HandleHelloAck(const IpcWire::Frame& frame);
+    bool HandleReply(IpcWire::Frame& frame);
+    bool HandleRelease(const IpcWire::Frame& frame);
+    // Fails waiting calls, drops exports, notifies proxies' recipients.
+    void TearDown();
+
+    // --- transactions (ipc_connection_dispatch.cpp) ---
+    int SendTransaction(uint32_t handle, uint32_t code, MessageParcel& data, MessageParcel& reply,
+        MessageOption& option);
+    bool HandleTransaction(IpcWire::Frame& frame);
+    bool HandleOneway(IpcWire::Frame& frame);
+    // Runs one incoming transaction on a pool thread; returns the status.
+    int Dispatch(const sptr<IRemoteObject>& target, uint32_t code, MessageParcel& data, MessageParcel& reply,
+        MessageOption& option);
+    void RunSync(uint64_t transactionId, sptr<IRemoteObject> target, uint32_t code, MessageParcel& data,
+        size_t bytes);
+    void DrainOneway();
+    void SendReply(uint64_t transactionId, int status, MessageParcel* reply);
+    // Writes one whole frame; on failure the connection is shut down.
+    bool WriteFrame(const IpcWire::FrameHeader& header, const uint8_t* payload, size_t payloadSize,
+        const std::vector<IpcWire::WireObject>& objects);
+    // Ends the stream so that the reader thread runs TearDown.
+    void Shutdown(const char* reason);
+
+    // --- object tables (ipc_connection_objects.cpp) ---
+    // Turns a parcel's objects into wire entries, taking a peer reference on
+    // each exported local object. On failure nothing stays taken.
+    int ExportObjects(const std::vector<sptr<IRemoteObject>>& objects, std::vector<IpcWire::WireObject>& out);
+    void UnexportLocked(const std::vector<IpcWire::WireObject>& entries, std::vector<sptr<IRemoteObject>>& dropped);
+    // Turns received entries into objects: proxies for the peer's handles,
+    // our own objects for handles handed back. False for a handle that we
+    // never exported or a full proxy table (a protocol error).
+    bool ImportObjects(const std::vector<IpcWire::WireObject>& entries, std::vector<sptr<IRemoteObject>>& out);
+    // The live proxy of a peer handle, or a new one. countReference: the handle
+    // came in a frame, so the peer counted one more reference for us.
+    sptr<IPCObjectProxy> ProxyForLocked(uint32_t handle, bool countReference, bool& ok);
+    sptr<IRemoteObject> FindExportedLocked(uint32_t handle) const;
+    // Called by a proxy whose last strong reference went.
+    void OnProxyReleased(IPCObjectProxy* proxy);
+
+    const uint64_t id_;
+    const Role role_;
+    const int fd_; // closed by the destructor; shut down (not closed) by Shutdown
+    const std::shared_ptr<IpcThreadPool> pool_;
+    const Authenticator authenticator_;
+    const ClosedCallback onClosed_;
+    const int sendTimeoutMs_;
+    const int handshakeTimeoutMs_;
+    PeerCredentials peer_; // written before the reader starts, then read-only
+
+    std::mutex writeMutex_; // serialises frames on the socket
+
+    mutable std::mutex mutex_; // guards everything below
+    State state_ = State::HANDSHAKE;
+    std::condition_variable handshakeDone_;
+    int handshakeStatus_ = 1; // 1: pending
+    IpcHelloInfo hello_;
+    std::shared_ptr<void> attribute_;
+    std::map<uint32_t, ExportEntry> exports_;
+    std::unordered_map<const IRemoteObject*, uint32_t> exportHandles_;
+    uint32_t nextHandle_ = 1;
+    std::map<uint32_t, ProxyEntry> proxies_;
+    std::map<uint64_t, std::shared_ptr<PendingCall>> pending_;
+    uint64_t nextTransactionId_ = 1;
+    size_t incomingSync_ = 0;   // transactions received and not yet answered
+    size_t incomingBytes_ = 0;  // their bytes plus queued one-way bytes
+    std::deque<std::function<void()>> oneway_; // received one-way calls in order
+    bool onewayRunning_ = false;
+
+    std::mutex readerMutex_;
+    std::thread reader_; // guarded by readerMutex_; taken out to be joined
+};
+
+} // namespace OHOS
+
+#endif // PLATFORM_IPC_IPC_CONNECTION_H

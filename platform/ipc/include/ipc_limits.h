@@ -1,0 +1,62 @@
+// Every limit of the IPC layer in one place. Parcels, the frame decoder and
+// the transport refuse anything beyond these, so that a hostile peer can make
+// this process allocate, queue or keep only a bounded amount.
+#ifndef PLATFORM_IPC_IPC_LIMITS_H
+#define PLATFORM_IPC_IPC_LIMITS_H
+
+#include <cstddef>
+#include <cstdint>
+
+namespace OHOS {
+
+// Largest number of data bytes a parcel holds unless its owner sets another
+// capacity; also the largest payload a frame may carry.
+constexpr size_t kDefaultParcelCapacity = 1024 * 1024;
+constexpr size_t kMaxFramePayload = kDefaultParcelCapacity;
+// Remote objects one parcel (and so one frame) may carry.
+constexpr size_t kMaxObjectsPerParcel = 64;
+// Largest frame on the wire: header, payload and object table.
+constexpr size_t kFrameHeaderSize = 32;
+constexpr size_t kWireObjectSize = 8;
+constexpr size_t kMaxFrameSize = kFrameHeaderSize + kMaxFramePayload + kMaxObjectsPerParcel * kWireObjectSize;
+
+// Local objects one connection may export to its peer at once, and proxies
+// one connection may hold for objects the peer exported.
+constexpr size_t kMaxExportedHandlesPerConnection = 1024;
+constexpr size_t kMaxImportedHandlesPerConnection = 1024;
+// Synchronous transactions a connection may have waiting for replies, and
+// received ones it runs at once (more are answered IPC_ERR_BUSY).
+constexpr size_t kMaxOutstandingSyncTransactions = 16;
+// One-way transactions received but not yet run, per connection.
+constexpr size_t kMaxQueuedOnewayTransactions = 256;
+// Bytes of received transactions waiting for or in dispatch, per connection.
+constexpr size_t kMaxPendingIncomingBytes = 16 * 1024 * 1024;
+
+// Threads of one IPC thread pool.
+constexpr size_t kMaxPoolThreads = 16;
+constexpr size_t kDefaultServerPoolThreads = 4;
+constexpr size_t kDefaultClientPoolThreads = 2;
+// Tasks waiting in one thread pool's queue (all connections together).
+constexpr size_t kMaxPoolQueuedTasks = 4096;
+
+// Connections one server accepts at once; further ones are closed at accept.
+constexpr size_t kMaxServerConnections = 64;
+
+// How long a synchronous transaction waits for its reply unless the
+// MessageOption says otherwise.
+constexpr int kDefaultSyncTimeoutMs = 5000;
+// How long one frame may take to be written before the peer is taken as dead.
+constexpr int kSendTimeoutMs = 2000;
+// How long a new connection may take to complete the HELLO exchange.
+constexpr int kHandshakeTimeoutMs = 3000;
+
+// HELLO contents a peer may claim.
+constexpr size_t kMaxBundleNameLength = 256;
+constexpr size_t kMaxTokenLength = 4096;
+
+// Longest socket path (sun_path holds 108 bytes with the terminator).
+constexpr size_t kMaxSocketPathLength = 107;
+
+} // namespace OHOS
+
+#endif // PLATFORM_IPC_IPC_LIMITS_H

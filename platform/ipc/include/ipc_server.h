@@ -1,0 +1,72 @@
+// The listening side: a Unix-domain socket at a path, one IpcConnection per
+// accepted peer, and a root object that every peer reaches as handle 0.
+//
+// The socket file is created with socketMode (default 0600) before the
+// socket listens, so no peer can connect through wider permissions. A stale
+// socket left at the path (nobody accepts on it) is removed; a live one, or
+// a file that is not a socket, makes Start fail.
+//
+// Threads: Start and Stop from one owning thread (not from an IPC thread of
+// this server); the getters from any thread. An accept thread takes new
+// peers; transactions run on the server's pool.
+#ifndef PLATFORM_IPC_IPC_SERVER_H
+#define PLATFORM_IPC_IPC_SERVER_H
+
+#include <sys/types.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ipc_connection.h"
+#include "ipc_limits.h"
+#include "iremote_object.h"
+
+namespace OHOS {
+
+struct IpcServerOptions {
+    mode_t socketMode = 0600;
+    size_t poolThreads = kDefaultServerPoolThreads;
+    size_t maxConnections = kMaxServerConnections;
+    int handshakeTimeoutMs = kHandshakeTimeoutMs;
+    int sendTimeoutMs = kSendTimeoutMs;
+    // Checks each client's HELLO (reader thread of that connection); absent:
+    // every peer that may open the socket is accepted.
+    IpcConnection::Authenticator authenticator;
+    // Told when a connection ends (reader thread of that connection).
+    IpcConnection::ClosedCallback onConnectionClosed;
+};
+
+class IpcServer {
+public:
+    IpcServer();
+    // Stops the server.
+    ~IpcServer();
+    IpcServer(const IpcServer&) = delete;
+    IpcServer& operator=(const IpcServer&) = delete;
+
+    // Binds, listens and starts accepting. IPC_OK, or IPC_ERR_INVALID_DATA
+    // (bad path or options, already started), IPC_ERR_BUSY (another server
+    // answers at the path), IPC_ERR_CONNECT (socket calls failed) or
+    // IPC_ERR_NO_MEMORY (threads could not be started).
+    int Start(const std::string& path, const sptr<IRemoteObject>& root, IpcServerOptions options = {});
+    // Stops accepting, closes every connection (their death notifications
+    // run before this returns) and removes the socket file. Idempotent.
+    void Stop();
+
+    bool IsRunning() const;
+    const std::string& GetPath() const { return path_; }
+    std::vector<std::shared_ptr<IpcConnection>> GetConnections() const;
+    size_t GetConnectionCount() const;
+
+    struct State;
+
+private:
+    std::string path_;
+    std::shared_ptr<State> state_;
+};
+
+} // namespace OHOS
+
+#endif // PLATFORM_IPC_IPC_SERVER_H

@@ -1,0 +1,309 @@
+#include "ipc_server.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <exception>
+#include <map>
+#include <mutex>
+#include <thread>
+
+#include "ipc_errors.h"
+#include "ipc_log.h"
+#include "ipc_socket.h"
+#include "ipc_thread_pool.h"
+
+namespace OHOS {
+
+namespace {
+
+constexpr int kListenBacklog = 16;
+// Pause after accept fails for lack of descriptors, so the loop does not spin.
+constexpr int kAcceptRetryMs = 50;
+
+} // namespace
+
+// Shared with the accept thread and the connections' closed callbacks, which
+// may outlive a Stop that raced with them.
+struct IpcServer::State {
+    mutable std::mutex mutex;
+    std::map<uint64_t, std::shared_ptr<IpcConnection>> connections; // guarded by mutex
+    bool running = false;                                           // guarded by mutex
+    int listenFd = -1;  // set by Start, closed by Stop after the accept thread ended
+    int wakeFd = -1;    // eventfd that tells the accept thread to stop
+    ino_t socketInode = 0;
+    std::thread acceptThread;
+    std::shared_ptr<IpcThreadPool> pool;
+    sptr<IRemoteObject> root;
+    IpcServerOptions options;
+};
+
+namespace {
+
+void Forget(const std::weak_ptr<IpcServer::State>& weak, uint64_t id)
+{
+    if (auto state = weak.lock()) {
+        std::shared_ptr<IpcConnection> gone;
+        std::lock_guard<std::mutex> lock(state->mutex);
+        auto it = state->connections.find(id);
+        if (it != state->connections.end()) {
+            gone = std::move(it->second);
+            state->connections.erase(it);
+        }
+    }
+}
+
+void Admit(const std::shared_ptr<IpcServer::State>& state, int fd)
+{
+    {
+        std::lock_guard<std::mutex> lock(state->mutex);
+        if (!state->running || state->connections.size() >= state->options.maxConnections) {
+            IPC_LOGW("server: connection refused: %{public}s", state->running ? "too many connections" : "stopping");
+            close(fd);
+            return;
+        }
+    }
+    std::weak_ptr<IpcServer::State> weak = state;
+    IpcConnection::Options options;
+    options.role = IpcConnection::Role::SERVER;
+    options.root = state->root;
+    options.pool = state->pool;
+    options.authenticator = state->options.authenticator;
+    options.sendTimeoutMs = state->options.sendTimeoutMs;
+    options.handshakeTimeoutMs = state->options.handshakeTimeoutMs;
+    IpcConnection::ClosedCallback userCallback = state->options.onConnectionClosed;
+    options.onClosed = [weak, userCallback](const std::shared_ptr<IpcConnection>& connection) {
+        Forget(weak, connection->GetId());
+        if (userCallback) {
+            userCallback(connection);
+        }
+    };
+    std::shared_ptr<IpcConnection> connection = IpcConnection::Create(fd, std::move(options));
+    if (connection == nullptr) {
+        return;
+    }
+    bool keep;
+    {
+        std::lock_guard<std::mutex> lock(state->mutex);
+        keep = state->running;
+        if (keep) {
+            state->connections[connection->GetId()] = connection;
+        }
+    }
+    // It may have ended before it was listed; its callback found nothing to remove.
+    if (!keep || !connection->IsAlive()) {
+        Forget(weak, connection->GetId());
+        if (!keep) {
+            connection->Close();
+        }
+    }
+}
+
+void AcceptLoop(const std::shared_ptr<IpcServer::State>& state)
+{
+    for (;;) {
+        struct pollfd fds[2] = {{state->listenFd, POLLIN, 0}, {state->wakeFd, POLLIN, 0}};
+        int ready = poll(fds, 2, -1);
+        if (ready < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            IPC_LOGE("server: poll failed: errno %{public}d", errno);
+            return;
+        }
+        if (fds[1].revents != 0) {
+            return;
+        }
+        if ((fds[0].revents & POLLIN) == 0) {
+            continue;
+        }
+        int fd = accept4(state->listenFd, nullptr, nullptr, SOCK_CLOEXEC);
+        if (fd < 0) {
+            if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+                IPC_LOGE("server: accept failed: errno %{public}d", errno);
+                std::this_thread::sleep_for(std::chrono::milliseconds(kAcceptRetryMs));
+            }
+            continue;
+        }
+        Admit(state, fd);
+    }
+}
+
+// Removes a socket file nobody accepts on. Returns IPC_OK when the path is
+// free (now or already).
+int ClearStaleSocket(const std::string& path)
+{
+    struct stat st {};
+    if (lstat(path.c_str(), &st) != 0) {
+        return errno == ENOENT ? IPC_OK : IPC_ERR_CONNECT;
+    }
+    if (!S_ISSOCK(st.st_mode)) {
+        IPC_LOGE("server: %{public}s exists and is not a socket", path.c_str());
+        return IPC_ERR_INVALID_DATA;
+    }
+    struct sockaddr_un addr {};
+    unsigned int len = 0;
+    IpcSocket::MakeAddress(path, &addr, len);
+    int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (probe < 0) {
+        return IPC_ERR_CONNECT;
+    }
+    int rc = connect(probe, reinterpret_cast<struct sockaddr*>(&addr), len);
+    int err = errno;
+    close(probe);
+    if (rc == 0) {
+        IPC_LOGE("server: another server answers at %{public}s", path.c_str());
+        return IPC_ERR_BUSY;
+    }
+    if (err != ECONNREFUSED) {
+        return IPC_ERR_CONNECT;
+    }
+    IPC_LOGI("server: removing stale socket %{public}s", path.c_str());
+    return unlink(path.c_str()) == 0 || errno == ENOENT ? IPC_OK : IPC_ERR_CONNECT;
+}
+
+} // namespace
+
+IpcServer::IpcServer() = default;
+
+IpcServer::~IpcServer()
+{
+    Stop();
+}
+
+int IpcServer::Start(const std::string& path, const sptr<IRemoteObject>& root, IpcServerOptions options)
+{
+    struct sockaddr_un addr {};
+    unsigned int addrLen = 0;
+    if (state_ != nullptr || !IpcSocket::MakeAddress(path, &addr, addrLen) || (options.socketMode & ~0777) != 0 ||
+        options.maxConnections == 0) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    int status = ClearStaleSocket(path);
+    if (status != IPC_OK) {
+        return status;
+    }
+    std::shared_ptr<State> state;
+    try {
+        state = std::make_shared<State>();
+    } catch (...) {
+        return IPC_ERR_NO_MEMORY;
+    }
+    state->pool = IpcThreadPool::Create(options.poolThreads, "ipc-server");
+    if (state->pool == nullptr) {
+        return IPC_ERR_NO_MEMORY;
+    }
+    state->root = root;
+    state->options = std::move(options);
+    state->listenFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    state->wakeFd = eventfd(0, EFD_CLOEXEC);
+    auto fail = [&](int code) {
+        if (state->listenFd >= 0) {
+            close(state->listenFd);
+        }
+        if (state->wakeFd >= 0) {
+            close(state->wakeFd);
+        }
+        return code;
+    };
+    if (state->listenFd < 0 || state->wakeFd < 0) {
+        return fail(IPC_ERR_CONNECT);
+    }
+    if (bind(state->listenFd, reinterpret_cast<struct sockaddr*>(&addr), addrLen) != 0) {
+        IPC_LOGE("server: bind %{public}s failed: errno %{public}d", path.c_str(), errno);
+        return fail(errno == EADDRINUSE ? IPC_ERR_BUSY : IPC_ERR_CONNECT);
+    }
+    // Permissions are set before listen(): until then every connect is refused,
+    // so no peer ever gets in through the umask's wider mode.
+    struct stat st {};
+    if (chmod(path.c_str(), state->options.socketMode) != 0 || stat(path.c_str(), &st) != 0 ||
+        listen(state->listenFd, kListenBacklog) != 0) {
+        IPC_LOGE("server: preparing %{public}s failed: errno %{public}d", path.c_str(), errno);
+        unlink(path.c_str());
+        return fail(IPC_ERR_CONNECT);
+    }
+    state->socketInode = st.st_ino;
+    state->running = true;
+    try {
+        state->acceptThread = std::thread([state] { AcceptLoop(state); });
+    } catch (const std::exception& e) {
+        IPC_LOGE("server: accept thread not started: %{public}s", e.what());
+        unlink(path.c_str());
+        return fail(IPC_ERR_NO_MEMORY);
+    }
+    path_ = path;
+    state_ = std::move(state);
+    IPC_LOGI("server: listening on %{public}s", path_.c_str());
+    return IPC_OK;
+}
+
+void IpcServer::Stop()
+{
+    if (state_ == nullptr) {
+        return;
+    }
+    std::shared_ptr<State> state = std::move(state_);
+    {
+        std::lock_guard<std::mutex> lock(state->mutex);
+        state->running = false;
+    }
+    uint64_t one = 1;
+    ssize_t wrote = write(state->wakeFd, &one, sizeof(one));
+    (void)wrote;
+    if (state->acceptThread.joinable()) {
+        state->acceptThread.join();
+    }
+    close(state->listenFd);
+    close(state->wakeFd);
+    // Remove the file only if it is still ours, not a successor's.
+    struct stat st {};
+    if (lstat(path_.c_str(), &st) == 0 && S_ISSOCK(st.st_mode) && st.st_ino == state->socketInode) {
+        unlink(path_.c_str());
+    }
+    std::map<uint64_t, std::shared_ptr<IpcConnection>> connections;
+    {
+        std::lock_guard<std::mutex> lock(state->mutex);
+        connections.swap(state->connections);
+    }
+    for (auto& [id, connection] : connections) {
+        connection->Close();
+    }
+    connections.clear();
+    state->pool.reset();
+    state->root = nullptr;
+}
+
+bool IpcServer::IsRunning() const
+{
+    return state_ != nullptr;
+}
+
+std::vector<std::shared_ptr<IpcConnection>> IpcServer::GetConnections() const
+{
+    std::vector<std::shared_ptr<IpcConnection>> result;
+    if (state_ == nullptr) {
+        return result;
+    }
+    std::lock_guard<std::mutex> lock(state_->mutex);
+    for (const auto& [id, connection] : state_->connections) {
+        result.push_back(connection);
+    }
+    return result;
+}
+
+size_t IpcServer::GetConnectionCount() const
+{
+    if (state_ == nullptr) {
+        return 0;
+    }
+    std::lock_guard<std::mutex> lock(state_->mutex);
+    return state_->connections.size();
+}
+
+} // namespace OHOS
