@@ -1,6 +1,7 @@
 // CallGate: lets any number of threads be inside calls on one object at once,
 // and lets one thread shut the object: Close() waits until every thread that
-// entered has left, and every Enter() after it fails.
+// entered has left, and every Enter() after it fails. A thread inside may wait
+// for a while in the gate (WaitInside), and Close() cuts that wait short.
 //
 // napi_host puts one in front of each thread-safe function it tracks, so that
 // the loop thread can mark the function dead before Node frees it while no
@@ -8,6 +9,7 @@
 #ifndef NAPI_HOST_CALL_GATE_H
 #define NAPI_HOST_CALL_GATE_H
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
@@ -37,19 +39,30 @@ public:
         }
     }
 
-    // Any thread that is not inside. Idempotent. Waits for the threads inside,
-    // so the caller must make sure they can leave (for a blocking call on a
-    // thread-safe function: Node has already marked it closing and woken them).
+    // Any thread that entered. Waits up to timeout unless the gate closes;
+    // false once it is closed.
+    bool WaitInside(std::chrono::microseconds timeout)
+    {
+        std::unique_lock<std::mutex> lock(mu_);
+        closing_.wait_for(lock, timeout, [this] { return closed_; });
+        return !closed_;
+    }
+
+    // Any thread that is not inside. Idempotent. Wakes threads waiting inside,
+    // then waits until every thread inside has left; so no thread may stay
+    // inside for long other than through WaitInside.
     void Close()
     {
         std::unique_lock<std::mutex> lock(mu_);
         closed_ = true;
+        closing_.notify_all();
         idle_.wait(lock, [this] { return inside_ == 0; });
     }
 
 private:
     std::mutex mu_;
-    std::condition_variable idle_;
+    std::condition_variable idle_;    // inside_ dropped to 0 after closing
+    std::condition_variable closing_; // closed_ was set
     std::size_t inside_ = 0; // guarded by mu_
     bool closed_ = false;    // guarded by mu_
 };

@@ -50,9 +50,9 @@ std::shared_ptr<EnvState> FindEnvState(napi_env env);
 // Loop thread of env only. The live state of env, created on first use along
 // with its cleanup hook. Node runs cleanup hooks newest first; the hook is
 // registered before napi_host creates or tracks any thread-safe function of
-// env, so it runs after their own hooks (which mark them closing and wake
-// threads blocked in a call) and before Node frees them (when it closes their
-// handles, after all hooks). May throw std::bad_alloc.
+// env, so it runs after their own hooks (which mark them closing), and in any
+// case before Node frees them (when it closes their handles, after all
+// hooks). May throw std::bad_alloc.
 napi_status AcquireEnvState(napi_env env, std::shared_ptr<EnvState>* result);
 
 // Any thread. True when the calling thread is the loop thread of state.

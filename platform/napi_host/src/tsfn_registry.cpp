@@ -59,8 +59,8 @@ void RetireTsfn(const std::shared_ptr<TsfnEntry>& entry) noexcept
 void CloseTsfnsOf(const EnvState* owner) noexcept
 {
     // Closing under the registry lock is safe: a thread inside a gate took
-    // the registry lock only for its lookup, before entering, and Node has
-    // already woken threads blocked in a call on a closing function.
+    // the registry lock only for its lookup, before entering, and leaves the
+    // gate soon (no call through it blocks inside Node).
     TsfnRegistry& registry = Registry();
     std::lock_guard<std::mutex> lock(registry.mu);
     for (auto& [handle, entry] : registry.entries) {

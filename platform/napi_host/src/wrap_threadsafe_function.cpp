@@ -8,10 +8,11 @@
 //  - track every function created through the wrapper, and pass each call
 //    from any thread through the function's gate, which the loop thread
 //    closes before Node frees the function: in the environment's cleanup hook
-//    (after Node's own hook for the function marked it closing and woke
-//    blocked callers) and in the function's finalizer (which Node runs right
-//    before freeing it, also after a release). A closed gate, or a handle
-//    that is not tracked (any more), answers napi_closing;
+//    and in the function's finalizer (which Node runs right before freeing
+//    it, also after a release). A closed gate, or a handle that is not tracked
+//    (any more), answers napi_closing;
+//  - carry out a blocking call as non-blocking tries with waits in the gate in
+//    between, so no thread is ever blocked inside Node (see CallBlocking);
 //  - unref each new function: the module keeps one per listener for good and
 //    never releases it, and a registered listener alone must not keep a
 //    script alive. A script that only listens keeps itself alive, e.g. with a
@@ -23,8 +24,8 @@
 // from any thread. Not guarded (loop thread only, as in Node, and unused by
 // the module): napi_ref/unref_threadsafe_function and
 // napi_get_threadsafe_function_context.
+#include <chrono>
 #include <memory>
-#include <new>
 
 #include "env_state.h"
 #include "host_log.h"
@@ -90,7 +91,10 @@ napi_status CreateTracked(napi_env env, napi_value func, napi_value async_resour
     return napi_ok;
 }
 
-// Runs one of Node's calls on func unless func is null, unknown or dead.
+// How long a blocking call waits between two tries on a full queue.
+constexpr std::chrono::microseconds FULL_QUEUE_RETRY {500};
+
+// Runs realCall(entry) on func unless func is null, unknown or dead.
 template <typename RealCall>
 napi_status CallGuarded(napi_threadsafe_function func, RealCall&& realCall)
 {
@@ -105,7 +109,25 @@ napi_status CallGuarded(napi_threadsafe_function func, RealCall&& realCall)
     if (!inside.entered()) {
         return napi_closing;
     }
-    return realCall();
+    return realCall(*entry);
+}
+
+// A blocking call never blocks inside Node: it retries a non-blocking one
+// while the queue is full, waiting in the gate in between. Node wakes only one
+// blocked caller when a function starts closing, and frees the function with
+// the others still blocked on its condition variable; and a thread blocked
+// inside Node would keep the gate from closing.
+napi_status CallBlocking(napi_threadsafe_function func, void* data, CallGate& gate)
+{
+    for (;;) {
+        napi_status status = __real_napi_call_threadsafe_function(func, data, napi_tsfn_nonblocking);
+        if (status != napi_queue_full) {
+            return status;
+        }
+        if (!gate.WaitInside(FULL_QUEUE_RETRY)) {
+            return napi_closing;
+        }
+    }
 }
 
 } // namespace
@@ -125,18 +147,24 @@ extern "C" napi_status __wrap_napi_call_threadsafe_function(napi_threadsafe_func
     napi_threadsafe_function_call_mode is_blocking)
 {
     return NoThrow([&] {
-        return CallGuarded(func, [&] { return __real_napi_call_threadsafe_function(func, data, is_blocking); });
+        return CallGuarded(func, [&](TsfnEntry& entry) {
+            return is_blocking == napi_tsfn_blocking ? CallBlocking(func, data, entry.gate)
+                                                     : __real_napi_call_threadsafe_function(func, data, is_blocking);
+        });
     });
 }
 
 extern "C" napi_status __wrap_napi_acquire_threadsafe_function(napi_threadsafe_function func)
 {
-    return NoThrow([&] { return CallGuarded(func, [&] { return __real_napi_acquire_threadsafe_function(func); }); });
+    return NoThrow([&] {
+        return CallGuarded(func, [&](TsfnEntry&) { return __real_napi_acquire_threadsafe_function(func); });
+    });
 }
 
 extern "C" napi_status __wrap_napi_release_threadsafe_function(napi_threadsafe_function func,
     napi_threadsafe_function_release_mode mode)
 {
-    return NoThrow(
-        [&] { return CallGuarded(func, [&] { return __real_napi_release_threadsafe_function(func, mode); }); });
+    return NoThrow([&] {
+        return CallGuarded(func, [&](TsfnEntry&) { return __real_napi_release_threadsafe_function(func, mode); });
+    });
 }
