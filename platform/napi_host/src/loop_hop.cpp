@@ -34,7 +34,8 @@ void HopCallJs(napi_env env, napi_value /* js_callback */, void* /* context */, 
         queueIt = state.alive && it != state.works.end() && it->second == item->serial;
     }
     if (!queueIt) {
-        NAPI_HOST_LOGW("dropped a queue request for a work deleted before it reached the loop");
+        // Node may still dispatch the hop while tearing the environment down.
+        NAPI_HOST_LOGW("dropped a queue request: the work was deleted or the environment torn down");
         return;
     }
     napi_status status = __real_napi_queue_async_work(env, item->work);
