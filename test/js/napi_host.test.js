@@ -159,7 +159,7 @@ describe('process lifetime', () => {
     const child = runChild(`
       const addon = require(process.env.NAPI_HOST_ADDON);
       addon.createWork();
-      console.log('created');`, 1500);
+      console.log('created');`, 3000);
     assert.equal(child.stdout.trim(), 'created', child.stderr);
     assert.equal(child.timedOut, true, `exited with ${child.status} while a work was outstanding`);
   });
