@@ -1,0 +1,113 @@
+#include "loop_hop.h"
+
+#include <cstdint>
+#include <new>
+
+#include "host_log.h"
+#include "real_napi.h"
+
+namespace NapiHost {
+namespace {
+
+// One queue request in flight. Created on the requesting thread, owned by
+// the hop's queue, destroyed on the loop thread (by HopCallJs, also when Node
+// empties the queue at teardown).
+struct HopItem {
+    std::shared_ptr<EnvState> state;
+    napi_async_work work = nullptr;
+    std::uint64_t serial = 0;
+};
+
+// The hop's call-into-JS callback: loop thread only. env is null when Node
+// empties the queue of a function it is freeing: the request is dropped.
+void HopCallJs(napi_env env, napi_value /* js_callback */, void* /* context */, void* data)
+{
+    std::unique_ptr<HopItem> item(static_cast<HopItem*>(data));
+    if (env == nullptr || !item) {
+        return;
+    }
+    EnvState& state = *item->state;
+    bool queueIt = false;
+    {
+        std::lock_guard<std::mutex> lock(state.mu);
+        auto it = state.works.find(item->work);
+        queueIt = state.alive && it != state.works.end() && it->second == item->serial;
+    }
+    if (!queueIt) {
+        // Node may still dispatch the hop while tearing the environment down.
+        NAPI_HOST_LOGW("dropped a queue request: the work was deleted or the environment torn down");
+        return;
+    }
+    napi_status status = __real_napi_queue_async_work(env, item->work);
+    if (status != napi_ok) {
+        NAPI_HOST_LOGE("queueing a handed-over work failed: status %{public}d", static_cast<int>(status));
+    }
+}
+
+} // namespace
+
+napi_status EnsureHop(napi_env env, EnvState& state)
+{
+    {
+        std::lock_guard<std::mutex> lock(state.mu);
+        if (state.hop != nullptr) {
+            return napi_ok;
+        }
+    }
+    napi_value name = nullptr;
+    napi_status status = napi_create_string_utf8(env, "napi_host.queue", NAPI_AUTO_LENGTH, &name);
+    if (status != napi_ok) {
+        return status;
+    }
+    // No JS function, unbounded queue, one thread (napi_host) that never
+    // releases it: Node closes and frees it when the environment is torn down.
+    napi_threadsafe_function hop = nullptr;
+    status = __real_napi_create_threadsafe_function(env, nullptr, nullptr, name, 0, 1, nullptr, nullptr,
+        nullptr, HopCallJs, &hop);
+    if (status != napi_ok) {
+        return status;
+    }
+    napi_unref_threadsafe_function(env, hop);
+    std::lock_guard<std::mutex> lock(state.mu);
+    state.hop = hop;
+    return napi_ok;
+}
+
+napi_status HandOverToLoop(const std::shared_ptr<EnvState>& state, napi_async_work work) noexcept
+{
+    // Allocated before taking the lock, and destroyed after releasing it when
+    // not handed over.
+    std::unique_ptr<HopItem> item(new (std::nothrow) HopItem);
+    if (!item) {
+        return napi_generic_failure;
+    }
+    item->state = state;
+    item->work = work;
+    std::lock_guard<std::mutex> lock(state->mu);
+    if (!state->alive || state->hop == nullptr) {
+        return napi_closing;
+    }
+    auto it = state->works.find(work);
+    if (it == state->works.end()) {
+        return napi_invalid_arg;
+    }
+    item->serial = it->second;
+    // Under state->mu: the cleanup hook, which runs before Node frees the hop,
+    // cannot pass until this call is over. Non-blocking on an unbounded queue,
+    // so it fails only when Node has already marked the hop closing.
+    if (__real_napi_call_threadsafe_function(state->hop, item.get(), napi_tsfn_nonblocking) != napi_ok) {
+        return napi_closing;
+    }
+    item.release();
+    return napi_ok;
+}
+
+void KeepLoopAlive(napi_env env, napi_threadsafe_function hop, bool keep)
+{
+    napi_status status = keep ? napi_ref_threadsafe_function(env, hop) : napi_unref_threadsafe_function(env, hop);
+    if (status != napi_ok) {
+        NAPI_HOST_LOGE("changing the loop's hold failed: status %{public}d", static_cast<int>(status));
+    }
+}
+
+} // namespace NapiHost

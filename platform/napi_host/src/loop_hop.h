@@ -1,0 +1,32 @@
+// The host's per-environment thread-safe function ("hop") that carries queue
+// requests for async works from other threads onto the environment's loop
+// thread, and that keeps the loop alive while works are outstanding.
+#ifndef NAPI_HOST_LOOP_HOP_H
+#define NAPI_HOST_LOOP_HOP_H
+
+#include <node_api.h>
+
+#include <memory>
+
+#include "env_state.h"
+
+namespace NapiHost {
+
+// Loop thread of state only. Creates the hop of state unless it has one. The
+// hop starts unref'd: it holds the loop only while works are outstanding.
+napi_status EnsureHop(napi_env env, EnvState& state);
+
+// Any thread. Hands a queue request for work over to the loop thread of
+// state, where it is carried out unless the work has been deleted by then.
+// napi_ok once handed over; napi_invalid_arg for a work state does not track;
+// napi_closing when the environment is gone or tearing down. Neither the
+// environment nor the work is touched on this thread.
+napi_status HandOverToLoop(const std::shared_ptr<EnvState>& state, napi_async_work work) noexcept;
+
+// Loop thread of env only, with hop the live hop of env. Holds the loop alive
+// (keep) or lets it end.
+void KeepLoopAlive(napi_env env, napi_threadsafe_function hop, bool keep);
+
+} // namespace NapiHost
+
+#endif // NAPI_HOST_LOOP_HOP_H
