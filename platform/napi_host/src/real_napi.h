@@ -36,4 +36,16 @@ NAPI_HOST_REAL napi_status __real_napi_acquire_threadsafe_function(napi_threadsa
 NAPI_HOST_REAL napi_status __real_napi_release_threadsafe_function(napi_threadsafe_function func,
     napi_threadsafe_function_release_mode mode);
 
+NAPI_HOST_REAL napi_status __real_napi_get_property_names(napi_env env, napi_value object, napi_value* result);
+NAPI_HOST_REAL napi_status __real_napi_get_array_length(napi_env env, napi_value value, uint32_t* result);
+NAPI_HOST_REAL napi_status __real_napi_get_element(napi_env env, napi_value object, uint32_t index,
+    napi_value* result);
+NAPI_HOST_REAL napi_status __real_napi_set_element(napi_env env, napi_value object, uint32_t index, napi_value value);
+NAPI_HOST_REAL napi_status __real_napi_get_named_property(napi_env env, napi_value object, const char* name,
+    napi_value* result);
+NAPI_HOST_REAL napi_status __real_napi_set_named_property(napi_env env, napi_value object, const char* name,
+    napi_value value);
+NAPI_HOST_REAL napi_status __real_napi_coerce_to_bool(napi_env env, napi_value value, napi_value* result);
+NAPI_HOST_REAL napi_status __real_napi_create_promise(napi_env env, napi_deferred* deferred, napi_value* promise);
+
 #endif // NAPI_HOST_REAL_NAPI_H

@@ -37,6 +37,40 @@ using namespace NapiHost;
 
 namespace {
 
+// The caller's call-into-JS callback and context, which the trampoline below
+// stands in for. One per function, never freed: Node may still drain queued
+// items through the trampoline after the function's finalizer has run, and
+// the module keeps its functions for the environment's life anyway.
+struct CallJsTarget {
+    napi_threadsafe_function_call_js callJs;
+    void* context;
+};
+
+// Loop thread. Runs the caller's callback, then hands an exception it left
+// pending (a listener that threw) to Node's 'uncaughtException', as an
+// exception thrown by any other event callback is. Without this, Node turns
+// it into a deprecation warning for modules of this Node-API version and the
+// error itself is lost.
+void CallJsTrampoline(napi_env env, napi_value jsCallback, void* context, void* data)
+{
+    auto* target = static_cast<CallJsTarget*>(context);
+    if (target->callJs != nullptr) {
+        target->callJs(env, jsCallback, target->context, data);
+    } else if (env != nullptr && jsCallback != nullptr) {
+        napi_value undefined = nullptr;
+        napi_get_undefined(env, &undefined);
+        __real_napi_call_function(env, undefined, jsCallback, 0, nullptr, nullptr);
+    }
+    bool pending = false;
+    if (env == nullptr || napi_is_exception_pending(env, &pending) != napi_ok || !pending) {
+        return;
+    }
+    napi_value error = nullptr;
+    if (napi_get_and_clear_last_exception(env, &error) == napi_ok) {
+        napi_fatal_exception(env, error);
+    }
+}
+
 // The finalizer napi_host gives Node for every tracked function; loop thread.
 // Node runs it right before freeing the function: the gate is closed first,
 // then the caller's own finalizer runs.
@@ -47,7 +81,8 @@ void FinalizeTracked(napi_env env, void* finalize_data, void* context)
     RetireTsfn(entry);
     if (entry->userFinalize != nullptr) {
         try {
-            entry->userFinalize(env, entry->userFinalizeData, context);
+            auto* target = static_cast<CallJsTarget*>(context);
+            entry->userFinalize(env, entry->userFinalizeData, target != nullptr ? target->context : nullptr);
         } catch (...) {
             NAPI_HOST_LOGE("a thread-safe function's finalizer threw");
         }
@@ -71,13 +106,15 @@ napi_status CreateTracked(napi_env env, napi_value func, napi_value async_resour
     }
     auto entry = std::make_shared<TsfnEntry>(state.get(), thread_finalize_cb, thread_finalize_data);
     auto holder = std::make_unique<std::shared_ptr<TsfnEntry>>(entry);
+    auto target = std::make_unique<CallJsTarget>(CallJsTarget{call_js_cb, context});
     status = __real_napi_create_threadsafe_function(env, func, async_resource, async_resource_name, max_queue_size,
-        initial_thread_count, holder.get(), FinalizeTracked, context, call_js_cb, result);
+        initial_thread_count, holder.get(), FinalizeTracked, target.get(), CallJsTrampoline, result);
     if (status != napi_ok) {
         // Node did not keep the function, and never calls its finalizer.
         return status;
     }
     holder.release(); // FinalizeTracked owns it now
+    target.release(); // kept for the function's whole life, see CallJsTarget
     entry->handle = *result;
     if (!PublishTsfn(entry)) {
         // An untracked handle would be unguarded: have Node close it (without

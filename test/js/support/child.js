@@ -13,7 +13,7 @@ function runScript(source, { env = {}, timeoutMs = 20000 } = {}) {
   return {
     status: result.status,
     signal: result.signal,
-    timedOut: result.error && result.error.code === 'ETIMEDOUT',
+    timedOut: Boolean(result.error && result.error.code === 'ETIMEDOUT'),
     stdout: result.stdout,
     stderr: result.stderr,
   };
