@@ -1,6 +1,8 @@
 #include "log_format.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <sys/types.h>
 #include <cstdio>
 #include <cstring>
 
