@@ -35,7 +35,7 @@ public:
     virtual bool AddDeathRecipient(const sptr<DeathRecipient>& recipient) = 0;
     virtual bool RemoveDeathRecipient(const sptr<DeathRecipient>& recipient) = 0;
     bool Marshalling(Parcel& parcel) const override;
-    virtual sptr<IRemoteBroker> AsInterface() { return nullptr; }
+    virtual sptr<IRemoteBroker> AsInterface();
     virtual int Dump(int fd, const std::vector<std::u16string>& args) = 0;
     ~IRemoteObject() override = default;
 

@@ -1,5 +1,7 @@
 #include "ipc_object_stub.h"
 
+#include "iremote_broker.h"
+
 namespace OHOS {
 
 // Remote-object references are written by the transport that carries the
@@ -7,6 +9,11 @@ namespace OHOS {
 bool IRemoteObject::Marshalling(Parcel&) const
 {
     return false;
+}
+
+sptr<IRemoteBroker> IRemoteObject::AsInterface()
+{
+    return nullptr;
 }
 
 IPCObjectStub::IPCObjectStub(std::u16string descriptor) : IRemoteObject(std::move(descriptor)) {}
