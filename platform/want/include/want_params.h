@@ -73,6 +73,10 @@ public:
 
     // Replaces the value of an existing key in place, or appends a new key.
     void SetParam(const std::string& key, WantValue value);
+    // Appends a key that is known not to be present yet (for example the own
+    // keys of one JavaScript object) without the lookup SetParam makes, which
+    // would cost a scan of all keys per insertion on wide maps.
+    void AppendParam(std::string key, WantValue value);
     const WantValue* GetParam(const std::string& key) const;
     bool HasParam(const std::string& key) const;
     void Remove(const std::string& key);

@@ -146,6 +146,11 @@ void WantParams::SetParam(const std::string& key, WantValue value)
     entries_.emplace_back(key, std::move(value));
 }
 
+void WantParams::AppendParam(std::string key, WantValue value)
+{
+    entries_.emplace_back(std::move(key), std::move(value));
+}
+
 const WantValue* WantParams::GetParam(const std::string& key) const
 {
     for (const auto& entry : entries_) {
