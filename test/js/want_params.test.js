@@ -142,6 +142,19 @@ describe('strings and keys', () => {
     assert.equal({}.polluted, undefined);
     assert.ok(Object.hasOwn(addon.wantWrapSample(), '__proto__'));
   });
+
+  it('defines properties without calling setters on Object.prototype', () => {
+    let called = false;
+    Object.defineProperty(Object.prototype, 'trapped', { set() { called = true; }, configurable: true });
+    try {
+      const { value } = roundTrip({ nested: { trapped: 1 } });
+      assert.ok(Object.hasOwn(value.nested, 'trapped'));
+      assert.equal(value.nested.trapped, 1);
+      assert.equal(called, false);
+    } finally {
+      delete Object.prototype.trapped;
+    }
+  });
 });
 
 describe('objects and arrays', () => {
