@@ -206,6 +206,24 @@ describe('objects and arrays', () => {
     assert.equal(result.text, '{"date":{},"map":{"extra":"x"},"bytes":{"0":7,"1":8},"boxed":{"0":"h","1":"i"}}');
   });
 
+  it('reads typed arrays and Buffers element by element, typed as numbers read in JavaScript', () => {
+    const result = roundTrip({
+      i8: new Int8Array([-1, 127]),
+      u32: new Uint32Array([4294967295, 7]),
+      f32: new Float32Array([1.5, 2]),
+      f64: new Float64Array([NaN, -0]),
+      i64: new BigInt64Array([-5n]),
+      u64: new BigUint64Array([2n ** 64n - 1n, 3n]),
+      buffer: Buffer.from('hi'),
+      view: new Uint16Array(new Uint16Array([1, 2, 3, 4]).buffer, 2, 2),
+      empty: new Uint8Array(0),
+    });
+    assert.equal(result.ok, true);
+    assert.equal(result.text, '{"i8":{"0":-1,"1":127},"u32":{"0":4294967295L,"1":7},"f32":{"0":1.5,"1":2},' +
+      '"f64":{"0":nan,"1":-0.0},"i64":{"0":-5L},"u64":{"1":3L},"buffer":{"0":104,"1":105},' +
+      '"view":{"0":2,"1":3},"empty":{}}');
+  });
+
   it('reads a proxy through its traps', () => {
     const proxy = new Proxy({}, {
       ownKeys: () => ['x', 'y'],
@@ -329,6 +347,16 @@ describe('limits', () => {
     assert.equal(cut.ok, false);
     assert.deepEqual(cut.value.a, []);
     assert.equal(Object.keys(cut.value.b).length, half);
+  });
+
+  it('stops early in a huge typed array', () => {
+    const bytes = new Uint8Array(1e7).fill(9);
+    const result = roundTrip({ bytes });
+    assert.equal(result.ok, false);
+    const keys = Object.keys(result.value.bytes);
+    assert.equal(keys.length, MAX_VALUES - 1);
+    assert.equal(keys.at(-1), String(MAX_VALUES - 2));
+    assert.equal(result.value.bytes[0], 9);
   });
 
   it('stops early in a huge sparse array', () => {

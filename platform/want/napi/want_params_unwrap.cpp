@@ -7,6 +7,7 @@
 #include "js_number_value.h"
 #include "js_string_utf8.h"
 #include "napi_common_want.h"
+#include "typed_array_values.h"
 #include "want_napi_limits.h"
 
 namespace OHOS::AppExecFwk {
@@ -41,6 +42,9 @@ private:
     // A container read only in part (reading stopped inside) is still given.
     std::optional<WantValue> ReadValue(napi_value value, size_t depth);
     void ReadArray(napi_value array, size_t depth, std::vector<WantValue>& out);
+    // The elements of a typed array or Buffer under the keys "0", "1", ...
+    // (what its own enumerable properties are, unless some were added).
+    void ReadTypedArray(napi_value typedArray, WantParams& out, bool appendOnly);
     // Counts one more value fetched; false (and reading stops) past the limit.
     bool TakeValue();
     void Stop()
@@ -67,6 +71,15 @@ bool WantParamsReader::TakeValue()
 
 void WantParamsReader::ReadObject(napi_value object, size_t depth, WantParams& out, bool appendOnly)
 {
+    bool isTypedArray = false;
+    if (napi_is_typedarray(env_, object, &isTypedArray) != napi_ok) {
+        Stop();
+        return;
+    }
+    if (isTypedArray) {
+        ReadTypedArray(object, out, appendOnly);
+        return;
+    }
     napi_value names = nullptr;
     uint32_t count = 0;
     // Own keys only: napi_get_property_names would add enumerable keys of
@@ -100,6 +113,36 @@ void WantParamsReader::ReadObject(napi_value object, size_t depth, WantParams& o
             key.clear();
         } else {
             out.SetParam(key, std::move(*value));
+        }
+    }
+}
+
+void WantParamsReader::ReadTypedArray(napi_value typedArray, WantParams& out, bool appendOnly)
+{
+    napi_typedarray_type type = napi_uint8_array;
+    size_t length = 0;
+    void* data = nullptr;
+    if (napi_get_typedarray_info(env_, typedArray, &type, &length, &data, nullptr, nullptr) != napi_ok) {
+        Stop();
+        return;
+    }
+    if (!IsReadableTypedArrayType(type)) {
+        complete_ = false;
+        return;
+    }
+    out.Reserve(out.Size() + std::min(length, valuesLeft_));
+    for (size_t i = 0; i < length; ++i) {
+        if (!TakeValue()) {
+            return;
+        }
+        std::optional<WantValue> element = TypedArrayElement(type, data, i);
+        if (!element) {
+            continue;
+        }
+        if (appendOnly) {
+            out.AppendParam(std::to_string(i), std::move(*element));
+        } else {
+            out.SetParam(std::to_string(i), std::move(*element));
         }
     }
 }
