@@ -1,5 +1,6 @@
 // UnwrapWantParams: JavaScript object graph -> WantParams.
 #include <algorithm>
+#include <exception>
 #include <optional>
 #include <string>
 #include <vector>
@@ -37,9 +38,9 @@ public:
     bool Complete() const { return complete_; }
 
 private:
-    // Converts one property value or array element found at level depth - 1;
-    // containers become level depth. Empty when the value is left out.
-    // A container read only in part (reading stopped inside) is still given.
+    // Converts one property value or array element; depth is the level it
+    // has if it is an object or array. Empty when the value is left out. A
+    // container read only in part (reading stopped inside) is still given.
     std::optional<WantValue> ReadValue(napi_value value, size_t depth);
     void ReadArray(napi_value array, size_t depth, std::vector<WantValue>& out);
     // The elements of a typed array or Buffer under the keys "0", "1", ...
@@ -251,7 +252,13 @@ bool UnwrapWantParams(napi_env env, napi_value param, AAFwk::WantParams& wantPar
         return false;
     }
     WantParamsReader reader(env);
-    reader.ReadObject(param, 1, wantParams, wantParams.IsEmpty());
+    try {
+        reader.ReadObject(param, 1, wantParams, wantParams.IsEmpty());
+    } catch (const std::exception&) {
+        // Out of memory for a string or map: no C++ exception may reach the
+        // JavaScript engine, so this read just fails like any other.
+        return false;
+    }
     return reader.Complete();
 }
 

@@ -1,5 +1,6 @@
 // WrapWantParams: WantParams -> new plain JavaScript object.
 #include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -114,8 +115,12 @@ napi_value WrapWantParams(napi_env env, const AAFwk::WantParams& wantParams)
         return nullptr;
     }
     napi_value result = nullptr;
-    if (WantParamsWriter(env).WriteParams(wantParams, 1, result)) {
-        return result;
+    try {
+        if (WantParamsWriter(env).WriteParams(wantParams, 1, result)) {
+            return result;
+        }
+    } catch (const std::exception&) {
+        // Out of memory for the descriptors: fails like a Node-API call.
     }
     napi_value null = nullptr;
     napi_get_null(env, &null);
