@@ -20,35 +20,30 @@ CallerInfo Caller(const std::string& bundle)
     return caller;
 }
 
+// {IsSystemApp, HasNavigationPermission} for the bundle.
+std::pair<bool, bool> Rights(const AccessPolicy& policy, const std::string& bundle)
+{
+    return {policy.IsSystemApp(Caller(bundle)), policy.HasNavigationPermission(Caller(bundle))};
+}
+
+using Expected = std::pair<bool, bool>;
+
 TEST(RuleAccessPolicyTest, ListedBundlesGetTheirRuleAndUnlistedFollowTheDefault)
 {
     std::map<std::string, BundleAccess> bundles;
     bundles["com.sys"] = BundleAccess{true, true, {}, ""};
     bundles["com.map"] = BundleAccess{false, true, {}, ""};
     bundles["com.plain"] = BundleAccess{true, false, {}, ""};
-
     RuleAccessPolicy denying(true, bundles);
-    EXPECT_TRUE(denying.IsSystemApp(Caller("com.sys")));
-    EXPECT_TRUE(denying.HasNavigationPermission(Caller("com.sys")));
-    EXPECT_FALSE(denying.IsSystemApp(Caller("com.map")));
-    EXPECT_TRUE(denying.HasNavigationPermission(Caller("com.map")));
-    EXPECT_TRUE(denying.IsSystemApp(Caller("com.plain")));
-    EXPECT_FALSE(denying.HasNavigationPermission(Caller("com.plain")));
-    EXPECT_FALSE(denying.IsSystemApp(Caller("com.other")));
-    EXPECT_FALSE(denying.HasNavigationPermission(Caller("com.other")));
-
     RuleAccessPolicy allowing(false, bundles);
-    EXPECT_TRUE(allowing.IsSystemApp(Caller("com.other")));
-    EXPECT_TRUE(allowing.HasNavigationPermission(Caller("com.other")));
-    EXPECT_FALSE(allowing.IsSystemApp(Caller("com.map"))) << "a listed rule wins over the default";
-}
-
-TEST(RuleAccessPolicyTest, AllowAllAndDenyAll)
-{
-    EXPECT_TRUE(RuleAccessPolicy::AllowAll()->IsSystemApp(Caller("x")));
-    EXPECT_TRUE(RuleAccessPolicy::AllowAll()->HasNavigationPermission(Caller("x")));
-    EXPECT_FALSE(RuleAccessPolicy::DenyAll()->IsSystemApp(Caller("x")));
-    EXPECT_FALSE(RuleAccessPolicy::DenyAll()->HasNavigationPermission(Caller("x")));
+    EXPECT_EQ(Rights(denying, "com.sys"), Expected(true, true));
+    EXPECT_EQ(Rights(denying, "com.map"), Expected(false, true));
+    EXPECT_EQ(Rights(denying, "com.plain"), Expected(true, false));
+    EXPECT_EQ(Rights(denying, "com.other"), Expected(false, false));
+    EXPECT_EQ(Rights(allowing, "com.other"), Expected(true, true));
+    EXPECT_EQ(Rights(allowing, "com.map"), Expected(false, true)) << "a listed rule wins over the default";
+    EXPECT_EQ(Rights(*RuleAccessPolicy::AllowAll(), "x"), Expected(true, true));
+    EXPECT_EQ(Rights(*RuleAccessPolicy::DenyAll(), "x"), Expected(false, false));
 }
 
 TEST(RuleAccessPolicyTest, IdentityCheckUsesUidsAndToken)
@@ -58,18 +53,23 @@ TEST(RuleAccessPolicyTest, IdentityCheckUsesUidsAndToken)
     bundles["com.token"] = BundleAccess{true, true, {}, "s3cret"};
     bundles["com.open"] = BundleAccess{true, true, {}, ""};
     RuleAccessPolicy policy(true, bundles);
-
-    EXPECT_TRUE(policy.IdentityAllowed("com.uid", 1001, ""));
-    EXPECT_FALSE(policy.IdentityAllowed("com.uid", 2000, ""));
-    EXPECT_TRUE(policy.IdentityAllowed("com.token", 5, "s3cret"));
-    EXPECT_FALSE(policy.IdentityAllowed("com.token", 5, "guess"));
-    EXPECT_FALSE(policy.IdentityAllowed("com.token", 5, ""));
-    EXPECT_TRUE(policy.IdentityAllowed("com.open", 77, "anything"));
-    EXPECT_FALSE(policy.IdentityAllowed("com.unlisted", 0, ""));
+    const struct {
+        const char* bundle;
+        int32_t uid;
+        const char* token;
+        bool allowed;
+    } cases[] = {
+        {"com.uid", 1001, "", true}, {"com.uid", 2000, "", false}, {"com.token", 5, "s3cret", true},
+        {"com.token", 5, "guess", false}, {"com.token", 5, "", false}, {"com.open", 77, "anything", true},
+        {"com.unlisted", 0, "", false},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(policy.IdentityAllowed(c.bundle, c.uid, c.token), c.allowed) << c.bundle << " " << c.uid;
+    }
     EXPECT_TRUE(RuleAccessPolicy(false, {}).IdentityAllowed("com.unlisted", 0, ""));
 }
 
-TEST(AccessPolicyFileTest, ParsesEveryField)
+TEST(AccessPolicyFileTest, ParsesEveryFieldWithDenyingEmptyDefaults)
 {
     PolicyLoadResult result = ParseAccessPolicy(R"({
         "version": 1,
@@ -81,29 +81,23 @@ TEST(AccessPolicyFileTest, ParsesEveryField)
         }
     })");
     ASSERT_TRUE(result.ok) << result.error;
-    ASSERT_NE(result.policy, nullptr);
     EXPECT_TRUE(result.policy->DefaultDeny());
     const BundleAccess* map = result.policy->FindBundle("com.example.map");
     ASSERT_NE(map, nullptr);
-    EXPECT_FALSE(map->systemApp);
-    EXPECT_TRUE(map->navigationPermission);
+    EXPECT_EQ(Rights(*result.policy, "com.example.map"), Expected(false, true));
     EXPECT_EQ(map->uids, (std::vector<int32_t>{1000, 20010}));
     EXPECT_EQ(map->token, "t");
-    EXPECT_TRUE(result.policy->IsSystemApp(Caller("com.example.car")));
-    EXPECT_FALSE(result.policy->HasNavigationPermission(Caller("com.example.none")));
-    EXPECT_FALSE(result.policy->IsSystemApp(Caller("com.unlisted")));
-}
+    EXPECT_EQ(Rights(*result.policy, "com.example.car"), Expected(true, true));
+    EXPECT_EQ(Rights(*result.policy, "com.example.none"), Expected(false, false));
+    EXPECT_EQ(Rights(*result.policy, "com.unlisted"), Expected(false, false));
 
-TEST(AccessPolicyFileTest, DefaultsAreDenyingAndEmpty)
-{
-    PolicyLoadResult result = ParseAccessPolicy("{}");
+    result = ParseAccessPolicy("{}");
     ASSERT_TRUE(result.ok) << result.error;
     EXPECT_TRUE(result.policy->DefaultDeny());
     EXPECT_TRUE(result.policy->Bundles().empty());
-
     result = ParseAccessPolicy(R"({"defaultDeny": false})");
     ASSERT_TRUE(result.ok) << result.error;
-    EXPECT_TRUE(result.policy->IsSystemApp(Caller("anyone")));
+    EXPECT_EQ(Rights(*result.policy, "anyone"), Expected(true, true));
 }
 
 TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAReason)
@@ -132,70 +126,48 @@ TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAReason)
         EXPECT_FALSE(result.ok) << text;
         EXPECT_FALSE(result.error.empty()) << text;
         ASSERT_NE(result.policy, nullptr) << text;
-        EXPECT_FALSE(result.policy->IsSystemApp(Caller("anyone"))) << text;
-        EXPECT_FALSE(result.policy->HasNavigationPermission(Caller("a"))) << text;
+        EXPECT_EQ(Rights(*result.policy, "anyone"), Expected(false, false)) << text;
+        EXPECT_EQ(Rights(*result.policy, "a"), Expected(false, false)) << text;
     }
 }
 
-class PolicyFileOnDiskTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        char name[] = "/tmp/navinfo_policy_XXXXXX";
-        int fd = mkstemp(name);
-        ASSERT_GE(fd, 0);
-        close(fd);
-        path_ = name;
-    }
-    void TearDown() override
-    {
-        std::remove(path_.c_str());
-        unsetenv(POLICY_FILE_ENV);
-    }
-    void Write(const std::string& text)
-    {
-        std::ofstream(path_) << text;
-    }
-    std::string path_;
-};
-
-TEST_F(PolicyFileOnDiskTest, GoodFileIsLoaded)
+TEST(AccessPolicyFileTest, FileOnDiskAndTheEnvironmentChooseThePolicy)
 {
-    Write(R"({"bundles": {"com.a": {"systemApp": true, "navigationPermission": true}}})");
-    PolicyLoadResult result = LoadAccessPolicyFile(path_);
-    ASSERT_TRUE(result.ok) << result.error;
-    EXPECT_TRUE(result.policy->IsSystemApp(Caller("com.a")));
-    EXPECT_FALSE(result.policy->IsSystemApp(Caller("com.b")));
-}
+    char name[] = "/tmp/navinfo_policy_XXXXXX";
+    int fd = mkstemp(name);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    const std::string path = name;
+    const std::string missing = path + ".absent";
+    auto write = [&](const std::string& text) { std::ofstream(path) << text; };
 
-TEST_F(PolicyFileOnDiskTest, MissingFileFailsNamingThePath)
-{
-    std::string missing = path_ + ".absent";
-    PolicyLoadResult result = LoadAccessPolicyFile(missing);
-    EXPECT_FALSE(result.ok);
-    EXPECT_NE(result.error.find(missing), std::string::npos);
-    EXPECT_FALSE(result.policy->HasNavigationPermission(Caller("com.a")));
-}
-
-TEST_F(PolicyFileOnDiskTest, EnvironmentChoosesThePolicy)
-{
     unsetenv(POLICY_FILE_ENV);
     EXPECT_TRUE(AccessPolicyFromEnvironment()->IsSystemApp(Caller("anyone"))) << "no file: allow all";
 
-    Write(R"({"bundles": {"com.a": {"systemApp": true}}})");
-    setenv(POLICY_FILE_ENV, path_.c_str(), 1);
+    write(R"({"bundles": {"com.a": {"systemApp": true, "navigationPermission": true}}})");
+    PolicyLoadResult result = LoadAccessPolicyFile(path);
+    ASSERT_TRUE(result.ok) << result.error;
+    EXPECT_EQ(Rights(*result.policy, "com.a"), Expected(true, true));
+    EXPECT_EQ(Rights(*result.policy, "com.b"), Expected(false, false));
+    setenv(POLICY_FILE_ENV, path.c_str(), 1);
     auto policy = AccessPolicyFromEnvironment();
     ASSERT_NE(policy, nullptr);
     EXPECT_TRUE(policy->IsSystemApp(Caller("com.a")));
     EXPECT_FALSE(policy->IsSystemApp(Caller("anyone")));
 
-    Write("{ not json");
+    result = LoadAccessPolicyFile(missing);
+    EXPECT_FALSE(result.ok);
+    EXPECT_NE(result.error.find(missing), std::string::npos) << "the reason names the path";
+    EXPECT_FALSE(result.policy->HasNavigationPermission(Caller("com.a")));
+
+    write("{ not json");
     policy = AccessPolicyFromEnvironment();
     EXPECT_TRUE(policy == nullptr || !policy->IsSystemApp(Caller("com.a"))) << "malformed: deny all";
-
-    setenv(POLICY_FILE_ENV, (path_ + ".absent").c_str(), 1);
+    setenv(POLICY_FILE_ENV, missing.c_str(), 1);
     policy = AccessPolicyFromEnvironment();
     EXPECT_TRUE(policy == nullptr || !policy->IsSystemApp(Caller("com.a"))) << "missing: deny all";
+    unsetenv(POLICY_FILE_ENV);
+    std::remove(path.c_str());
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <optional>
 
 #include "core_test_support.h"
 #include "nav_info_errors.h"
@@ -18,10 +19,21 @@ struct Fixture {
     std::shared_ptr<ManualExecutor> executor = std::make_shared<ManualExecutor>();
     std::shared_ptr<NavInfoServiceCore> core;
     sptr<RecordingCallback> callback = new RecordingCallback();
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener();
 };
 
-// A core where NAV_BUNDLE has published and registered its listener, and
-// CALLER_BUNDLE gets the given rule.
+// A core where NAV_BUNDLE has published and registered its listener.
+Fixture MakeFixture(std::shared_ptr<const AccessPolicy> policy)
+{
+    Fixture f;
+    f.core = MakeCore(f.executor, std::move(policy));
+    CallerInfo nav = MakeCaller(NAV_BUNDLE, 7);
+    EXPECT_EQ(f.core->UpdateNavigationStatus(nav, NavigationStatus{}), NAV_INFO_SUCCESS);
+    EXPECT_EQ(f.core->RegisterSystemNavigationListener(nav, f.listener), NAV_INFO_SUCCESS);
+    return f;
+}
+
+// NAV_BUNDLE gets the permission; CALLER_BUNDLE gets the given rule.
 Fixture MakeFixture(std::optional<BundleAccess> callerRule)
 {
     std::map<std::string, BundleAccess> rules;
@@ -29,240 +41,187 @@ Fixture MakeFixture(std::optional<BundleAccess> callerRule)
     if (callerRule) {
         rules[CALLER_BUNDLE] = *callerRule;
     }
-    Fixture f;
-    CoreOptions options;
-    options.executor = f.executor;
-    options.policy = std::make_shared<RuleAccessPolicy>(true, rules);
-    f.core = NavInfoServiceCore::Create(options);
-    CallerInfo nav = MakeCaller(NAV_BUNDLE, 7);
-    EXPECT_EQ(f.core->UpdateNavigationStatus(nav, NavigationStatus{}), NAV_INFO_SUCCESS);
-    EXPECT_EQ(f.core->RegisterSystemNavigationListener(nav, new HoldingSystemListener()), NAV_INFO_SUCCESS);
-    return f;
+    return MakeFixture(std::make_shared<RuleAccessPolicy>(true, rules));
 }
 
 struct OperationCase {
     const char* name;
-    bool publisher; // needs only the permission; else needs a system application with it
-    int32_t allowedResult;
-    std::function<int32_t(Fixture&, const CallerInfo&)> call;
+    bool publisher;              // needs only the permission; else needs a system application with it
+    int32_t allowedResult;       // for an allowed caller, about NAV_BUNDLE
+    int32_t unknownTargetResult; // readers only: about a bundle that never published
+    // Publishers act as the caller; readers act on target.
+    std::function<int32_t(Fixture&, const CallerInfo&, const std::string& target)> call;
 };
 
-std::vector<OperationCase> Operations()
+const std::vector<OperationCase>& Operations()
 {
-    return {
-        {"UpdateNavigationStatus", true, NAV_INFO_SUCCESS,
-            [](Fixture& f, const CallerInfo& c) { return f.core->UpdateNavigationStatus(c, {}); }},
-        {"UpdateNavigationMetadata", true, NAV_INFO_SUCCESS,
-            [](Fixture& f, const CallerInfo& c) { return f.core->UpdateNavigationMetadata(c, {}); }},
-        {"RegisterSystemNavigationListener", true, NAV_INFO_SUCCESS,
-            [](Fixture& f, const CallerInfo& c) {
+    static const std::vector<OperationCase> operations = {
+        {"UpdateNavigationStatus", true, NAV_INFO_SUCCESS, 0,
+            [](Fixture& f, const CallerInfo& c, const std::string&) { return f.core->UpdateNavigationStatus(c, {}); }},
+        {"UpdateNavigationMetadata", true, NAV_INFO_SUCCESS, 0,
+            [](Fixture& f, const CallerInfo& c, const std::string&) {
+                return f.core->UpdateNavigationMetadata(c, {});
+            }},
+        {"RegisterSystemNavigationListener", true, NAV_INFO_SUCCESS, 0,
+            [](Fixture& f, const CallerInfo& c, const std::string&) {
                 return f.core->RegisterSystemNavigationListener(c, new HoldingSystemListener());
             }},
-        {"UnRegisterSystemNavigationListener", true, NAV_INFO_ERR_NOT_FOUND,
-            [](Fixture& f, const CallerInfo& c) { return f.core->UnRegisterSystemNavigationListener(c); }},
-        {"GetNavigationStatus", false, NAV_INFO_SUCCESS,
-            [](Fixture& f, const CallerInfo& c) {
+        {"UnRegisterSystemNavigationListener", true, NAV_INFO_ERR_NOT_FOUND, 0,
+            [](Fixture& f, const CallerInfo& c, const std::string&) {
+                return f.core->UnRegisterSystemNavigationListener(c);
+            }},
+        {"GetNavigationStatus", false, NAV_INFO_SUCCESS, NAV_INFO_ERR_NOT_FOUND,
+            [](Fixture& f, const CallerInfo& c, const std::string& target) {
                 NavigationStatus status;
-                return f.core->GetNavigationStatus(c, NAV_BUNDLE, status);
+                return f.core->GetNavigationStatus(c, target, status);
             }},
-        {"RegisterNavigationStatusListener", false, NAV_INFO_SUCCESS,
-            [](Fixture& f, const CallerInfo& c) {
-                return f.core->RegisterNavigationStatusListener(c, NAV_BUNDLE, new RecordingStatusListener());
+        {"RegisterNavigationStatusListener", false, NAV_INFO_SUCCESS, NAV_INFO_SUCCESS,
+            [](Fixture& f, const CallerInfo& c, const std::string& target) {
+                return f.core->RegisterNavigationStatusListener(c, target, new RecordingStatusListener());
             }},
-        {"UnRegisterNavigationStatusListener", false, NAV_INFO_ERR_NOT_FOUND,
-            [](Fixture& f, const CallerInfo& c) { return f.core->UnRegisterNavigationStatusListener(c, NAV_BUNDLE); }},
-        {"RegisterNavigationMetadataListener", false, NAV_INFO_SUCCESS,
-            [](Fixture& f, const CallerInfo& c) {
-                return f.core->RegisterNavigationMetadataListener(c, NAV_BUNDLE, new RecordingMetadataListener());
+        {"UnRegisterNavigationStatusListener", false, NAV_INFO_ERR_NOT_FOUND, NAV_INFO_ERR_NOT_FOUND,
+            [](Fixture& f, const CallerInfo& c, const std::string& target) {
+                return f.core->UnRegisterNavigationStatusListener(c, target);
             }},
-        {"UnRegisterNavigationMetadataListener", false, NAV_INFO_ERR_NOT_FOUND,
-            [](Fixture& f, const CallerInfo& c) {
-                return f.core->UnRegisterNavigationMetadataListener(c, NAV_BUNDLE);
+        {"RegisterNavigationMetadataListener", false, NAV_INFO_SUCCESS, NAV_INFO_SUCCESS,
+            [](Fixture& f, const CallerInfo& c, const std::string& target) {
+                return f.core->RegisterNavigationMetadataListener(c, target, new RecordingMetadataListener());
             }},
-        {"QueryNavigationInfo", false, NAV_INFO_SUCCESS,
-            [](Fixture& f, const CallerInfo& c) {
-                return f.core->QueryNavigationInfo(c, NAV_BUNDLE, NAVIGATION_STATUS, {}, f.callback);
+        {"UnRegisterNavigationMetadataListener", false, NAV_INFO_ERR_NOT_FOUND, NAV_INFO_ERR_NOT_FOUND,
+            [](Fixture& f, const CallerInfo& c, const std::string& target) {
+                return f.core->UnRegisterNavigationMetadataListener(c, target);
             }},
-        {"SendNavigationCmd", false, NAV_INFO_SUCCESS,
-            [](Fixture& f, const CallerInfo& c) {
-                return f.core->SendNavigationCmd(c, NAV_BUNDLE, GO_HOME, {}, f.callback);
+        {"QueryNavigationInfo", false, NAV_INFO_SUCCESS, NAV_INFO_ERR_NOT_FOUND,
+            [](Fixture& f, const CallerInfo& c, const std::string& target) {
+                return f.core->QueryNavigationInfo(c, target, NAVIGATION_STATUS, {}, f.callback);
+            }},
+        {"SendNavigationCmd", false, NAV_INFO_SUCCESS, NAV_INFO_ERR_NOT_FOUND,
+            [](Fixture& f, const CallerInfo& c, const std::string& target) {
+                return f.core->SendNavigationCmd(c, target, GO_HOME, {}, f.callback);
             }},
     };
+    return operations;
 }
-
-struct PolicyCase {
-    const char* name;
-    std::optional<BundleAccess> rule;
-    int32_t publisherResult; // when not allowed
-    int32_t readerResult;    // when not allowed
-    bool publisherAllowed;
-    bool readerAllowed;
-};
 
 TEST(CoreAccessTest, EachOperationIsRefusedOrAllowedByThePolicy)
 {
-    const PolicyCase policies[] = {
-        {"unlisted", std::nullopt, NAV_INFO_ERR_NO_PERMISSION, NAV_INFO_ERR_NOT_SYSTEM_APP, false, false},
-        {"nothing", BundleAccess{false, false, {}, ""}, NAV_INFO_ERR_NO_PERMISSION, NAV_INFO_ERR_NOT_SYSTEM_APP,
-            false, false},
-        {"system app only", BundleAccess{true, false, {}, ""}, NAV_INFO_ERR_NO_PERMISSION, NAV_INFO_ERR_NO_PERMISSION,
-            false, false},
-        {"permission only", BundleAccess{false, true, {}, ""}, 0, NAV_INFO_ERR_NOT_SYSTEM_APP, true, false},
-        {"both", BundleAccess{true, true, {}, ""}, 0, 0, true, true},
+    struct PolicyCase {
+        const char* name;
+        std::optional<BundleAccess> rule;
+        int32_t publisherResult; // 0: allowed
+        int32_t readerResult;    // 0: allowed
+    } policies[] = {
+        {"unlisted", std::nullopt, NAV_INFO_ERR_NO_PERMISSION, NAV_INFO_ERR_NOT_SYSTEM_APP},
+        {"nothing", BundleAccess{false, false, {}, ""}, NAV_INFO_ERR_NO_PERMISSION, NAV_INFO_ERR_NOT_SYSTEM_APP},
+        {"system app only", BundleAccess{true, false, {}, ""}, NAV_INFO_ERR_NO_PERMISSION, NAV_INFO_ERR_NO_PERMISSION},
+        {"permission only", BundleAccess{false, true, {}, ""}, 0, NAV_INFO_ERR_NOT_SYSTEM_APP},
+        {"both", BundleAccess{true, true, {}, ""}, 0, 0},
     };
     for (const auto& policy : policies) {
         for (const auto& op : Operations()) {
             Fixture f = MakeFixture(policy.rule);
-            int32_t result = op.call(f, MakeCaller(CALLER_BUNDLE, 2));
-            bool allowed = op.publisher ? policy.publisherAllowed : policy.readerAllowed;
-            int32_t expected = allowed ? op.allowedResult : (op.publisher ? policy.publisherResult : policy.readerResult);
-            EXPECT_EQ(result, expected) << op.name << " with policy " << policy.name;
+            int32_t refusal = op.publisher ? policy.publisherResult : policy.readerResult;
+            EXPECT_EQ(op.call(f, MakeCaller(CALLER_BUNDLE, 2), NAV_BUNDLE), refusal != 0 ? refusal : op.allowedResult)
+                << op.name << " with policy " << policy.name;
+            f.executor->RunAll();
+            EXPECT_EQ(f.callback->Count(), 0u) << "a refused request is never called back";
+            if (refusal != 0) {
+                EXPECT_EQ(f.listener->Count(), 0u) << op.name;
+                EXPECT_EQ(f.core->OutstandingRequestCount(), 0u);
+            }
         }
     }
 }
 
-TEST(CoreAccessTest, NoPolicyDeniesEverything)
+TEST(CoreAccessTest, MissingOrReplacedPolicy)
 {
-    CoreOptions options;
-    options.executor = std::make_shared<InlineExecutor>();
-    auto core = NavInfoServiceCore::Create(options);
     CallerInfo caller = MakeCaller("com.any");
     NavigationStatus status;
-    EXPECT_EQ(core->UpdateNavigationStatus(caller, {}), NAV_INFO_ERR_NO_PERMISSION);
+    auto core = MakeCore(std::make_shared<InlineExecutor>(), nullptr);
+    EXPECT_EQ(core->UpdateNavigationStatus(caller, {}), NAV_INFO_ERR_NO_PERMISSION) << "no policy denies everything";
     EXPECT_EQ(core->GetNavigationStatus(caller, "com.any", status), NAV_INFO_ERR_NOT_SYSTEM_APP);
-}
-
-TEST(CoreAccessTest, ReplacedPolicyAppliesToTheNextCall)
-{
-    CoreOptions options;
-    options.executor = std::make_shared<InlineExecutor>();
-    options.policy = RuleAccessPolicy::AllowAll();
-    auto core = NavInfoServiceCore::Create(options);
-    CallerInfo caller = MakeCaller("com.any");
+    core->SetAccessPolicy(RuleAccessPolicy::AllowAll());
     EXPECT_EQ(core->UpdateNavigationStatus(caller, {}), NAV_INFO_SUCCESS);
     core->SetAccessPolicy(RuleAccessPolicy::DenyAll());
     EXPECT_EQ(core->UpdateNavigationStatus(caller, {}), NAV_INFO_ERR_NO_PERMISSION);
+    core->SetAccessPolicy(RuleAccessPolicy::AllowAll());
     core->SetAccessPolicy(nullptr);
     EXPECT_EQ(core->UpdateNavigationStatus(caller, {}), NAV_INFO_ERR_NO_PERMISSION);
-    core->SetAccessPolicy(RuleAccessPolicy::AllowAll());
-    EXPECT_EQ(core->UpdateNavigationStatus(caller, {}), NAV_INFO_SUCCESS);
 }
 
-TEST(CoreAccessTest, RefusedRequestsAreNeverCalledBack)
+TEST(CoreValidationTest, EmptyBundleNamesAreInvalidAndUnknownOnesNotFound)
 {
-    Fixture f = MakeFixture(BundleAccess{false, true, {}, ""}); // not a system application
-    EXPECT_EQ(f.core->QueryNavigationInfo(MakeCaller(CALLER_BUNDLE, 2), NAV_BUNDLE, NAVIGATION_STATUS, {}, f.callback),
-        NAV_INFO_ERR_NOT_SYSTEM_APP);
-    f.executor->RunAll();
-    EXPECT_EQ(f.callback->Count(), 0u);
+    for (const auto& op : Operations()) {
+        Fixture f = MakeFixture(RuleAccessPolicy::AllowAll());
+        CallerInfo caller = MakeCaller(op.publisher ? "" : "com.sys", 2);
+        EXPECT_EQ(op.call(f, caller, ""), NAV_INFO_ERR_INVALID_PARAM) << op.name;
+        if (!op.publisher) {
+            EXPECT_EQ(op.call(f, caller, "com.silent"), op.unknownTargetResult) << op.name;
+        }
+        f.executor->RunAll();
+        EXPECT_EQ(f.callback->Count(), 0u);
+        EXPECT_EQ(f.listener->Count(), 0u);
+    }
+}
+
+TEST(CoreValidationTest, NullListenersAndCallbacksAreInvalid)
+{
+    Fixture f = MakeFixture(RuleAccessPolicy::AllowAll());
+    CallerInfo sys = MakeCaller("com.sys", 2);
+    EXPECT_EQ(f.core->RegisterSystemNavigationListener(MakeCaller(NAV_BUNDLE, 7), nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(f.core->RegisterNavigationStatusListener(sys, NAV_BUNDLE, nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(f.core->RegisterNavigationMetadataListener(sys, NAV_BUNDLE, nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(f.core->QueryNavigationInfo(sys, NAV_BUNDLE, NAVIGATION_STATUS, {}, nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(f.core->SendNavigationCmd(sys, NAV_BUNDLE, GO_HOME, {}, nullptr), NAV_INFO_ERR_INVALID_PARAM);
     EXPECT_EQ(f.core->OutstandingRequestCount(), 0u);
 }
 
-class CoreValidationTest : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        CoreOptions options;
-        options.executor = executor_;
-        options.policy = RuleAccessPolicy::AllowAll();
-        core_ = NavInfoServiceCore::Create(options);
-        ASSERT_EQ(core_->RegisterSystemNavigationListener(nav_, listener_), NAV_INFO_SUCCESS);
+TEST(CoreValidationTest, KindsOutsideTheirRangeAreInvalidAndTheEdgesAccepted)
+{
+    Fixture f = MakeFixture(RuleAccessPolicy::AllowAll());
+    CallerInfo sys = MakeCaller("com.sys", 2);
+    auto query = [&](int32_t type) {
+        return f.core->QueryNavigationInfo(sys, NAV_BUNDLE, static_cast<QueryType>(type), {}, f.callback);
+    };
+    auto command = [&](int32_t type) {
+        return f.core->SendNavigationCmd(sys, NAV_BUNDLE, static_cast<CommandType>(type), {}, f.callback);
+    };
+    for (int32_t bad : {-1, QUERY_TYPE_COUNT}) {
+        EXPECT_EQ(query(bad), NAV_INFO_ERR_INVALID_PARAM) << bad;
     }
-    std::shared_ptr<ManualExecutor> executor_ = std::make_shared<ManualExecutor>();
-    std::shared_ptr<NavInfoServiceCore> core_;
-    CallerInfo nav_ = MakeCaller("com.nav", 1);
-    CallerInfo sys_ = MakeCaller("com.sys", 2);
-    sptr<HoldingSystemListener> listener_ = new HoldingSystemListener();
-    sptr<RecordingCallback> callback_ = new RecordingCallback();
-};
-
-TEST_F(CoreValidationTest, EmptyBundleNamesAreInvalid)
-{
-    CallerInfo nameless = MakeCaller("", 3);
-    NavigationStatus status;
-    EXPECT_EQ(core_->UpdateNavigationStatus(nameless, {}), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->UpdateNavigationMetadata(nameless, {}), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->RegisterSystemNavigationListener(nameless, new HoldingSystemListener()),
-        NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->UnRegisterSystemNavigationListener(nameless), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->GetNavigationStatus(sys_, "", status), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->RegisterNavigationStatusListener(sys_, "", new RecordingStatusListener()),
-        NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->UnRegisterNavigationStatusListener(sys_, ""), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->RegisterNavigationMetadataListener(sys_, "", new RecordingMetadataListener()),
-        NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->UnRegisterNavigationMetadataListener(sys_, ""), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->QueryNavigationInfo(sys_, "", NAVIGATION_STATUS, {}, callback_), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->SendNavigationCmd(sys_, "", GO_HOME, {}, callback_), NAV_INFO_ERR_INVALID_PARAM);
+    for (int32_t bad : {-1, COMMAND_TYPE_COUNT}) {
+        EXPECT_EQ(command(bad), NAV_INFO_ERR_INVALID_PARAM) << bad;
+    }
+    EXPECT_EQ(query(NAVIGATION_STATUS), NAV_INFO_SUCCESS);
+    EXPECT_EQ(query(NAVIGATION_METADATA), NAV_INFO_SUCCESS);
+    EXPECT_EQ(command(START_NAVIGATION), NAV_INFO_SUCCESS);
+    EXPECT_EQ(command(STOP_UPDATE_NAVIGATION_STATUS), NAV_INFO_SUCCESS);
+    f.executor->RunAll();
+    ASSERT_EQ(f.listener->Count(), 4u) << "only the accepted requests reach the listener";
+    EXPECT_EQ(f.listener->requests[1].type, NAVIGATION_METADATA);
+    EXPECT_EQ(f.listener->requests[3].type, STOP_UPDATE_NAVIGATION_STATUS);
+    EXPECT_FALSE(f.listener->requests[3].isQuery);
 }
 
-TEST_F(CoreValidationTest, NullListenersAndCallbacksAreInvalid)
+TEST(CoreValidationTest, UnregisteringTwiceIsNotFoundTheSecondTime)
 {
-    EXPECT_EQ(core_->RegisterSystemNavigationListener(nav_, nullptr), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->RegisterNavigationStatusListener(sys_, "com.nav", nullptr), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->RegisterNavigationMetadataListener(sys_, "com.nav", nullptr), NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->QueryNavigationInfo(sys_, "com.nav", NAVIGATION_STATUS, {}, nullptr),
-        NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->SendNavigationCmd(sys_, "com.nav", GO_HOME, {}, nullptr), NAV_INFO_ERR_INVALID_PARAM);
-}
-
-TEST_F(CoreValidationTest, KindsOutsideTheirRangeAreInvalidAndTheEdgesAccepted)
-{
-    EXPECT_EQ(core_->QueryNavigationInfo(sys_, "com.nav", static_cast<QueryType>(-1), {}, callback_),
-        NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->QueryNavigationInfo(sys_, "com.nav", static_cast<QueryType>(QUERY_TYPE_COUNT), {}, callback_),
-        NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->SendNavigationCmd(sys_, "com.nav", static_cast<CommandType>(-1), {}, callback_),
-        NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->SendNavigationCmd(sys_, "com.nav", static_cast<CommandType>(COMMAND_TYPE_COUNT), {}, callback_),
-        NAV_INFO_ERR_INVALID_PARAM);
-    EXPECT_EQ(core_->QueryNavigationInfo(sys_, "com.nav", NAVIGATION_STATUS, {}, callback_), NAV_INFO_SUCCESS);
-    EXPECT_EQ(core_->QueryNavigationInfo(sys_, "com.nav", NAVIGATION_METADATA, {}, callback_), NAV_INFO_SUCCESS);
-    EXPECT_EQ(core_->SendNavigationCmd(sys_, "com.nav", START_NAVIGATION, {}, callback_), NAV_INFO_SUCCESS);
-    EXPECT_EQ(core_->SendNavigationCmd(sys_, "com.nav", STOP_UPDATE_NAVIGATION_STATUS, {}, callback_),
-        NAV_INFO_SUCCESS);
-    executor_->RunAll();
-    ASSERT_EQ(listener_->Count(), 4u) << "only the accepted requests reach the listener";
-    EXPECT_EQ(listener_->requests[1].type, NAVIGATION_METADATA);
-    EXPECT_EQ(listener_->requests[3].type, STOP_UPDATE_NAVIGATION_STATUS);
-    EXPECT_FALSE(listener_->requests[3].isQuery);
-}
-
-TEST_F(CoreValidationTest, MissingThingsAreNotFound)
-{
-    NavigationStatus status;
-    EXPECT_EQ(core_->GetNavigationStatus(sys_, "com.silent", status), NAV_INFO_ERR_NOT_FOUND);
-    EXPECT_EQ(core_->QueryNavigationInfo(sys_, "com.silent", NAVIGATION_STATUS, {}, callback_),
-        NAV_INFO_ERR_NOT_FOUND);
-    EXPECT_EQ(core_->SendNavigationCmd(sys_, "com.silent", GO_HOME, {}, callback_), NAV_INFO_ERR_NOT_FOUND);
-    EXPECT_EQ(core_->UnRegisterSystemNavigationListener(sys_), NAV_INFO_ERR_NOT_FOUND);
-    EXPECT_EQ(core_->UnRegisterNavigationStatusListener(sys_, "com.nav"), NAV_INFO_ERR_NOT_FOUND);
-    EXPECT_EQ(core_->UnRegisterNavigationMetadataListener(sys_, "com.nav"), NAV_INFO_ERR_NOT_FOUND);
-    executor_->RunAll();
-    EXPECT_EQ(callback_->Count(), 0u);
-}
-
-TEST_F(CoreValidationTest, UnregisteringTwiceIsNotFoundTheSecondTime)
-{
-    ASSERT_EQ(core_->RegisterNavigationStatusListener(sys_, "com.nav", new RecordingStatusListener()), 0);
-    EXPECT_EQ(core_->UnRegisterNavigationStatusListener(sys_, "com.nav"), NAV_INFO_SUCCESS);
-    EXPECT_EQ(core_->UnRegisterNavigationStatusListener(sys_, "com.nav"), NAV_INFO_ERR_NOT_FOUND);
-    EXPECT_EQ(core_->UnRegisterSystemNavigationListener(nav_), NAV_INFO_SUCCESS);
-    EXPECT_EQ(core_->UnRegisterSystemNavigationListener(nav_), NAV_INFO_ERR_NOT_FOUND);
+    Fixture f = MakeFixture(RuleAccessPolicy::AllowAll());
+    CallerInfo sys = MakeCaller("com.sys", 2);
+    ASSERT_EQ(f.core->RegisterNavigationStatusListener(sys, NAV_BUNDLE, new RecordingStatusListener()), 0);
+    EXPECT_EQ(f.core->UnRegisterNavigationStatusListener(sys, NAV_BUNDLE), NAV_INFO_SUCCESS);
+    EXPECT_EQ(f.core->UnRegisterNavigationStatusListener(sys, NAV_BUNDLE), NAV_INFO_ERR_NOT_FOUND);
+    EXPECT_EQ(f.core->UnRegisterSystemNavigationListener(MakeCaller(NAV_BUNDLE, 7)), NAV_INFO_SUCCESS);
+    EXPECT_EQ(f.core->UnRegisterSystemNavigationListener(MakeCaller(NAV_BUNDLE, 7)), NAV_INFO_ERR_NOT_FOUND);
 }
 
 TEST(NavInfoResultTextTest, KnownAndUnknownResults)
 {
-    EXPECT_STREQ(NavInfoResultText(0), "Success");
-    EXPECT_STREQ(NavInfoResultText(1001), "Invalid argument");
-    EXPECT_STREQ(NavInfoResultText(1002), "Service unavailable");
-    EXPECT_STREQ(NavInfoResultText(1003), "Not found");
-    EXPECT_STREQ(NavInfoResultText(1004), "Timed out");
-    EXPECT_STREQ(NavInfoResultText(1005), "No Permission");
-    EXPECT_STREQ(NavInfoResultText(1006), "Too many requests");
-    EXPECT_STREQ(NavInfoResultText(1015), "Not System App");
-    EXPECT_STREQ(NavInfoResultText(-1), "Unknown error");
-    EXPECT_STREQ(NavInfoResultText(1007), "Unknown error");
+    const std::pair<int32_t, const char*> texts[] = {{0, "Success"}, {1001, "Invalid argument"},
+        {1002, "Service unavailable"}, {1003, "Not found"}, {1004, "Timed out"}, {1005, "No Permission"},
+        {1006, "Too many requests"}, {1015, "Not System App"}, {-1, "Unknown error"}, {1007, "Unknown error"}};
+    for (const auto& [code, text] : texts) {
+        EXPECT_STREQ(NavInfoResultText(code), text) << code;
+    }
 }
 
 } // namespace

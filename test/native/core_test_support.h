@@ -3,9 +3,7 @@
 #ifndef TEST_NATIVE_CORE_TEST_SUPPORT_H
 #define TEST_NATIVE_CORE_TEST_SUPPORT_H
 
-#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -39,11 +37,9 @@ class InlineExecutor : public Executor {
 public:
     bool Post(const void*, std::function<void()> task) noexcept override
     {
-        ++posted;
         task();
         return true;
     }
-    std::atomic<int> posted{0};
 };
 
 // Keeps tasks until the test runs them, so a test decides when calls happen.
@@ -58,8 +54,7 @@ public:
     // Runs queued tasks (and the tasks they post) until none is left.
     size_t RunAll()
     {
-        size_t count = 0;
-        for (;;) {
+        for (size_t count = 0;; ++count) {
             std::function<void()> task;
             {
                 std::lock_guard<std::mutex> lock(mutex_);
@@ -70,13 +65,7 @@ public:
                 tasks_.pop_front();
             }
             task();
-            ++count;
         }
-    }
-    size_t Queued()
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return tasks_.size();
     }
 
 private:
@@ -100,56 +89,62 @@ inline CallerInfo MakeCaller(const std::string& bundle, uint64_t clientId = 1)
     return caller;
 }
 
-class RecordingStatusListener : public NavigationStatusListener {
-public:
-    struct Call {
-        NavigationStatus status;
-        std::string bundle;
-        std::thread::id thread;
-    };
-    void OnStatusChanged(const NavigationStatus& status, const std::string& bundleName) override
+inline std::shared_ptr<NavInfoServiceCore> MakeCore(std::shared_ptr<Executor> executor,
+    std::shared_ptr<const AccessPolicy> policy = RuleAccessPolicy::AllowAll())
+{
+    CoreOptions options;
+    options.executor = std::move(executor);
+    options.policy = std::move(policy);
+    return NavInfoServiceCore::Create(options);
+}
+
+// What a recording object was given, under a lock.
+template <typename Entry>
+struct CallLog {
+    void Add(Entry entry)
     {
         std::lock_guard<std::mutex> lock(mutex);
-        calls.push_back({status, bundleName, std::this_thread::get_id()});
+        calls.push_back(std::move(entry));
     }
     size_t Count()
     {
         std::lock_guard<std::mutex> lock(mutex);
         return calls.size();
     }
-    std::vector<Call> Calls()
+    std::vector<Entry> Calls()
     {
         std::lock_guard<std::mutex> lock(mutex);
         return calls;
     }
     std::mutex mutex;
-    std::vector<Call> calls;
+    std::vector<Entry> calls;
 };
 
-class RecordingMetadataListener : public NavigationMetadataListener {
+struct StatusCall {
+    NavigationStatus status;
+    std::string bundle;
+    std::thread::id thread;
+};
+struct MetadataCall {
+    NavigationMetadata metadata;
+    std::string bundle;
+    std::thread::id thread;
+};
+
+class RecordingStatusListener : public NavigationStatusListener, public CallLog<StatusCall> {
 public:
-    struct Call {
-        NavigationMetadata metadata;
-        std::string bundle;
-        std::thread::id thread;
-    };
+    void OnStatusChanged(const NavigationStatus& status, const std::string& bundleName) override
+    {
+        Add({status, bundleName, std::this_thread::get_id()});
+    }
+};
+
+class RecordingMetadataListener : public NavigationMetadataListener, public CallLog<MetadataCall> {
+public:
     void OnMetadataChanged(const NavigationMetadata& metadata, const std::string& bundleName) override
     {
-        std::lock_guard<std::mutex> lock(mutex);
-        calls.push_back({metadata, bundleName, std::this_thread::get_id()});
+        Add({metadata, bundleName, std::this_thread::get_id()});
     }
-    size_t Count()
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        return calls.size();
-    }
-    std::vector<Call> Calls()
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        return calls;
-    }
-    std::mutex mutex;
-    std::vector<Call> calls;
 };
 
 // Records every answer it is given (a correct core gives one).

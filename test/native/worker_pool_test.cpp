@@ -16,6 +16,11 @@ namespace {
 using namespace Testing;
 using std::chrono::milliseconds;
 
+std::thread NoThread(std::function<void()>)
+{
+    throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
+}
+
 TEST(WorkerPoolTest, RunsTasksOnItsOwnThreadsStartedLazilyUpToTheLimit)
 {
     WorkerPool pool(3);
@@ -40,38 +45,34 @@ TEST(WorkerPoolTest, RunsTasksOnItsOwnThreadsStartedLazilyUpToTheLimit)
 TEST(WorkerPoolTest, TasksOfOneKeyRunOneAtATimeInOrder)
 {
     WorkerPool pool(4);
-    int keyA = 0;
-    int keyB = 0;
+    int keys[2] = {0, 0};
     std::mutex mutex;
-    std::vector<int> seenA;
-    std::vector<int> seenB;
-    std::atomic<int> runningA{0};
+    std::vector<int> seen[2];
+    std::atomic<int> running[2] = {0, 0};
     std::atomic<bool> overlapped{false};
     constexpr int COUNT = 300;
     for (int i = 0; i < COUNT; ++i) {
-        pool.Post(&keyA, [&, i] {
-            if (++runningA > 1) {
-                overlapped = true;
-            }
-            {
-                std::lock_guard<std::mutex> lock(mutex);
-                seenA.push_back(i);
-            }
-            --runningA;
-        });
-        pool.Post(&keyB, [&, i] {
-            std::lock_guard<std::mutex> lock(mutex);
-            seenB.push_back(i);
-        });
+        for (int k = 0; k < 2; ++k) {
+            pool.Post(&keys[k], [&, i, k] {
+                if (++running[k] > 1) {
+                    overlapped = true;
+                }
+                {
+                    std::lock_guard<std::mutex> lock(mutex);
+                    seen[k].push_back(i);
+                }
+                --running[k];
+            });
+        }
     }
     ASSERT_TRUE(WaitUntil([&] {
         std::lock_guard<std::mutex> lock(mutex);
-        return seenA.size() == COUNT && seenB.size() == COUNT;
+        return seen[0].size() == COUNT && seen[1].size() == COUNT;
     }));
     EXPECT_FALSE(overlapped);
     for (int i = 0; i < COUNT; ++i) {
-        ASSERT_EQ(seenA[i], i);
-        ASSERT_EQ(seenB[i], i);
+        ASSERT_EQ(seen[0][i], i);
+        ASSERT_EQ(seen[1][i], i);
     }
 }
 
@@ -85,32 +86,26 @@ TEST(WorkerPoolTest, ThrowingTaskDoesNotStopItsThread)
     EXPECT_EQ(pool.ThreadCount(), 1u);
 }
 
-TEST(WorkerPoolTest, NoThreadAtAllRefusesTheTask)
+TEST(WorkerPoolTest, RefusesTasksItCannotRunAndUsesTheThreadsItCouldStart)
 {
-    WorkerPool pool(2, [](std::function<void()>) -> std::thread {
-        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
-    });
     bool ran = false;
-    EXPECT_FALSE(pool.Post(nullptr, [&] { ran = true; }));
-    EXPECT_EQ(pool.ThreadCount(), 0u);
+    WorkerPool none(2, NoThread);
+    EXPECT_FALSE(none.Post(nullptr, [&] { ran = true; }));
+    EXPECT_EQ(none.ThreadCount(), 0u);
     EXPECT_FALSE(ran);
-}
+    WorkerPool one(1);
+    EXPECT_FALSE(one.Post(nullptr, std::function<void()>())) << "an empty task";
 
-TEST(WorkerPoolTest, FailureToAddAThreadStillRunsTasksOnTheOnesThere)
-{
     std::atomic<int> started{0};
-    WorkerPool pool(4, [&](std::function<void()> body) -> std::thread {
-        if (started++ > 0) {
-            throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
-        }
-        return std::thread(std::move(body));
+    WorkerPool some(4, [&](std::function<void()> body) -> std::thread {
+        return started++ > 0 ? NoThread(body) : std::thread(std::move(body));
     });
     std::atomic<int> done{0};
     for (int i = 0; i < 20; ++i) {
-        EXPECT_TRUE(pool.Post(nullptr, [&] { ++done; }));
+        EXPECT_TRUE(some.Post(nullptr, [&] { ++done; }));
     }
     ASSERT_TRUE(WaitUntil([&] { return done == 20; }));
-    EXPECT_EQ(pool.ThreadCount(), 1u);
+    EXPECT_EQ(some.ThreadCount(), 1u);
 }
 
 TEST(WorkerPoolTest, DestructionRunsWhatIsQueued)
@@ -123,12 +118,6 @@ TEST(WorkerPoolTest, DestructionRunsWhatIsQueued)
         }
     }
     EXPECT_EQ(done.load(), 100);
-}
-
-TEST(WorkerPoolTest, EmptyTaskIsRefused)
-{
-    WorkerPool pool(1);
-    EXPECT_FALSE(pool.Post(nullptr, std::function<void()>()));
 }
 
 class TimerTest : public ::testing::Test {
@@ -154,22 +143,13 @@ TEST_F(TimerTest, FiresInDeadlineOrderAndNotCancelledOnes)
     timer_.Schedule(2, now + milliseconds(10));
     timer_.Schedule(3, now + milliseconds(20));
     timer_.Schedule(4, now + milliseconds(15));
+    timer_.Schedule(5, now + std::chrono::hours(1));
+    timer_.Schedule(5, now + milliseconds(40)); // rescheduled earlier
     EXPECT_TRUE(timer_.Cancel(3));
     EXPECT_FALSE(timer_.Cancel(99));
-    ASSERT_TRUE(WaitUntil([&] { return Fired().size() == 3; }));
-    EXPECT_EQ(Fired(), (std::vector<uint64_t>{2, 4, 1}));
+    ASSERT_TRUE(WaitUntil([&] { return Fired().size() == 4; }));
+    EXPECT_EQ(Fired(), (std::vector<uint64_t>{2, 4, 1, 5}));
     EXPECT_FALSE(timer_.Cancel(1)) << "a fired id is no longer scheduled";
-    EXPECT_EQ(timer_.ScheduledCount(), 0u);
-}
-
-TEST_F(TimerTest, ReschedulingMovesTheDeadline)
-{
-    ASSERT_TRUE(timer_.EnsureStarted());
-    auto now = DeadlineTimer::Clock::now();
-    timer_.Schedule(1, now + std::chrono::hours(1));
-    timer_.Schedule(2, now + milliseconds(5));
-    timer_.Schedule(1, now + milliseconds(1));
-    ASSERT_TRUE(WaitUntil([&] { return Fired().size() == 2; }));
     EXPECT_EQ(timer_.ScheduledCount(), 0u);
 }
 
@@ -183,14 +163,7 @@ TEST_F(TimerTest, StopDropsWhatIsScheduled)
     timer_.Schedule(2, DeadlineTimer::Clock::now());
     ASSERT_TRUE(WaitUntil([&] { return Fired().size() == 1; }));
     EXPECT_EQ(Fired()[0], 2u);
-}
-
-TEST(TimerStartTest, FailedStartIsReported)
-{
-    DeadlineTimer timer([](uint64_t) {}, [](std::function<void()>) -> std::thread {
-        throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
-    });
-    EXPECT_FALSE(timer.EnsureStarted());
+    EXPECT_FALSE(DeadlineTimer([](uint64_t) {}, NoThread).EnsureStarted()) << "a failed start is reported";
 }
 
 } // namespace
