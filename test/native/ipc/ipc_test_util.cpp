@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "ipc_wire.h"
 #include "parcel.h"
 
 namespace OHOS::IpcTest {
@@ -24,11 +23,10 @@ TempDir::TempDir()
 
 TempDir::~TempDir()
 {
-    if (path_.empty()) {
-        return;
+    if (!path_.empty()) {
+        nftw(path_.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); }, 8,
+            FTW_DEPTH | FTW_PHYS);
     }
-    nftw(path_.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); }, 8,
-        FTW_DEPTH | FTW_PHYS);
 }
 
 int RawConnect(const std::string& path)
@@ -37,13 +35,16 @@ int RawConnect(const std::string& path)
     struct sockaddr_un addr {};
     addr.sun_family = AF_UNIX;
     std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
-    if (fd < 0 || connect(fd, reinterpret_cast<struct sockaddr*>(&addr), sizeof(addr)) != 0) {
-        if (fd >= 0) {
-            close(fd);
-        }
-        return -1;
+    if (fd >= 0 && connect(fd, reinterpret_cast<struct sockaddr*>(&addr), sizeof(addr)) != 0) {
+        close(fd);
+        fd = -1;
     }
     return fd;
+}
+
+bool SendAll(int fd, const std::vector<uint8_t>& bytes)
+{
+    return send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
 }
 
 bool PeerClosesWithin(int fd, int timeoutMs)
@@ -52,11 +53,8 @@ bool PeerClosesWithin(int fd, int timeoutMs)
     uint8_t buf[4096];
     for (;;) {
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) {
-            return false;
-        }
         struct pollfd pfd {fd, POLLIN, 0};
-        if (poll(&pfd, 1, static_cast<int>(left.count())) <= 0) {
+        if (left.count() <= 0 || poll(&pfd, 1, static_cast<int>(left.count())) <= 0) {
             return false;
         }
         ssize_t n = recv(fd, buf, sizeof(buf), 0);
@@ -69,15 +67,58 @@ bool PeerClosesWithin(int fd, int timeoutMs)
     }
 }
 
+std::vector<IpcWire::Frame> ReadFrames(int fd, size_t count)
+{
+    IpcWire::FrameDecoder decoder;
+    std::vector<IpcWire::Frame> frames;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+    while (frames.size() < count && std::chrono::steady_clock::now() < deadline) {
+        uint8_t buf[4096];
+        ssize_t n = recv(fd, buf, sizeof(buf), MSG_DONTWAIT);
+        if (n == 0) {
+            break;
+        }
+        if (n < 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            continue;
+        }
+        decoder.Feed(buf, static_cast<size_t>(n));
+        IpcWire::Frame frame;
+        while (decoder.Next(frame) == IpcWire::DecodeStatus::OK) {
+            frames.push_back(frame);
+        }
+    }
+    return frames;
+}
+
+std::vector<uint8_t> Frame(IpcWire::FrameType type, uint64_t id, uint32_t handle, uint32_t code,
+    std::vector<uint8_t> payload, std::vector<IpcWire::WireObject> objects)
+{
+    IpcWire::FrameHeader header;
+    header.type = type;
+    header.transactionId = id;
+    header.handle = handle;
+    header.code = code;
+    std::vector<uint8_t> out;
+    IpcWire::EncodeFrame(header, payload.data(), payload.size(), objects, out);
+    return out;
+}
+
 std::vector<uint8_t> HelloFrame(const std::string& bundleName, const std::string& token)
 {
     Parcel payload;
     payload.WriteString(bundleName);
     payload.WriteString(token);
-    IpcWire::FrameHeader header;
-    header.type = IpcWire::FrameType::HELLO;
+    return Frame(IpcWire::FrameType::HELLO, 0, 0, 0,
+        std::vector<uint8_t>(payload.GetData(), payload.GetData() + payload.GetDataSize()));
+}
+
+std::vector<uint8_t> Join(const std::vector<std::vector<uint8_t>>& parts)
+{
     std::vector<uint8_t> out;
-    IpcWire::EncodeFrame(header, payload.GetData(), payload.GetDataSize(), {}, out);
+    for (const auto& part : parts) {
+        out.insert(out.end(), part.begin(), part.end());
+    }
     return out;
 }
 

@@ -1,5 +1,5 @@
 // Helpers of the transport tests: a temporary directory for sockets, a stub
-// whose behaviour is a lambda, and waiting with a deadline.
+// whose behaviour is a lambda, calls in one line, raw frames and sockets.
 #ifndef TEST_NATIVE_IPC_IPC_TEST_UTIL_H
 #define TEST_NATIVE_IPC_IPC_TEST_UTIL_H
 
@@ -8,8 +8,10 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "ipc_object_stub.h"
+#include "ipc_wire.h"
 #include "message_parcel.h"
 
 namespace OHOS::IpcTest {
@@ -19,7 +21,6 @@ class TempDir {
 public:
     TempDir();
     ~TempDir();
-    const std::string& Path() const { return path_; }
     std::string File(const std::string& name) const { return path_ + "/" + name; }
 
 private:
@@ -46,6 +47,25 @@ private:
     std::atomic<bool>* destroyed_;
 };
 
+using Fill = std::function<void(MessageParcel&)>;
+
+// Sends code to target with the data that fill writes; the reply lands in reply.
+inline int Send(const sptr<IRemoteObject>& target, uint32_t code, MessageParcel& reply, const Fill& fill = nullptr,
+    MessageOption option = MessageOption())
+{
+    MessageParcel data;
+    if (fill) {
+        fill(data);
+    }
+    return target->SendRequest(code, data, reply, option);
+}
+
+inline int Send(const sptr<IRemoteObject>& target, uint32_t code, const Fill& fill = nullptr)
+{
+    MessageParcel reply;
+    return Send(target, code, reply, fill);
+}
+
 // Polls condition every few milliseconds until it holds or timeoutMs passes.
 inline bool WaitFor(const std::function<bool()>& condition, int timeoutMs = 3000)
 {
@@ -61,10 +81,18 @@ inline bool WaitFor(const std::function<bool()>& condition, int timeoutMs = 3000
 
 // A raw client socket connected to path, or -1.
 int RawConnect(const std::string& path);
+// Writes all of bytes to a raw socket.
+bool SendAll(int fd, const std::vector<uint8_t>& bytes);
 // True when the peer closes the raw socket within timeoutMs (reads until EOF).
 bool PeerClosesWithin(int fd, int timeoutMs);
-// The bytes of a HELLO frame.
+// Reads frames from a raw socket until count arrived, the peer closed or 3 s passed.
+std::vector<IpcWire::Frame> ReadFrames(int fd, size_t count);
+
+// The bytes of frames.
+std::vector<uint8_t> Frame(IpcWire::FrameType type, uint64_t id, uint32_t handle, uint32_t code,
+    std::vector<uint8_t> payload = {}, std::vector<IpcWire::WireObject> objects = {});
 std::vector<uint8_t> HelloFrame(const std::string& bundleName = "raw", const std::string& token = "");
+std::vector<uint8_t> Join(const std::vector<std::vector<uint8_t>>& parts);
 
 } // namespace OHOS::IpcTest
 

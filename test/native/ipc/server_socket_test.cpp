@@ -13,14 +13,11 @@
 #include "ipc_errors.h"
 #include "ipc_server.h"
 #include "ipc_test_util.h"
-#include "ipc_wire.h"
 
 namespace OHOS {
 namespace {
 
-using IpcTest::FnStub;
-using IpcTest::TempDir;
-using IpcTest::WaitFor;
+using namespace IpcTest;
 
 constexpr uint32_t kBig = 1;
 constexpr size_t kBigReply = 256 * 1024;
@@ -36,51 +33,49 @@ sptr<IRemoteObject> MakeRoot()
     });
 }
 
-mode_t ModeOf(const std::string& path)
+// The permission bits of a socket at path, or -1 when there is none.
+int SocketMode(const std::string& path)
 {
     struct stat st {};
-    return lstat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
+    return lstat(path.c_str(), &st) == 0 && S_ISSOCK(st.st_mode) ? static_cast<int>(st.st_mode & 07777) : -1;
 }
 
-bool IsSocket(const std::string& path)
+// Connects and closes again; false when no server answered.
+bool Answers(const std::string& path)
 {
-    struct stat st {};
-    return lstat(path.c_str(), &st) == 0 && S_ISSOCK(st.st_mode);
+    sptr<IRemoteObject> root = IpcConnect(path);
+    if (root != nullptr) {
+        IpcConnectionOf(root)->Close();
+    }
+    return root != nullptr;
 }
 
-TEST(ServerSocket, FileModeIsRestrictiveByDefaultAndConfigurable)
+TEST(ServerSocket, FileModeIsRestrictiveByDefaultConfigurableAndRemovedOnStop)
 {
     TempDir dir;
-    struct Case {
-        bool setMode;
-        mode_t mode;
-        mode_t expected;
-    } cases[] = {{false, 0, 0600}, {true, 0660, 0660}, {true, 0666, 0666}};
+    const struct {
+        int mode; // -1: not set
+        int expected;
+    } cases[] = {{-1, 0600}, {0660, 0660}, {0666, 0666}};
     const mode_t oldMask = umask(0); // the requested mode must not depend on the umask
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.expected);
         std::string path = dir.File("mode.sock");
         IpcServer server;
         IpcServerOptions options;
-        if (c.setMode) {
+        if (c.mode >= 0) {
             options.socketMode = c.mode;
         }
         ASSERT_EQ(server.Start(path, MakeRoot(), options), IPC_OK);
-        EXPECT_TRUE(IsSocket(path));
-        EXPECT_EQ(ModeOf(path), c.expected);
+        EXPECT_EQ(SocketMode(path), c.expected);
         server.Stop();
-        EXPECT_FALSE(IsSocket(path)) << "socket file left behind";
+        EXPECT_EQ(SocketMode(path), -1) << "socket file left behind";
     }
     umask(oldMask);
-}
-
-TEST(ServerSocket, RefusesModesBeyondPermissionBits)
-{
-    TempDir dir;
     IpcServer server;
     IpcServerOptions options;
     options.socketMode = 04600;
-    EXPECT_EQ(server.Start(dir.File("s.sock"), MakeRoot(), options), IPC_ERR_INVALID_DATA);
+    EXPECT_EQ(server.Start(dir.File("s.sock"), MakeRoot(), options), IPC_ERR_INVALID_DATA) << "beyond permission bits";
 }
 
 TEST(ServerSocket, StaleSocketIsReplaced)
@@ -94,28 +89,24 @@ TEST(ServerSocket, StaleSocketIsReplaced)
     std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
     ASSERT_EQ(bind(fd, reinterpret_cast<struct sockaddr*>(&addr), sizeof(addr)), 0);
     close(fd);
-    ASSERT_TRUE(IsSocket(path));
-
+    ASSERT_NE(SocketMode(path), -1);
     IpcServer server;
     ASSERT_EQ(server.Start(path, MakeRoot()), IPC_OK);
-    sptr<IRemoteObject> root = IpcConnect(path);
-    ASSERT_NE(root, nullptr);
-    IpcConnectionOf(root)->Close();
+    EXPECT_TRUE(Answers(path));
 }
 
-TEST(ServerSocket, LiveServerOrOtherFileAtThePathIsLeftAlone)
+TEST(ServerSocket, LiveServerOrOtherFileAtThePathIsLeftAloneAndAServerStartsOnce)
 {
     TempDir dir;
     std::string path = dir.File("live.sock");
     IpcServer first;
     ASSERT_EQ(first.Start(path, MakeRoot()), IPC_OK);
+    EXPECT_EQ(first.Start(dir.File("b.sock"), MakeRoot()), IPC_ERR_INVALID_DATA) << "started twice";
     IpcServer second;
     EXPECT_EQ(second.Start(path, MakeRoot()), IPC_ERR_BUSY);
-    sptr<IRemoteObject> root = IpcConnect(path); // the first still answers
-    ASSERT_NE(root, nullptr);
-    IpcConnectionOf(root)->Close();
     second.Stop();
-    EXPECT_TRUE(IsSocket(path)) << "a failed start removed the live server's socket";
+    EXPECT_NE(SocketMode(path), -1) << "a failed start removed the live server's socket";
+    EXPECT_TRUE(Answers(path)) << "the first still answers";
 
     std::string plain = dir.File("plain");
     std::ofstream(plain) << "keep me";
@@ -125,14 +116,6 @@ TEST(ServerSocket, LiveServerOrOtherFileAtThePathIsLeftAlone)
     std::string content;
     std::getline(in, content);
     EXPECT_EQ(content, "keep me");
-}
-
-TEST(ServerSocket, StartTwiceIsRefused)
-{
-    TempDir dir;
-    IpcServer server;
-    ASSERT_EQ(server.Start(dir.File("a.sock"), MakeRoot()), IPC_OK);
-    EXPECT_EQ(server.Start(dir.File("b.sock"), MakeRoot()), IPC_ERR_INVALID_DATA);
 }
 
 TEST(ServerSocket, PeerThatNeverReadsIsCutOffWhileOthersGoOn)
@@ -147,27 +130,19 @@ TEST(ServerSocket, PeerThatNeverReadsIsCutOffWhileOthersGoOn)
     ASSERT_NE(good, nullptr);
 
     // A raw peer asks for large replies and never reads them.
-    int fd = IpcTest::RawConnect(path);
+    int fd = RawConnect(path);
     ASSERT_GE(fd, 0);
-    std::vector<uint8_t> bytes = IpcTest::HelloFrame();
+    std::vector<uint8_t> bytes = HelloFrame();
     for (uint64_t id = 1; id <= 8; ++id) {
-        IpcWire::FrameHeader h;
-        h.type = IpcWire::FrameType::TRANSACTION;
-        h.transactionId = id;
-        h.code = kBig;
-        std::vector<uint8_t> frame;
-        ASSERT_TRUE(IpcWire::EncodeFrame(h, nullptr, 0, {}, frame));
-        bytes.insert(bytes.end(), frame.begin(), frame.end());
+        bytes = Join({bytes, Frame(IpcWire::FrameType::TRANSACTION, id, 0, kBig)});
     }
-    ASSERT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    ASSERT_TRUE(SendAll(fd, bytes));
     ASSERT_TRUE(WaitFor([&] { return server.GetConnectionCount() == 2; }));
 
-    MessageParcel data;
-    MessageParcel reply;
-    MessageOption option;
-    EXPECT_EQ(good->SendRequest(0, data, reply, option), IPC_OK);
+    EXPECT_EQ(Send(good, 0), IPC_OK);
     EXPECT_TRUE(WaitFor([&] { return server.GetConnectionCount() == 1; }, 5000)) << "stalled peer kept";
-    EXPECT_EQ(good->SendRequest(kBig, data, reply, option), IPC_OK);
+    MessageParcel reply;
+    EXPECT_EQ(Send(good, kBig, reply), IPC_OK);
     EXPECT_EQ(reply.GetDataSize(), kBigReply);
     close(fd);
     IpcConnectionOf(good)->Close();

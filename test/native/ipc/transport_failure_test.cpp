@@ -1,7 +1,6 @@
 // The transport when things go wrong: peers that die, stall, lie or send
 // garbage, and the handshake's checks.
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,14 +14,12 @@
 #include "ipc_server.h"
 #include "ipc_skeleton.h"
 #include "ipc_test_util.h"
-#include "ipc_wire.h"
 
 namespace OHOS {
 namespace {
 
-using IpcTest::FnStub;
-using IpcTest::TempDir;
-using IpcTest::WaitFor;
+using namespace IpcTest;
+using IpcWire::FrameType;
 
 constexpr uint32_t kPing = 1;
 constexpr uint32_t kBlock = 2;
@@ -48,24 +45,23 @@ protected:
         server_.Stop();
     }
 
+    // kPing answers 1234 and the connection's label; kBlock waits for
+    // Unblock(); kKeep keeps the object sent.
     void StartServer(IpcServerOptions options = {})
     {
         root_ = new FnStub([this](uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption&) {
+            std::unique_lock<std::mutex> lock(mutex_);
             if (code == kBlock) {
-                std::unique_lock<std::mutex> lock(blockMutex_);
                 blocked_ = true;
-                blockChanged_.notify_all();
-                blockChanged_.wait(lock, [this] { return released_; });
-                return IPC_OK;
-            }
-            if (code == kKeep) {
-                std::lock_guard<std::mutex> lock(blockMutex_);
+                changed_.notify_all();
+                changed_.wait(lock, [this] { return released_; });
+            } else if (code == kKeep) {
                 kept_ = data.ReadRemoteObject();
-                return kept_ != nullptr ? IPC_OK : IPC_ERR_INVALID_DATA;
+            } else {
+                auto attribute = IPCSkeleton::GetCallingConnectionAttribute();
+                reply.WriteInt32(1234);
+                reply.WriteString(attribute ? *static_cast<std::string*>(attribute.get()) : "");
             }
-            reply.WriteInt32(1234);
-            auto attribute = IPCSkeleton::GetCallingConnectionAttribute();
-            reply.WriteString(attribute ? *static_cast<std::string*>(attribute.get()) : "");
             return IPC_OK;
         });
         ASSERT_EQ(server_.Start(path_, root_, std::move(options)), IPC_OK);
@@ -73,23 +69,21 @@ protected:
 
     void Unblock()
     {
-        std::lock_guard<std::mutex> lock(blockMutex_);
+        std::lock_guard<std::mutex> lock(mutex_);
         released_ = true;
-        blockChanged_.notify_all();
+        changed_.notify_all();
     }
 
     bool WaitBlocked()
     {
-        std::unique_lock<std::mutex> lock(blockMutex_);
-        return blockChanged_.wait_for(lock, std::chrono::seconds(3), [this] { return blocked_; });
+        std::unique_lock<std::mutex> lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(3), [this] { return blocked_; });
     }
 
     static int Ping(const sptr<IRemoteObject>& root)
     {
-        MessageParcel data;
         MessageParcel reply;
-        MessageOption option;
-        int status = root->SendRequest(kPing, data, reply, option);
+        int status = Send(root, kPing, reply);
         return status == IPC_OK && reply.ReadInt32() != 1234 ? IPC_ERR_INVALID_DATA : status;
     }
 
@@ -97,14 +91,14 @@ protected:
     std::string path_;
     sptr<IRemoteObject> root_;
     IpcServer server_;
-    std::mutex blockMutex_;
-    std::condition_variable blockChanged_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
     bool blocked_ = false;
     bool released_ = false;
     sptr<IRemoteObject> kept_;
 };
 
-TEST_F(TransportFailureTest, ClientLearnsOfServerDeath)
+TEST_F(TransportFailureTest, ClientLearnsOfServerDeathOnce)
 {
     StartServer();
     sptr<IRemoteObject> root = IpcConnect(path_);
@@ -124,7 +118,7 @@ TEST_F(TransportFailureTest, ClientLearnsOfServerDeath)
     EXPECT_EQ(Ping(root), IPC_ERR_DEAD_OBJECT);
     EXPECT_FALSE(root->AddDeathRecipient(new Recipient()));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(recipient->calls.load(), 1); // told once
+    EXPECT_EQ(recipient->calls.load(), 1);
 }
 
 TEST_F(TransportFailureTest, ServerLearnsOfClientDeathAndDropsItsObjects)
@@ -135,17 +129,12 @@ TEST_F(TransportFailureTest, ServerLearnsOfClientDeathAndDropsItsObjects)
     std::atomic<bool> callbackDestroyed{false};
     sptr<IRemoteObject> callback =
         new FnStub([](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) { return IPC_OK; }, &callbackDestroyed);
-    MessageParcel data;
-    MessageParcel reply;
-    MessageOption option;
-    data.WriteRemoteObject(callback);
-    ASSERT_EQ(root->SendRequest(kKeep, data, reply, option), IPC_OK);
-    data.ClearAll();
+    ASSERT_EQ(Send(root, kKeep, [&](MessageParcel& p) { p.WriteRemoteObject(callback); }), IPC_OK);
     callback = nullptr; // only the server's proxy keeps it now
 
     sptr<Recipient> recipient = new Recipient();
     {
-        std::lock_guard<std::mutex> lock(blockMutex_);
+        std::lock_guard<std::mutex> lock(mutex_);
         ASSERT_NE(kept_, nullptr);
         ASSERT_TRUE(kept_->AddDeathRecipient(recipient));
     }
@@ -164,19 +153,16 @@ TEST_F(TransportFailureTest, WaitingSenderIsWokenWhenTheConnectionDies)
     StartServer();
     sptr<IRemoteObject> root = IpcConnect(path_);
     ASSERT_NE(root, nullptr);
-    auto started = std::chrono::steady_clock::now();
     auto call = std::async(std::launch::async, [&] {
-        MessageParcel data;
         MessageParcel reply;
         MessageOption option;
         option.SetWaitTime(30);
-        return root->SendRequest(kBlock, data, reply, option);
+        return Send(root, kBlock, reply, nullptr, option);
     });
     ASSERT_TRUE(WaitBlocked());
     server_.GetConnections().at(0)->Close(); // the server side hangs up
     ASSERT_EQ(call.wait_for(std::chrono::seconds(5)), std::future_status::ready);
     EXPECT_EQ(call.get(), IPC_ERR_DEAD_OBJECT);
-    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(5));
 }
 
 TEST_F(TransportFailureTest, SlowReplyTimesOutAndTheConnectionStaysUsable)
@@ -184,20 +170,26 @@ TEST_F(TransportFailureTest, SlowReplyTimesOutAndTheConnectionStaysUsable)
     StartServer();
     sptr<IRemoteObject> root = IpcConnect(path_);
     ASSERT_NE(root, nullptr);
-    MessageParcel data;
     MessageParcel reply;
     MessageOption option;
     option.SetWaitTimeMs(100);
-    EXPECT_EQ(root->SendRequest(kBlock, data, reply, option), IPC_ERR_TIMED_OUT);
+    EXPECT_EQ(Send(root, kBlock, reply, nullptr, option), IPC_ERR_TIMED_OUT);
     Unblock(); // the late reply arrives and is dropped
     EXPECT_EQ(Ping(root), IPC_OK);
     EXPECT_TRUE(IpcConnectionOf(root)->IsAlive());
     IpcConnectionOf(root)->Close();
 }
 
-TEST_F(TransportFailureTest, AuthenticatorRefusesOrLabelsTheConnection)
+TEST_F(TransportFailureTest, HandshakeRefusesOrLabelsTheConnection)
 {
+    int status = IPC_OK;
+    EXPECT_EQ(IpcConnect(path_, {}, &status), nullptr);
+    EXPECT_EQ(status, IPC_ERR_CONNECT) << "no server";
+    EXPECT_EQ(IpcConnect(std::string(200, 'x'), {}, &status), nullptr);
+    EXPECT_EQ(status, IPC_ERR_INVALID_DATA) << "a path too long";
+
     IpcServerOptions options;
+    options.handshakeTimeoutMs = 200;
     options.authenticator = [](IpcConnection& connection, const IpcHelloInfo& hello) {
         if (hello.bundleName != "com.example.maps" || hello.token != "secret") {
             return static_cast<int>(IPC_ERR_PERMISSION);
@@ -206,8 +198,7 @@ TEST_F(TransportFailureTest, AuthenticatorRefusesOrLabelsTheConnection)
         return static_cast<int>(IPC_OK);
     };
     StartServer(std::move(options));
-
-    struct Case {
+    const struct {
         const char* bundle;
         const char* token;
         int expected;
@@ -216,130 +207,92 @@ TEST_F(TransportFailureTest, AuthenticatorRefusesOrLabelsTheConnection)
         {"", "", IPC_ERR_PERMISSION},
         {"com.example.maps", "secret", IPC_OK},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.bundle) + "/" + c.token);
         IpcConnectOptions connectOptions;
         connectOptions.bundleName = c.bundle;
         connectOptions.token = c.token;
-        int status = 1;
+        status = 1;
         sptr<IRemoteObject> root = IpcConnect(path_, connectOptions, &status);
         EXPECT_EQ(status, c.expected);
-        EXPECT_EQ(root != nullptr, c.expected == IPC_OK);
+        ASSERT_EQ(root != nullptr, c.expected == IPC_OK);
         if (root != nullptr) {
-            MessageParcel data;
             MessageParcel reply;
-            MessageOption option;
-            ASSERT_EQ(root->SendRequest(kPing, data, reply, option), IPC_OK);
+            ASSERT_EQ(Send(root, kPing, reply), IPC_OK);
             EXPECT_EQ(reply.ReadInt32(), 1234);
             EXPECT_EQ(reply.ReadString(), "verified:com.example.maps");
             IpcConnectionOf(root)->Close();
         }
     }
-}
-
-TEST_F(TransportFailureTest, ConnectFailsCleanlyWithoutAServer)
-{
-    int status = IPC_OK;
-    EXPECT_EQ(IpcConnect(path_, {}, &status), nullptr);
-    EXPECT_EQ(status, IPC_ERR_CONNECT);
-    EXPECT_EQ(IpcConnect(std::string(200, 'x'), {}, &status), nullptr);
-    EXPECT_EQ(status, IPC_ERR_INVALID_DATA);
-}
-
-TEST_F(TransportFailureTest, SilentPeerIsDroppedAfterTheHandshakeTimeOut)
-{
-    IpcServerOptions options;
-    options.handshakeTimeoutMs = 200;
-    StartServer(std::move(options));
-    int fd = IpcTest::RawConnect(path_);
+    int fd = RawConnect(path_);
     ASSERT_GE(fd, 0);
-    EXPECT_TRUE(IpcTest::PeerClosesWithin(fd, 3000));
+    EXPECT_TRUE(PeerClosesWithin(fd, 3000)) << "a silent peer is dropped after the handshake time-out";
     close(fd);
 }
 
-// Frames from a raw client. Each must close that client's connection only.
-std::vector<uint8_t> Frame(IpcWire::FrameHeader h, std::vector<uint8_t> payload = {},
-    std::vector<IpcWire::WireObject> objects = {})
+TEST_F(TransportFailureTest, RawClientSpeakingTheProtocolGetsAnswers)
 {
-    std::vector<uint8_t> out;
-    EXPECT_TRUE(IpcWire::EncodeFrame(h, payload.data(), payload.size(), objects, out));
-    return out;
+    // The raw helpers make frames the server accepts, so the hostile cases
+    // below fail for their fault and not for a broken helper.
+    StartServer();
+    int fd = RawConnect(path_);
+    ASSERT_GE(fd, 0);
+    ASSERT_TRUE(SendAll(fd, Join({HelloFrame(), Frame(FrameType::TRANSACTION, 1, 0, kPing)})));
+    std::vector<IpcWire::Frame> frames = ReadFrames(fd, 2);
+    ASSERT_EQ(frames.size(), 2u);
+    EXPECT_EQ(frames[0].header.type, FrameType::HELLO_ACK);
+    EXPECT_EQ(frames[0].header.code, 0u);
+    EXPECT_EQ(frames[1].header.type, FrameType::REPLY);
+    EXPECT_EQ(frames[1].header.transactionId, 1u);
+    Parcel reply;
+    ASSERT_TRUE(reply.SetData(frames[1].payload.data(), frames[1].payload.size()));
+    EXPECT_EQ(reply.ReadInt32(), 1234);
+    close(fd);
 }
 
-IpcWire::FrameHeader Header(IpcWire::FrameType type, uint64_t id, uint32_t handle, uint32_t code)
+TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
 {
-    IpcWire::FrameHeader h;
-    h.type = type;
-    h.transactionId = id;
-    h.handle = handle;
-    h.code = code;
-    return h;
-}
-
-std::vector<uint8_t> Join(std::vector<std::vector<uint8_t>> parts)
-{
-    std::vector<uint8_t> out;
-    for (auto& part : parts) {
-        out.insert(out.end(), part.begin(), part.end());
-    }
-    return out;
-}
-
-TEST_F(TransportFailureTest, HostileBytesCloseOnlyThatConnection)
-{
-    using IpcWire::FrameType;
     StartServer();
     sptr<IRemoteObject> good = IpcConnect(path_);
     ASSERT_NE(good, nullptr);
 
-    std::vector<uint8_t> hugeHeader = Frame(Header(FrameType::TRANSACTION, 1, 0, kPing));
+    std::vector<uint8_t> hugeHeader = Frame(FrameType::TRANSACTION, 1, 0, kPing);
     hugeHeader[24] = 0xFC; // payload size 0xFFFFFFFC
     hugeHeader[25] = hugeHeader[26] = hugeHeader[27] = 0xFF;
-    std::vector<uint8_t> badObject = Frame(Header(FrameType::TRANSACTION, 1, 0, kPing), {},
-        {{IpcWire::ObjectKind::SENDER_HANDLE, 1}});
+    std::vector<uint8_t> badObject =
+        Frame(FrameType::TRANSACTION, 1, 0, kPing, {}, {{IpcWire::ObjectKind::SENDER_HANDLE, 1}});
     badObject[kFrameHeaderSize] = 9;
-
-    struct Case {
+    const struct {
         const char* name;
         std::vector<uint8_t> bytes;
     } cases[] = {
         {"text garbage", {'G', 'E', 'T', ' ', '/', '\r', '\n'}},
-        {"transaction before hello", Frame(Header(FrameType::TRANSACTION, 1, 0, kPing))},
-        {"hello twice", Join({IpcTest::HelloFrame(), IpcTest::HelloFrame()})},
-        {"oversized length", Join({IpcTest::HelloFrame(), hugeHeader})},
-        {"unknown object kind", Join({IpcTest::HelloFrame(), badObject})},
-        {"malformed hello", Frame(Header(FrameType::HELLO, 0, 0, 0), {0xFF, 0xFF, 0xFF, 0x7F})},
-        {"ack from a client", Frame(Header(FrameType::HELLO_ACK, 0, 0, 0))},
-        {"reply never asked for", Join({IpcTest::HelloFrame(), Frame(Header(FrameType::REPLY, 5, 0, 0))})},
-        {"release of unknown handle", Join({IpcTest::HelloFrame(), Frame(Header(FrameType::RELEASE, 0, 77, 1))})},
-        {"handing back a handle never exported", Join({IpcTest::HelloFrame(),
-            Frame(Header(FrameType::TRANSACTION, 1, 0, kPing), {}, {{IpcWire::ObjectKind::RECEIVER_HANDLE, 55}})})},
+        {"transaction before hello", Frame(FrameType::TRANSACTION, 1, 0, kPing)},
+        {"hello twice", Join({HelloFrame(), HelloFrame()})},
+        {"oversized length", Join({HelloFrame(), hugeHeader})},
+        {"unknown object kind", Join({HelloFrame(), badObject})},
+        {"malformed hello", Frame(FrameType::HELLO, 0, 0, 0, {0xFF, 0xFF, 0xFF, 0x7F})},
+        {"ack from a client", Frame(FrameType::HELLO_ACK, 0, 0, 0)},
+        {"reply never asked for", Join({HelloFrame(), Frame(FrameType::REPLY, 5, 0, 0)})},
+        {"release of unknown handle", Join({HelloFrame(), Frame(FrameType::RELEASE, 0, 77, 1)})},
+        {"handing back a handle never exported",
+            Join({HelloFrame(), Frame(FrameType::TRANSACTION, 1, 0, kPing, {}, {{IpcWire::ObjectKind::RECEIVER_HANDLE, 55}})})},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        int fd = IpcTest::RawConnect(path_);
+        int fd = RawConnect(path_);
         ASSERT_GE(fd, 0);
-        ASSERT_EQ(send(fd, c.bytes.data(), c.bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(c.bytes.size()));
-        EXPECT_TRUE(IpcTest::PeerClosesWithin(fd, 3000));
+        ASSERT_TRUE(SendAll(fd, c.bytes));
+        EXPECT_TRUE(PeerClosesWithin(fd, 3000));
         close(fd);
         EXPECT_EQ(Ping(good), IPC_OK);
     }
-    EXPECT_TRUE(WaitFor([&] { return server_.GetConnectionCount() == 1; }));
-    IpcConnectionOf(good)->Close();
-}
-
-TEST_F(TransportFailureTest, TruncatedFrameThenHangUpIsHarmless)
-{
-    StartServer();
-    sptr<IRemoteObject> good = IpcConnect(path_);
-    ASSERT_NE(good, nullptr);
-    std::vector<uint8_t> hello = IpcTest::HelloFrame();
-    std::vector<uint8_t> call = Frame(Header(IpcWire::FrameType::TRANSACTION, 1, 0, kPing), {1, 2, 3, 4});
+    // A frame cut anywhere, then a hang-up, is harmless too.
+    std::vector<uint8_t> call = Frame(FrameType::TRANSACTION, 1, 0, kPing, {1, 2, 3, 4});
     for (size_t cut = 1; cut < call.size(); cut += 7) {
-        int fd = IpcTest::RawConnect(path_);
+        int fd = RawConnect(path_);
         ASSERT_GE(fd, 0);
-        send(fd, hello.data(), hello.size(), MSG_NOSIGNAL);
-        send(fd, call.data(), cut, MSG_NOSIGNAL);
+        SendAll(fd, Join({HelloFrame(), std::vector<uint8_t>(call.begin(), call.begin() + cut)}));
         close(fd);
     }
     EXPECT_EQ(Ping(good), IPC_OK);
@@ -347,42 +300,17 @@ TEST_F(TransportFailureTest, TruncatedFrameThenHangUpIsHarmless)
     IpcConnectionOf(good)->Close();
 }
 
-// Reads frames from a raw socket until `count` arrived or 3 s passed.
-std::vector<IpcWire::Frame> ReadFrames(int fd, size_t count)
-{
-    IpcWire::FrameDecoder decoder;
-    std::vector<IpcWire::Frame> frames;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-    while (frames.size() < count && std::chrono::steady_clock::now() < deadline) {
-        uint8_t buf[4096];
-        ssize_t n = recv(fd, buf, sizeof(buf), MSG_DONTWAIT);
-        if (n > 0) {
-            decoder.Feed(buf, static_cast<size_t>(n));
-            IpcWire::Frame frame;
-            while (decoder.Next(frame) == IpcWire::DecodeStatus::OK) {
-                frames.push_back(frame);
-            }
-        } else if (n == 0) {
-            break;
-        } else {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-    return frames;
-}
-
 TEST_F(TransportFailureTest, TransactionsBeyondTheLimitAreAnsweredBusy)
 {
     StartServer();
-    int fd = IpcTest::RawConnect(path_);
+    int fd = RawConnect(path_);
     ASSERT_GE(fd, 0);
     constexpr size_t kExtra = 3;
-    std::vector<uint8_t> bytes = IpcTest::HelloFrame();
+    std::vector<uint8_t> bytes = HelloFrame();
     for (uint64_t id = 1; id <= kMaxOutstandingSyncTransactions + kExtra; ++id) {
-        auto frame = Frame(Header(IpcWire::FrameType::TRANSACTION, id, 0, kBlock));
-        bytes.insert(bytes.end(), frame.begin(), frame.end());
+        bytes = Join({bytes, Frame(FrameType::TRANSACTION, id, 0, kBlock)});
     }
-    ASSERT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+    ASSERT_TRUE(SendAll(fd, bytes));
     std::vector<IpcWire::Frame> early = ReadFrames(fd, 1 + kExtra);
     ASSERT_EQ(early.size(), 1 + kExtra);
     for (size_t i = 1; i < early.size(); ++i) {
@@ -396,43 +324,6 @@ TEST_F(TransportFailureTest, TransactionsBeyondTheLimitAreAnsweredBusy)
         EXPECT_EQ(frame.header.code, 0u);
         EXPECT_LE(frame.header.transactionId, kMaxOutstandingSyncTransactions);
     }
-    close(fd);
-}
-
-TEST_F(TransportFailureTest, RawClientSpeakingTheProtocolGetsAnswers)
-{
-    // The same raw helpers as above produce frames the server accepts, so the
-    // hostile cases fail for their fault and not for a broken helper.
-    StartServer();
-    int fd = IpcTest::RawConnect(path_);
-    ASSERT_GE(fd, 0);
-    std::vector<uint8_t> bytes = Join({IpcTest::HelloFrame(),
-        Frame(Header(IpcWire::FrameType::TRANSACTION, 1, 0, kPing))});
-    ASSERT_EQ(send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
-    IpcWire::FrameDecoder decoder;
-    std::vector<IpcWire::Frame> frames;
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-    while (frames.size() < 2 && std::chrono::steady_clock::now() < deadline) {
-        uint8_t buf[256];
-        ssize_t n = recv(fd, buf, sizeof(buf), MSG_DONTWAIT);
-        if (n > 0) {
-            decoder.Feed(buf, static_cast<size_t>(n));
-            IpcWire::Frame frame;
-            while (decoder.Next(frame) == IpcWire::DecodeStatus::OK) {
-                frames.push_back(frame);
-            }
-        } else {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-    }
-    ASSERT_EQ(frames.size(), 2u);
-    EXPECT_EQ(frames[0].header.type, IpcWire::FrameType::HELLO_ACK);
-    EXPECT_EQ(frames[0].header.code, 0u);
-    EXPECT_EQ(frames[1].header.type, IpcWire::FrameType::REPLY);
-    EXPECT_EQ(frames[1].header.transactionId, 1u);
-    Parcel reply;
-    ASSERT_TRUE(reply.SetData(frames[1].payload.data(), frames[1].payload.size()));
-    EXPECT_EQ(reply.ReadInt32(), 1234);
     close(fd);
 }
 

@@ -20,20 +20,10 @@ namespace OHOS {
 namespace {
 
 using IpcTest::FnStub;
-using IpcTest::TempDir;
+using IpcTest::Send;
 using IpcTest::WaitFor;
 
-enum Code : uint32_t {
-    ECHO = 1,
-    WHO = 2,
-    CALL_BACK = 3,
-    KEEP = 4,
-    DROP_KEPT = 5,
-    MAKE_OBJECT = 6,
-    IS_MINE = 7,
-    THROW = 8,
-    RECORD = 9,
-};
+enum Code : uint32_t { ECHO = 1, WHO, CALL_BACK, KEEP, DROP_KEPT, MAKE_OBJECT, IS_MINE, THROW, RECORD };
 
 // A server whose root object answers the codes above.
 class TransportTest : public testing::Test {
@@ -41,15 +31,21 @@ protected:
     void SetUp() override
     {
         path_ = dir_.File("svc.sock");
-        root_ = new FnStub([this](uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) {
-            return OnRoot(code, data, reply, option);
+        root_ = new FnStub([this](uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption&) {
+            return OnRoot(code, data, reply);
         });
         ASSERT_EQ(server_.Start(path_, root_), IPC_OK);
     }
 
-    void TearDown() override { server_.Stop(); }
+    void TearDown() override
+    {
+        for (auto& root : connected_) {
+            IpcConnectionOf(root)->Close();
+        }
+        server_.Stop();
+    }
 
-    int OnRoot(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option)
+    int OnRoot(uint32_t code, MessageParcel& data, MessageParcel& reply)
     {
         switch (code) {
             case ECHO: {
@@ -75,23 +71,19 @@ protected:
                 if (callback == nullptr || !callback->IsProxyObject()) {
                     return IPC_ERR_INVALID_DATA;
                 }
-                MessageParcel request;
                 MessageParcel answer;
-                MessageOption sync;
-                request.WriteInt32(value);
-                int status = callback->SendRequest(1, request, answer, sync);
-                reply.WriteInt32(status);
+                reply.WriteInt32(Send(callback, 1, answer, [&](MessageParcel& p) { p.WriteInt32(value); }));
                 reply.WriteInt32(answer.ReadInt32());
                 return IPC_OK;
             }
             case KEEP: {
-                std::lock_guard<std::mutex> lock(keptMutex_);
+                std::lock_guard<std::mutex> lock(mutex_);
                 kept_.push_back(data.ReadRemoteObject());
                 return kept_.back() != nullptr ? IPC_OK : IPC_ERR_INVALID_DATA;
             }
             case DROP_KEPT: {
-                std::vector<sptr<IRemoteObject>> dropped;
-                std::lock_guard<std::mutex> lock(keptMutex_);
+                std::vector<sptr<IRemoteObject>> dropped; // released outside the lock
+                std::lock_guard<std::mutex> lock(mutex_);
                 dropped.swap(kept_);
                 return IPC_OK;
             }
@@ -111,9 +103,8 @@ protected:
             case THROW:
                 throw std::runtime_error("stub failure");
             case RECORD: {
-                std::lock_guard<std::mutex> lock(recordMutex_);
+                std::lock_guard<std::mutex> lock(mutex_);
                 recorded_.push_back(data.ReadInt32());
-                recordChanged_.notify_all();
                 return IPC_OK;
             }
             default:
@@ -121,75 +112,52 @@ protected:
         }
     }
 
-    sptr<IRemoteObject> Connect(IpcConnectOptions options = {})
+    sptr<IRemoteObject> Connect()
     {
-        int status = IPC_OK;
-        sptr<IRemoteObject> root = IpcConnect(path_, options, &status);
+        int status = -1;
+        sptr<IRemoteObject> root = IpcConnect(path_, {}, &status);
         EXPECT_EQ(status, IPC_OK);
+        if (root != nullptr) {
+            connected_.push_back(root);
+        }
         return root;
     }
 
-    TempDir dir_;
+    IpcTest::TempDir dir_;
     std::string path_;
     sptr<IRemoteObject> root_;
     IpcServer server_;
-    std::mutex keptMutex_;
+    std::vector<sptr<IRemoteObject>> connected_;
+    std::mutex mutex_; // guards kept_ and recorded_
     std::vector<sptr<IRemoteObject>> kept_;
     std::atomic<bool> madeDestroyed_{false};
     IRemoteObject* made_ = nullptr;
-    std::mutex recordMutex_;
-    std::condition_variable recordChanged_;
     std::vector<int32_t> recorded_;
 };
 
-TEST_F(TransportTest, SyncTransactionCarriesDataBothWays)
+TEST_F(TransportTest, SyncTransactionCarriesDataAndTheStubsStatusBothWays)
 {
     sptr<IRemoteObject> root = Connect();
     ASSERT_NE(root, nullptr);
     EXPECT_TRUE(root->IsProxyObject());
-    MessageParcel data;
     MessageParcel reply;
-    MessageOption option;
-    data.WriteString("north");
-    data.WriteInt32(41);
-    ASSERT_EQ(root->SendRequest(ECHO, data, reply, option), IPC_OK);
+    ASSERT_EQ(Send(root, ECHO, reply, [](MessageParcel& p) { p.WriteString("north"); p.WriteInt32(41); }), IPC_OK);
     EXPECT_EQ(reply.ReadString(), "north!");
     EXPECT_EQ(reply.ReadInt32(), 42);
     EXPECT_EQ(reply.GetReadableBytes(), 0u);
-    IpcConnectionOf(root)->Close();
-}
 
-TEST_F(TransportTest, StatusOfTheStubReachesTheCaller)
-{
-    sptr<IRemoteObject> root = Connect();
-    ASSERT_NE(root, nullptr);
-    struct Case {
-        uint32_t code;
-        int expected;
-    } cases[] = {
-        {ECHO, IPC_ERR_INVALID_DATA},             // stub refused the (empty) data
-        {999, IPC_ERR_UNKNOWN_TRANSACTION},       // a code the stub does not know
-        {THROW, IPC_ERR_STUB_EXCEPTION},          // exception stayed in the server
-        {ECHO, IPC_ERR_INVALID_DATA},             // and the connection still works
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.code);
-        MessageParcel data;
-        MessageParcel reply;
-        MessageOption option;
-        EXPECT_EQ(root->SendRequest(c.code, data, reply, option), c.expected);
-    }
-    IpcConnectionOf(root)->Close();
+    EXPECT_EQ(Send(root, ECHO), IPC_ERR_INVALID_DATA) << "stub refused the (empty) data";
+    EXPECT_EQ(Send(root, 999), IPC_ERR_UNKNOWN_TRANSACTION);
+    EXPECT_EQ(Send(root, THROW), IPC_ERR_STUB_EXCEPTION) << "the exception stayed in the server";
+    EXPECT_EQ(Send(root, ECHO), IPC_ERR_INVALID_DATA) << "and the connection still works";
 }
 
 TEST_F(TransportTest, CallingIdentityIsTheKernelsViewOfThePeer)
 {
     sptr<IRemoteObject> root = Connect();
     ASSERT_NE(root, nullptr);
-    MessageParcel data;
     MessageParcel reply;
-    MessageOption option;
-    ASSERT_EQ(root->SendRequest(WHO, data, reply, option), IPC_OK);
+    ASSERT_EQ(Send(root, WHO, reply), IPC_OK);
     EXPECT_EQ(reply.ReadInt32(), getpid());
     EXPECT_EQ(reply.ReadUint32(), getuid());
     uint64_t connectionId = reply.ReadUint64();
@@ -201,7 +169,6 @@ TEST_F(TransportTest, CallingIdentityIsTheKernelsViewOfThePeer)
     // Outside a dispatched call the identity is this process.
     EXPECT_EQ(IPCSkeleton::GetCallingConnectionId(), 0u);
     EXPECT_FALSE(IPCSkeleton::IsHandlingTransaction());
-    IpcConnectionOf(root)->Close();
 }
 
 TEST_F(TransportTest, OnewayCallsRunInOrderWithoutWaiting)
@@ -210,21 +177,19 @@ TEST_F(TransportTest, OnewayCallsRunInOrderWithoutWaiting)
     ASSERT_NE(root, nullptr);
     constexpr int kCalls = 200;
     for (int i = 0; i < kCalls; ++i) {
-        MessageParcel data;
         MessageParcel reply;
-        MessageOption option(MessageOption::TF_ASYNC);
-        data.WriteInt32(i);
-        ASSERT_EQ(root->SendRequest(RECORD, data, reply, option), IPC_OK);
+        ASSERT_EQ(Send(root, RECORD, reply, [i](MessageParcel& p) { p.WriteInt32(i); },
+            MessageOption(MessageOption::TF_ASYNC)), IPC_OK);
         EXPECT_EQ(reply.GetDataSize(), 0u);
     }
-    std::unique_lock<std::mutex> lock(recordMutex_);
-    ASSERT_TRUE(recordChanged_.wait_for(lock, std::chrono::seconds(5),
-        [&] { return recorded_.size() == static_cast<size_t>(kCalls); }));
+    ASSERT_TRUE(WaitFor([&] {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return recorded_.size() == static_cast<size_t>(kCalls);
+    }, 5000));
+    std::lock_guard<std::mutex> lock(mutex_);
     for (int i = 0; i < kCalls; ++i) {
         ASSERT_EQ(recorded_[i], i);
     }
-    lock.unlock();
-    IpcConnectionOf(root)->Close();
 }
 
 TEST_F(TransportTest, CallbackArrivesOnAnIpcThreadWhileTheCallWaits)
@@ -240,17 +205,13 @@ TEST_F(TransportTest, CallbackArrivesOnAnIpcThreadWhileTheCallWaits)
         r.WriteInt32(d.ReadInt32() * 2);
         return IPC_OK;
     });
-    MessageParcel data;
     MessageParcel reply;
-    MessageOption option;
-    data.WriteRemoteObject(callback);
-    data.WriteInt32(21);
-    ASSERT_EQ(root->SendRequest(CALL_BACK, data, reply, option), IPC_OK);
+    ASSERT_EQ(Send(root, CALL_BACK, reply, [&](MessageParcel& p) { p.WriteRemoteObject(callback); p.WriteInt32(21); }),
+        IPC_OK);
     EXPECT_EQ(reply.ReadInt32(), IPC_OK);
     EXPECT_EQ(reply.ReadInt32(), 42);
     EXPECT_FALSE(ranOnCaller.load());
     EXPECT_EQ(callbackConnection.load(), IpcConnectionOf(root)->GetId());
-    IpcConnectionOf(root)->Close();
 }
 
 TEST_F(TransportTest, SameObjectSentTwiceGivesTheSameProxyAndIsReleasedAtTheEnd)
@@ -262,14 +223,10 @@ TEST_F(TransportTest, SameObjectSentTwiceGivesTheSameProxyAndIsReleasedAtTheEnd)
     sptr<IRemoteObject> callback =
         new FnStub([](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) { return IPC_OK; }, &destroyed);
     for (int i = 0; i < 2; ++i) {
-        MessageParcel data;
-        MessageParcel reply;
-        MessageOption option;
-        data.WriteRemoteObject(callback);
-        ASSERT_EQ(root->SendRequest(KEEP, data, reply, option), IPC_OK);
+        ASSERT_EQ(Send(root, KEEP, [&](MessageParcel& p) { p.WriteRemoteObject(callback); }), IPC_OK);
     }
     {
-        std::lock_guard<std::mutex> lock(keptMutex_);
+        std::lock_guard<std::mutex> lock(mutex_);
         ASSERT_EQ(kept_.size(), 2u);
         EXPECT_EQ(kept_[0], kept_[1]);
     }
@@ -277,47 +234,36 @@ TEST_F(TransportTest, SameObjectSentTwiceGivesTheSameProxyAndIsReleasedAtTheEnd)
     callback = nullptr; // the server's proxy keeps the object alive
     EXPECT_FALSE(destroyed.load());
 
-    MessageParcel data;
-    MessageParcel reply;
-    MessageOption option;
-    ASSERT_EQ(root->SendRequest(DROP_KEPT, data, reply, option), IPC_OK);
+    ASSERT_EQ(Send(root, DROP_KEPT), IPC_OK);
     EXPECT_TRUE(WaitFor([&] { return connection->GetExportedObjectCount() == 0; }));
     EXPECT_TRUE(WaitFor([&] { return destroyed.load(); }));
-    connection->Close();
 }
 
 TEST_F(TransportTest, ServerObjectGoesToTheClientAndComesBackAsItself)
 {
     sptr<IRemoteObject> root = Connect();
     ASSERT_NE(root, nullptr);
-    MessageParcel data;
-    MessageParcel reply;
-    MessageOption option;
-    ASSERT_EQ(root->SendRequest(MAKE_OBJECT, data, reply, option), IPC_OK);
-    sptr<IRemoteObject> made = reply.ReadRemoteObject();
+    sptr<IRemoteObject> made;
+    {
+        MessageParcel reply; // parcels hold their objects too
+        ASSERT_EQ(Send(root, MAKE_OBJECT, reply), IPC_OK);
+        made = reply.ReadRemoteObject();
+    }
     ASSERT_NE(made, nullptr);
     EXPECT_TRUE(made->IsProxyObject());
-
-    MessageParcel call;
     MessageParcel answer;
-    ASSERT_EQ(made->SendRequest(0, call, answer, option), IPC_OK);
+    ASSERT_EQ(Send(made, 0, answer), IPC_OK);
     EXPECT_EQ(answer.ReadInt32(), 77);
-
-    MessageParcel back;
     MessageParcel verdict;
-    back.WriteRemoteObject(made);
-    ASSERT_EQ(root->SendRequest(IS_MINE, back, verdict, option), IPC_OK);
+    ASSERT_EQ(Send(root, IS_MINE, verdict, [&](MessageParcel& p) { p.WriteRemoteObject(made); }), IPC_OK);
     EXPECT_TRUE(verdict.ReadBool());
 
     // Dropping the client's proxy releases the server's object; the root stays.
     auto serverSide = server_.GetConnections().at(0);
     EXPECT_EQ(serverSide->GetExportedObjectCount(), 2u);
     made = nullptr;
-    reply.ClearAll(); // parcels hold their objects too
-    back.ClearAll();
     EXPECT_TRUE(WaitFor([&] { return serverSide->GetExportedObjectCount() == 1; }));
     EXPECT_TRUE(WaitFor([&] { return madeDestroyed_.load(); }));
-    IpcConnectionOf(root)->Close();
 }
 
 TEST_F(TransportTest, ProxyOfAnotherConnectionCannotBeForwarded)
@@ -326,13 +272,7 @@ TEST_F(TransportTest, ProxyOfAnotherConnectionCannotBeForwarded)
     sptr<IRemoteObject> second = Connect();
     ASSERT_NE(first, nullptr);
     ASSERT_NE(second, nullptr);
-    MessageParcel data;
-    MessageParcel reply;
-    MessageOption option;
-    data.WriteRemoteObject(first);
-    EXPECT_EQ(second->SendRequest(KEEP, data, reply, option), IPC_ERR_INVALID_DATA);
-    IpcConnectionOf(first)->Close();
-    IpcConnectionOf(second)->Close();
+    EXPECT_EQ(Send(second, KEEP, [&](MessageParcel& p) { p.WriteRemoteObject(first); }), IPC_ERR_INVALID_DATA);
 }
 
 TEST_F(TransportTest, ManyThreadsShareOneConnection)
@@ -346,13 +286,10 @@ TEST_F(TransportTest, ManyThreadsShareOneConnection)
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < kCallsEach; ++i) {
-                MessageParcel data;
                 MessageParcel reply;
-                MessageOption option;
-                data.WriteString(std::to_string(t));
-                data.WriteInt32(i);
-                if (root->SendRequest(ECHO, data, reply, option) == IPC_OK &&
-                    reply.ReadString() == std::to_string(t) + "!" && reply.ReadInt32() == i + 1) {
+                auto fill = [&](MessageParcel& p) { p.WriteString(std::to_string(t)); p.WriteInt32(i); };
+                if (Send(root, ECHO, reply, fill) == IPC_OK && reply.ReadString() == std::to_string(t) + "!" &&
+                    reply.ReadInt32() == i + 1) {
                     good++;
                 }
             }
@@ -362,7 +299,6 @@ TEST_F(TransportTest, ManyThreadsShareOneConnection)
         thread.join();
     }
     EXPECT_EQ(good.load(), kThreads * kCallsEach);
-    IpcConnectionOf(root)->Close();
 }
 
 } // namespace
