@@ -1,5 +1,3 @@
-#include <vector>
-
 #include "addon_exports.h"
 
 namespace NavInfoTest {
@@ -16,6 +14,30 @@ napi_value ThrowTestError(napi_env env, const std::string& message)
     return nullptr;
 }
 
+napi_value Js(napi_env env, bool value)
+{
+    napi_value out = nullptr;
+    napi_get_boolean(env, value, &out);
+    return out;
+}
+
+napi_value Js(napi_env env, const std::string& value)
+{
+    napi_value out = nullptr;
+    napi_create_string_utf8(env, value.data(), value.size(), &out);
+    return out;
+}
+
+napi_value Object(napi_env env, std::initializer_list<std::pair<const char*, napi_value>> properties)
+{
+    napi_value out = nullptr;
+    napi_create_object(env, &out);
+    for (const auto& [name, value] : properties) {
+        napi_set_named_property(env, out, name, value);
+    }
+    return out;
+}
+
 } // namespace NavInfoTest
 
 namespace {
@@ -24,13 +46,9 @@ napi_value Init(napi_env env, napi_value exports)
 {
     std::vector<napi_property_descriptor> descriptors;
     for (const auto& entry : NavInfoTest::AddonExports()) {
-        descriptors.push_back({entry.name, nullptr, entry.callback, nullptr, nullptr, nullptr,
-            static_cast<napi_property_attributes>(napi_enumerable), nullptr});
+        descriptors.push_back({entry.name, nullptr, entry.callback, nullptr, nullptr, nullptr, napi_enumerable, nullptr});
     }
-    if (napi_define_properties(env, exports, descriptors.size(), descriptors.data()) != napi_ok) {
-        return nullptr;
-    }
-    return exports;
+    return napi_define_properties(env, exports, descriptors.size(), descriptors.data()) == napi_ok ? exports : nullptr;
 }
 
 } // namespace

@@ -1,10 +1,13 @@
-// Log capture for JavaScript tests: while capturing, every message that passes
-// the level is kept instead of written, with the module's prefix split into
-// file, line and function.
+// Log capture for JavaScript tests:
+//   captureLogs(level = 3)  keep every message that passes the level (3 debug
+//                           .. 7 fatal) instead of writing it;
+//   takeLogs()              the kept messages since the last call, oldest first,
+//                           { level, domain, tag, message } and, split from the
+//                           module's "[file:line]func# " prefix, file, line,
+//                           func and text;
+//   stopLogCapture()        write again, at the warn level.
 #include <mutex>
 #include <regex>
-#include <string>
-#include <vector>
 
 #include "addon_exports.h"
 #include "hilog/log_control.h"
@@ -12,59 +15,42 @@
 namespace NavInfoTest {
 namespace {
 
+using OHOS::HiviewDFX::LogRecord;
+
 std::mutex g_logMutex;
-std::vector<OHOS::HiviewDFX::LogRecord> g_logs;
+std::vector<LogRecord> g_logs;
 
-napi_value MakeString(napi_env env, const std::string& text)
-{
-    napi_value value = nullptr;
-    napi_create_string_utf8(env, text.data(), text.size(), &value);
-    return value;
-}
-
-napi_value MakeNumber(napi_env env, double number)
-{
-    napi_value value = nullptr;
-    napi_create_double(env, number, &value);
-    return value;
-}
-
-// captureLogs(level = 3): start capturing at that level (3 debug .. 7 fatal).
-napi_value CaptureLogs(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(captureLogs)
 {
     size_t argc = 1;
-    napi_value argv[1] = {nullptr};
-    napi_get_cb_info(env, info, &argc, argv, nullptr, nullptr);
-    int32_t level = LOG_DEBUG;
-    if (argc > 0 && napi_get_value_int32(env, argv[0], &level) != napi_ok) {
+    napi_value level = nullptr;
+    int32_t number = LOG_DEBUG;
+    napi_get_cb_info(env, info, &argc, &level, nullptr, nullptr);
+    if (argc > 0 && napi_get_value_int32(env, level, &number) != napi_ok) {
         return ThrowTestError(env, "captureLogs(level): level must be a number");
     }
     {
         std::lock_guard<std::mutex> lock(g_logMutex);
         g_logs.clear();
     }
-    OHOS::HiviewDFX::SetLogLevel(level);
-    OHOS::HiviewDFX::SetLogSink([](const OHOS::HiviewDFX::LogRecord& record) {
+    OHOS::HiviewDFX::SetLogLevel(number);
+    OHOS::HiviewDFX::SetLogSink([](const LogRecord& record) {
         std::lock_guard<std::mutex> lock(g_logMutex);
         g_logs.push_back(record);
     });
     return nullptr;
 }
 
-// stopLogCapture(): back to the output and the warn level.
-napi_value StopLogCapture(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(stopLogCapture)
 {
     OHOS::HiviewDFX::SetLogSink(nullptr);
     OHOS::HiviewDFX::SetLogLevel(LOG_WARN);
     return nullptr;
 }
 
-// takeLogs(): the captured messages since the last call, oldest first, each
-// { level, domain, tag, message, text, file, line, func } where text is the
-// message after the "[file:line]func# " prefix.
-napi_value TakeLogs(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(takeLogs)
 {
-    std::vector<OHOS::HiviewDFX::LogRecord> logs;
+    std::vector<LogRecord> logs;
     {
         std::lock_guard<std::mutex> lock(g_logMutex);
         logs.swap(g_logs);
@@ -73,19 +59,15 @@ napi_value TakeLogs(napi_env env, napi_callback_info info)
     napi_value array = nullptr;
     napi_create_array_with_length(env, logs.size(), &array);
     for (size_t i = 0; i < logs.size(); ++i) {
-        const auto& record = logs[i];
-        napi_value entry = nullptr;
-        napi_create_object(env, &entry);
-        napi_set_named_property(env, entry, "level", MakeNumber(env, record.level));
-        napi_set_named_property(env, entry, "domain", MakeNumber(env, record.domain));
-        napi_set_named_property(env, entry, "tag", MakeString(env, record.tag));
-        napi_set_named_property(env, entry, "message", MakeString(env, record.message));
+        const LogRecord& r = logs[i];
+        napi_value entry = Object(env, {{"level", Js(env, r.level)}, {"domain", Js(env, r.domain)},
+            {"tag", Js(env, r.tag)}, {"message", Js(env, r.message)}});
         std::smatch match;
-        if (std::regex_match(record.message, match, prefix)) {
-            napi_set_named_property(env, entry, "file", MakeString(env, match[1].str()));
-            napi_set_named_property(env, entry, "line", MakeNumber(env, std::stod(match[2].str())));
-            napi_set_named_property(env, entry, "func", MakeString(env, match[3].str()));
-            napi_set_named_property(env, entry, "text", MakeString(env, match[4].str()));
+        if (std::regex_match(r.message, match, prefix)) {
+            napi_set_named_property(env, entry, "file", Js(env, match[1].str()));
+            napi_set_named_property(env, entry, "line", Js(env, std::stod(match[2].str())));
+            napi_set_named_property(env, entry, "func", Js(env, match[3].str()));
+            napi_set_named_property(env, entry, "text", Js(env, match[4].str()));
         }
         napi_set_element(env, array, static_cast<uint32_t>(i), entry);
     }
@@ -93,9 +75,4 @@ napi_value TakeLogs(napi_env env, napi_callback_info info)
 }
 
 } // namespace
-
-TEST_ADDON_EXPORT("captureLogs", CaptureLogs);
-TEST_ADDON_EXPORT("stopLogCapture", StopLogCapture);
-TEST_ADDON_EXPORT("takeLogs", TakeLogs);
-
 } // namespace NavInfoTest

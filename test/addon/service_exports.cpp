@@ -1,57 +1,174 @@
-// JavaScript exports of the client library's test hooks (nav_info_test_hooks.h).
-// Operation names are those of TestHooks::OperationName, e.g. "queryNavigationInfo".
-#include <node_api.h>
-
-#include <map>
-#include <string>
-
+// JavaScript exports of the client library's test hooks (nav_info_test_hooks.h),
+// with the navigation records as plain objects of the same field names.
+// Operations are named as TestHooks::OperationName does, e.g. "queryNavigationInfo".
 #include "addon_exports.h"
+#include "napi_common_want.h"
 #include "nav_info_test_hooks.h"
-#include "record_js.h"
 
 namespace NavInfoTest {
 namespace {
 
 namespace Hooks = OHOS::NavigationInfoService::TestHooks;
-using Hooks::Operation;
+using namespace OHOS::NavigationInfoService;
+using OHOS::AAFwk::WantParams;
 
-constexpr size_t MAX_ARGS = 3;
+#define LOCATION_FIELDS(F) F(name) F(coordType) F(longitude) F(latitude) F(altitude)
+#define STATUS_FIELDS(F)                                                                                     \
+    F(status) F(naviType) F(destLocation) F(passPoint) F(routeIndex) F(customData) F(theme) F(routePreference) \
+    F(updateTime)
+#define METADATA_FIELDS(F)                                                                                  \
+    F(naviTurnMode) F(segmentLeftDis) F(currentRoadName) F(nextRoadName) F(intersectionView) F(viewWidth)   \
+    F(viewHeight) F(trafficLane) F(cameraSpeedLimitValid) F(cameraSpeedLimit) F(naviSpeedLimitValid)        \
+    F(naviSpeedLimit) F(currentSpeed) F(naviBearing) F(totalLeftDis) F(remainingTime) F(customData)
+#define RESULT_FIELDS(F) F(code) F(message) F(data)
 
-struct Args {
-    size_t count = MAX_ARGS;
-    napi_value values[MAX_ARGS] = {};
-};
+// To JavaScript: numbers, booleans, strings, want parameters, arrays, records.
+napi_value ToJs(napi_env env, const Location& record);
+napi_value ToJs(napi_env env, const NavigationStatus& record);
+napi_value ToJs(napi_env env, const NavigationMetadata& record);
+napi_value ToJs(napi_env env, const ResultData& record);
 
-bool GetArgs(napi_env env, napi_callback_info info, size_t required, Args& args)
+napi_value ToJs(napi_env env, const WantParams& params)
 {
-    if (napi_get_cb_info(env, info, &args.count, args.values, nullptr, nullptr) != napi_ok) {
-        return false;
-    }
-    if (args.count < required) {
-        ThrowTestError(env, "expected " + std::to_string(required) + " argument(s)");
-        return false;
-    }
-    return true;
+    return OHOS::AppExecFwk::WrapWantParams(env, params);
 }
 
-bool ReadOperation(napi_env env, napi_value value, Operation& op)
+template <typename T>
+napi_value ToJs(napi_env env, const T& value)
 {
-    std::string name;
-    if (!ReadString(env, value, "operation name", name)) {
-        return false;
-    }
-    if (!Hooks::OperationFromName(name, op)) {
-        ThrowTestError(env, "unknown operation: " + name);
-        return false;
-    }
-    return true;
+    return Js(env, value);
 }
 
-napi_value Undefined(napi_env env)
+template <typename T>
+napi_value ToJs(napi_env env, const std::vector<T>& values)
 {
     napi_value out = nullptr;
-    napi_get_undefined(env, &out);
+    napi_create_array_with_length(env, values.size(), &out);
+    for (size_t i = 0; i < values.size(); ++i) {
+        napi_set_element(env, out, static_cast<uint32_t>(i), ToJs(env, values[i]));
+    }
     return out;
+}
+
+// From JavaScript: false when the value has the wrong type.
+bool FromJs(napi_env env, napi_value value, Location& record);
+bool FromJs(napi_env env, napi_value value, NavigationStatus& record);
+bool FromJs(napi_env env, napi_value value, NavigationMetadata& record);
+bool FromJs(napi_env env, napi_value value, ResultData& record);
+
+bool FromJs(napi_env env, napi_value value, bool& out)
+{
+    return napi_get_value_bool(env, value, &out) == napi_ok;
+}
+
+bool FromJs(napi_env env, napi_value value, std::string& out)
+{
+    size_t length = 0;
+    if (napi_get_value_string_utf8(env, value, nullptr, 0, &length) != napi_ok) {
+        return false;
+    }
+    std::string text(length + 1, '\0');
+    napi_get_value_string_utf8(env, value, text.data(), text.size(), &length);
+    out.assign(text.data(), length);
+    return true;
+}
+
+// undefined and null are empty parameters.
+bool FromJs(napi_env env, napi_value value, WantParams& out)
+{
+    napi_valuetype type = napi_undefined;
+    napi_typeof(env, value, &type);
+    return type == napi_undefined || type == napi_null || OHOS::AppExecFwk::UnwrapWantParams(env, value, out);
+}
+
+bool FromJs(napi_env env, napi_value value, Hooks::Operation& op)
+{
+    std::string name;
+    return FromJs(env, value, name) && Hooks::OperationFromName(name, op);
+}
+
+template <typename T> // numbers and enumerations
+bool FromJs(napi_env env, napi_value value, T& out)
+{
+    double number = 0;
+    if (napi_get_value_double(env, value, &number) != napi_ok) {
+        return false;
+    }
+    out = static_cast<T>(number);
+    return true;
+}
+
+template <typename T>
+bool FromJs(napi_env env, napi_value value, std::vector<T>& out)
+{
+    uint32_t length = 0;
+    if (napi_get_array_length(env, value, &length) != napi_ok) {
+        return false;
+    }
+    out.assign(length, T{});
+    for (uint32_t i = 0; i < length; ++i) {
+        napi_value element = nullptr;
+        if (napi_get_element(env, value, i, &element) != napi_ok || !FromJs(env, element, out[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Reads object[name] into out unless it is undefined; a TypeError names a field of the wrong type.
+template <typename T>
+bool Field(napi_env env, napi_value object, const char* name, T& out)
+{
+    napi_value value = nullptr;
+    napi_valuetype type = napi_undefined;
+    if (napi_get_named_property(env, object, name, &value) != napi_ok || napi_typeof(env, value, &type) != napi_ok) {
+        return false;
+    }
+    if (type == napi_undefined || FromJs(env, value, out)) {
+        return true;
+    }
+    napi_throw_type_error(env, nullptr, (std::string(name) + " has the wrong type").c_str());
+    return false;
+}
+
+#define TO_JS_FIELD(field) napi_set_named_property(env, out, #field, ToJs(env, record.field));
+#define FROM_JS_FIELD(field) &&Field(env, value, #field, record.field)
+#define RECORD_CONVERSION(Type, FIELDS)                         \
+    napi_value ToJs(napi_env env, const Type& record)           \
+    {                                                           \
+        napi_value out = nullptr;                               \
+        napi_create_object(env, &out);                          \
+        FIELDS(TO_JS_FIELD)                                     \
+        return out;                                             \
+    }                                                           \
+    bool FromJs(napi_env env, napi_value value, Type& record)   \
+    {                                                           \
+        return true FIELDS(FROM_JS_FIELD);                      \
+    }
+
+RECORD_CONVERSION(Location, LOCATION_FIELDS)
+RECORD_CONVERSION(NavigationStatus, STATUS_FIELDS)
+RECORD_CONVERSION(NavigationMetadata, METADATA_FIELDS)
+RECORD_CONVERSION(ResultData, RESULT_FIELDS)
+
+// Reads the arguments into out...; missing ones are undefined.
+template <typename... T>
+bool Args(napi_env env, napi_callback_info info, T&... out)
+{
+    napi_value argv[sizeof...(T) + 1] = {};
+    size_t argc = sizeof...(T);
+    if (napi_get_cb_info(env, info, &argc, argv, nullptr, nullptr) != napi_ok) {
+        return false;
+    }
+    size_t i = 0;
+    auto read = [&](auto& value) {
+        if (FromJs(env, argv[i++], value)) {
+            return true;
+        }
+        ThrowTestError(env, "argument " + std::to_string(i) + " has the wrong type");
+        return false;
+    };
+    return (read(out) && ...);
 }
 
 napi_value Null(napi_env env)
@@ -61,283 +178,98 @@ napi_value Null(napi_env env)
     return out;
 }
 
-napi_value Number(napi_env env, double value)
+TEST_ADDON_EXPORT(forceResult) // (op, code)
 {
-    napi_value out = nullptr;
-    napi_create_double(env, value, &out);
-    return out;
-}
-
-// forceResult(opName, code)
-napi_value ForceResult(napi_env env, napi_callback_info info)
-{
-    Args args;
-    Operation op;
-    int64_t code = 0;
-    if (!GetArgs(env, info, 2, args) || !ReadOperation(env, args.values[0], op) ||
-        !ReadInt64(env, args.values[1], "code", code)) {
-        return nullptr;
+    Hooks::Operation op;
+    int32_t code = 0;
+    if (Args(env, info, op, code)) {
+        Hooks::ForceResult(op, code);
     }
-    Hooks::ForceResult(op, static_cast<int32_t>(code));
-    return Undefined(env);
+    return nullptr;
 }
 
-napi_value ClearForcedResults(napi_env env, napi_callback_info)
+TEST_ADDON_EXPORT(clearForcedResults)
 {
     Hooks::ClearForcedResults();
-    return Undefined(env);
+    return nullptr;
 }
 
-// callCount(opName) -> number
-napi_value CallCount(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(callCount) // (op)
 {
-    Args args;
-    Operation op;
-    if (!GetArgs(env, info, 1, args) || !ReadOperation(env, args.values[0], op)) {
-        return nullptr;
-    }
-    return Number(env, static_cast<double>(Hooks::CallCount(op)));
+    Hooks::Operation op;
+    return Args(env, info, op) ? Js(env, Hooks::CallCount(op)) : nullptr;
 }
 
-napi_value ResetCounts(napi_env env, napi_callback_info)
+TEST_ADDON_EXPORT(resetCounts)
 {
     Hooks::ResetCounts();
-    return Undefined(env);
+    return nullptr;
 }
 
-// lastStatus() -> status object | null
-napi_value LastStatus(napi_env env, napi_callback_info)
+TEST_ADDON_EXPORT(lastStatus) // status | null
 {
-    OHOS::NavigationInfoService::NavigationStatus status;
-    return Hooks::LastStatus(status) ? StatusToJs(env, status) : Null(env);
+    NavigationStatus status;
+    return Hooks::LastStatus(status) ? ToJs(env, status) : Null(env);
 }
 
-// lastMetadata() -> metadata object | null
-napi_value LastMetadata(napi_env env, napi_callback_info)
+TEST_ADDON_EXPORT(lastMetadata) // metadata | null
 {
-    OHOS::NavigationInfoService::NavigationMetadata metadata;
-    return Hooks::LastMetadata(metadata) ? MetadataToJs(env, metadata) : Null(env);
+    NavigationMetadata metadata;
+    return Hooks::LastMetadata(metadata) ? ToJs(env, metadata) : Null(env);
 }
 
-// lastRequest(opName) -> {bundleName, type, params} | null
-napi_value LastRequest(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(lastRequest) // (op) -> {bundleName, type, params} | null
 {
-    Args args;
-    Operation op;
-    if (!GetArgs(env, info, 1, args) || !ReadOperation(env, args.values[0], op)) {
-        return nullptr;
-    }
-    Hooks::RequestRecord record;
-    if (!Hooks::LastRequest(op, record)) {
+    Hooks::Operation op;
+    Hooks::RequestRecord r;
+    if (!Args(env, info, op) || !Hooks::LastRequest(op, r)) {
         return Null(env);
     }
-    napi_value out = nullptr;
-    napi_value bundle = nullptr;
-    napi_create_object(env, &out);
-    napi_create_string_utf8(env, record.bundleName.data(), record.bundleName.size(), &bundle);
-    napi_set_named_property(env, out, "bundleName", bundle);
-    napi_set_named_property(env, out, "type", Number(env, record.type));
-    napi_set_named_property(env, out, "params", ParamsToJs(env, record.params));
-    return out;
+    return Object(env,
+        {{"bundleName", Js(env, r.bundleName)}, {"type", Js(env, r.type)}, {"params", ToJs(env, r.params)}});
 }
 
-// setBundleName(name)
-napi_value SetBundleName(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(fireStatusChanged) // (bundle, status) -> listeners called
 {
-    Args args;
-    std::string name;
-    if (!GetArgs(env, info, 1, args) || !ReadString(env, args.values[0], "bundle name", name)) {
-        return nullptr;
-    }
-    Hooks::SetBundleName(name);
-    return Undefined(env);
-}
-
-bool ReadFlag(napi_env env, napi_value object, const char* name, bool& out)
-{
-    napi_value value = nullptr;
-    napi_valuetype type;
-    if (napi_get_named_property(env, object, name, &value) != napi_ok || napi_typeof(env, value, &type) != napi_ok) {
-        return false;
-    }
-    if (type == napi_undefined) {
-        out = false;
-        return true;
-    }
-    if (type != napi_boolean) {
-        ThrowTestError(env, std::string(name) + " must be a boolean");
-        return false;
-    }
-    return napi_get_value_bool(env, value, &out) == napi_ok;
-}
-
-// setPolicy('allowAll') or setPolicy({bundle: {systemApp, permission}}): unlisted bundles are denied.
-napi_value SetPolicy(napi_env env, napi_callback_info info)
-{
-    Args args;
-    if (!GetArgs(env, info, 1, args)) {
-        return nullptr;
-    }
-    napi_valuetype type;
-    napi_typeof(env, args.values[0], &type);
-    if (type == napi_string) {
-        std::string word;
-        if (!ReadString(env, args.values[0], "policy", word)) {
-            return nullptr;
-        }
-        if (word != "allowAll") {
-            return ThrowTestError(env, "the only policy word is 'allowAll'");
-        }
-        Hooks::SetPolicyAllowAll();
-        return Undefined(env);
-    }
-    napi_value names = nullptr;
-    uint32_t count = 0;
-    if (type != napi_object || napi_get_property_names(env, args.values[0], &names) != napi_ok ||
-        napi_get_array_length(env, names, &count) != napi_ok) {
-        return ThrowTestError(env, "policy must be 'allowAll' or {bundle: {systemApp, permission}}");
-    }
-    std::map<std::string, Hooks::BundlePolicy> bundles;
-    for (uint32_t i = 0; i < count; ++i) {
-        napi_value name = nullptr;
-        napi_value rule = nullptr;
-        std::string bundle;
-        napi_valuetype ruleType;
-        if (napi_get_element(env, names, i, &name) != napi_ok || !ReadString(env, name, "bundle name", bundle) ||
-            napi_get_property(env, args.values[0], name, &rule) != napi_ok ||
-            napi_typeof(env, rule, &ruleType) != napi_ok) {
-            return nullptr;
-        }
-        if (ruleType != napi_object) {
-            return ThrowTestError(env, "the rule of " + bundle + " must be {systemApp, permission}");
-        }
-        Hooks::BundlePolicy policy;
-        if (!ReadFlag(env, rule, "systemApp", policy.systemApp) ||
-            !ReadFlag(env, rule, "permission", policy.navigationPermission)) {
-            return nullptr;
-        }
-        bundles[bundle] = policy;
-    }
-    Hooks::SetPolicy(bundles);
-    return Undefined(env);
-}
-
-// setRequestTimeoutMs(ms)
-napi_value SetRequestTimeoutMs(napi_env env, napi_callback_info info)
-{
-    Args args;
-    int64_t ms = 0;
-    if (!GetArgs(env, info, 1, args) || !ReadInt64(env, args.values[0], "milliseconds", ms)) {
-        return nullptr;
-    }
-    Hooks::SetRequestTimeoutMs(ms);
-    return Undefined(env);
-}
-
-napi_value ResetService(napi_env env, napi_callback_info)
-{
-    Hooks::ResetService();
-    return Undefined(env);
-}
-
-// fireStatusChanged(bundle, statusObj) -> listeners called
-napi_value FireStatusChanged(napi_env env, napi_callback_info info)
-{
-    Args args;
     std::string bundle;
-    OHOS::NavigationInfoService::NavigationStatus status;
-    if (!GetArgs(env, info, 2, args) || !ReadString(env, args.values[0], "bundle name", bundle) ||
-        !ReadStatus(env, args.values[1], status)) {
-        return nullptr;
-    }
-    return Number(env, static_cast<double>(Hooks::FireStatusChanged(bundle, status)));
+    NavigationStatus status;
+    return Args(env, info, bundle, status) ? Js(env, Hooks::FireStatusChanged(bundle, status)) : nullptr;
 }
 
-// fireMetadataChanged(bundle, metadataObj) -> listeners called
-napi_value FireMetadataChanged(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(fireQuery) // (type, params?) -> id, or -1 without a system navigation listener
 {
-    Args args;
-    std::string bundle;
-    OHOS::NavigationInfoService::NavigationMetadata metadata;
-    if (!GetArgs(env, info, 2, args) || !ReadString(env, args.values[0], "bundle name", bundle) ||
-        !ReadMetadata(env, args.values[1], metadata)) {
-        return nullptr;
-    }
-    return Number(env, static_cast<double>(Hooks::FireMetadataChanged(bundle, metadata)));
+    int32_t type = 0;
+    WantParams params;
+    return Args(env, info, type, params) ? Js(env, Hooks::FireQuery(type, params)) : nullptr;
 }
 
-template <int64_t (*Fire)(int32_t, const OHOS::AAFwk::WantParams&) noexcept>
-napi_value FireRequest(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(fireCommand) // (type, params?) -> id, or -1
 {
-    Args args;
-    int64_t type = 0;
-    OHOS::AAFwk::WantParams params;
-    if (!GetArgs(env, info, 1, args) || !ReadInt64(env, args.values[0], "type", type) ||
-        (args.count > 1 && !ReadParams(env, args.values[1], params))) {
-        return nullptr;
-    }
-    return Number(env, static_cast<double>(Fire(static_cast<int32_t>(type), params)));
+    int32_t type = 0;
+    WantParams params;
+    return Args(env, info, type, params) ? Js(env, Hooks::FireCommand(type, params)) : nullptr;
 }
 
-// fireQuery(type, paramsObj?) -> id, or -1 without a registered system navigation listener
-napi_value FireQuery(napi_env env, napi_callback_info info)
-{
-    return FireRequest<Hooks::FireQuery>(env, info);
-}
-
-// fireCommand(type, paramsObj?) -> id, or -1
-napi_value FireCommand(napi_env env, napi_callback_info info)
-{
-    return FireRequest<Hooks::FireCommand>(env, info);
-}
-
-// takeAnswers() -> [{id, code, message, data}]
-napi_value TakeAnswers(napi_env env, napi_callback_info)
+TEST_ADDON_EXPORT(takeAnswers) // -> [{id, code, message, data}]
 {
     auto answers = Hooks::TakeAnswers();
     napi_value out = nullptr;
     napi_create_array_with_length(env, answers.size(), &out);
     for (size_t i = 0; i < answers.size(); ++i) {
-        napi_value answer = ResultDataToJs(env, answers[i].data);
-        napi_set_named_property(env, answer, "id", Number(env, static_cast<double>(answers[i].id)));
+        napi_value answer = ToJs(env, answers[i].data);
+        napi_set_named_property(env, answer, "id", Js(env, answers[i].id));
         napi_set_element(env, out, static_cast<uint32_t>(i), answer);
     }
     return out;
 }
 
-// callLastCallbackTwice(opName, first, second) -> false when that operation kept no callback
-napi_value CallLastCallbackTwice(napi_env env, napi_callback_info info)
+TEST_ADDON_EXPORT(callLastCallbackTwice) // (op, first, second) -> false when op kept no callback
 {
-    Args args;
-    Operation op;
-    OHOS::NavigationInfoService::ResultData first;
-    OHOS::NavigationInfoService::ResultData second;
-    if (!GetArgs(env, info, 3, args) || !ReadOperation(env, args.values[0], op) ||
-        !ReadResultData(env, args.values[1], first) || !ReadResultData(env, args.values[2], second)) {
-        return nullptr;
-    }
-    napi_value out = nullptr;
-    napi_get_boolean(env, Hooks::CallLastCallbackTwice(op, first, second), &out);
-    return out;
+    Hooks::Operation op;
+    ResultData first;
+    ResultData second;
+    return Args(env, info, op, first, second) ? Js(env, Hooks::CallLastCallbackTwice(op, first, second)) : nullptr;
 }
-
-TEST_ADDON_EXPORT("forceResult", ForceResult);
-TEST_ADDON_EXPORT("clearForcedResults", ClearForcedResults);
-TEST_ADDON_EXPORT("callCount", CallCount);
-TEST_ADDON_EXPORT("resetCounts", ResetCounts);
-TEST_ADDON_EXPORT("lastStatus", LastStatus);
-TEST_ADDON_EXPORT("lastMetadata", LastMetadata);
-TEST_ADDON_EXPORT("lastRequest", LastRequest);
-TEST_ADDON_EXPORT("setBundleName", SetBundleName);
-TEST_ADDON_EXPORT("setPolicy", SetPolicy);
-TEST_ADDON_EXPORT("setRequestTimeoutMs", SetRequestTimeoutMs);
-TEST_ADDON_EXPORT("resetService", ResetService);
-TEST_ADDON_EXPORT("fireStatusChanged", FireStatusChanged);
-TEST_ADDON_EXPORT("fireMetadataChanged", FireMetadataChanged);
-TEST_ADDON_EXPORT("fireQuery", FireQuery);
-TEST_ADDON_EXPORT("fireCommand", FireCommand);
-TEST_ADDON_EXPORT("takeAnswers", TakeAnswers);
-TEST_ADDON_EXPORT("callLastCallbackTwice", CallLastCallbackTwice);
 
 } // namespace
 } // namespace NavInfoTest
