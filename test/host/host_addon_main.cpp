@@ -3,20 +3,32 @@
 
 namespace HostTest {
 
-napi_value Throw(napi_env env, const char* message)
+std::vector<Export>& Exports()
+{
+    static std::vector<Export> exports;
+    return exports;
+}
+
+bool Fail(napi_env env, const char* message)
 {
     napi_throw_error(env, nullptr, message);
-    return nullptr;
+    return false;
 }
 
-bool GetArgs(napi_env env, napi_callback_info info, size_t* argc, napi_value* argv)
+bool Uints(napi_env env, napi_callback_info info, const std::vector<uint32_t*>& out)
 {
-    return napi_get_cb_info(env, info, argc, argv, nullptr, nullptr) == napi_ok;
-}
-
-bool GetUint32(napi_env env, napi_value value, uint32_t* result)
-{
-    return napi_get_value_uint32(env, value, result) == napi_ok;
+    napi_value argv[4] = {};
+    size_t argc = 4;
+    if (napi_get_cb_info(env, info, &argc, argv, nullptr, nullptr) != napi_ok || argc < out.size()) {
+        return Fail(env, "too few arguments");
+    }
+    size_t i = 0;
+    for (uint32_t* value : out) {
+        if (napi_get_value_uint32(env, argv[i++], value) != napi_ok) {
+            return Fail(env, "an argument is not a number");
+        }
+    }
+    return true;
 }
 
 napi_value MakeInt(napi_env env, int64_t value)
@@ -26,45 +38,28 @@ napi_value MakeInt(napi_env env, int64_t value)
     return result;
 }
 
-bool SetInt(napi_env env, napi_value object, const char* key, int64_t value)
+napi_value Ints(napi_env env, std::initializer_list<std::pair<const char*, int64_t>> properties)
 {
-    return napi_set_named_property(env, object, key, MakeInt(env, value)) == napi_ok;
-}
-
-void DefineExports(napi_env env, napi_value exports, const Export* list, size_t count)
-{
-    for (size_t i = 0; i < count; ++i) {
-        napi_value fn = nullptr;
-        if (napi_create_function(env, list[i].name, NAPI_AUTO_LENGTH, list[i].callback, nullptr, &fn) == napi_ok) {
-            napi_set_named_property(env, exports, list[i].name, fn);
-        }
+    napi_value object = nullptr;
+    napi_create_object(env, &object);
+    for (const auto& [name, value] : properties) {
+        napi_set_named_property(env, object, name, MakeInt(env, value));
     }
+    return object;
 }
 
 } // namespace HostTest
 
-namespace {
-
-// The statuses the tests compare with, by name.
-napi_value MakeStatusTable(napi_env env)
-{
-    napi_value table = nullptr;
-    napi_create_object(env, &table);
-    HostTest::SetInt(env, table, "ok", napi_ok);
-    HostTest::SetInt(env, table, "invalidArg", napi_invalid_arg);
-    HostTest::SetInt(env, table, "genericFailure", napi_generic_failure);
-    HostTest::SetInt(env, table, "queueFull", napi_queue_full);
-    HostTest::SetInt(env, table, "closing", napi_closing);
-    return table;
-}
-
-} // namespace
-
 NAPI_MODULE_INIT()
 {
-    HostTest::DefineNullReceiverProbe(env, exports);
-    HostTest::DefineAsyncWorkProbe(env, exports);
-    HostTest::DefineTsfnProbe(env, exports);
-    napi_set_named_property(env, exports, "status", MakeStatusTable(env));
+    for (const auto& entry : HostTest::Exports()) {
+        napi_value fn = nullptr;
+        if (napi_create_function(env, entry.name, NAPI_AUTO_LENGTH, entry.callback, nullptr, &fn) == napi_ok) {
+            napi_set_named_property(env, exports, entry.name, fn);
+        }
+    }
+    // The statuses the tests compare with, by name.
+    napi_set_named_property(env, exports, "status",
+        HostTest::Ints(env, {{"ok", napi_ok}, {"invalidArg", napi_invalid_arg}, {"closing", napi_closing}}));
     return exports;
 }

@@ -6,103 +6,53 @@
 const { describe, test } = require('node:test');
 const assert = require('node:assert/strict');
 const path = require('node:path');
-const { spawnSync } = require('node:child_process');
 const { Worker } = require('node:worker_threads');
+const paths = require('./support/paths');
+const { sleep } = require('./support/wait');
+const { runScript } = require('./support/child');
 
-const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(__dirname, '..', '..', 'build');
-const addonPath = path.join(buildDir, 'lib', 'napi_host_test_addon.node');
+const addonPath = path.join(paths.libDir, 'napi_host_test_addon.node');
 const addon = require(addonPath);
 const S = addon.status;
+const DONE = { queueStatus: S.ok, completeStatus: S.ok, executed: true };
 
-const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
-
-// Runs source in a child Node process that finds the addon through
-// NAPI_HOST_ADDON. A child that does not end by itself is killed at the
-// deadline and reported as timedOut, so a hang fails instead of hanging.
-function runChild(source, timeoutMs = 10000) {
-  const started = Date.now();
-  const result = spawnSync(process.execPath, ['-e', source], {
-    encoding: 'utf8',
-    timeout: timeoutMs,
-    env: { ...process.env, NAPI_HOST_ADDON: addonPath },
-  });
-  return {
-    status: result.status,
-    timedOut: Boolean(result.error && result.error.code === 'ETIMEDOUT'),
-    stdout: result.stdout,
-    stderr: result.stderr,
-    elapsedMs: Date.now() - started,
-  };
-}
+// Runs source in a child Node process that has the addon as `addon`; a child
+// that does not end by itself is killed at the deadline and reported timedOut.
+const runChild = (source, timeoutMs = 10000) => runScript(
+  `const addon = require(${JSON.stringify(addonPath)});\n${source}`, { timeoutMs });
 
 // A Worker that loads the addon as `addon` and runs body.
-function startWorker(body) {
-  return new Worker(
-    `const { parentPort } = require('node:worker_threads');
-     const addon = require(${JSON.stringify(addonPath)});
-     ${body}`,
-    { eval: true });
-}
+const startWorker = (body) => new Worker(`const { parentPort } = require('node:worker_threads');
+  const addon = require(${JSON.stringify(addonPath)});
+  ${body}`, { eval: true });
 
 const firstMessage = (worker) => new Promise((resolve, reject) => {
   worker.once('message', resolve);
   worker.once('error', reject);
 });
-
 const exitOf = (worker) => new Promise((resolve) => worker.once('exit', resolve));
 
-describe('napi_call_function with a null receiver', () => {
-  test('a strict-mode function is called with undefined as this and gets its arguments', () => {
-    const seen = addon.callWithNullReceiver(function (...args) {
-      return { self: this, args };
-    }, 1, 'two');
-    assert.equal(seen.self, undefined);
-    assert.deepEqual(seen.args, [1, 'two']);
-  });
-
-  test('a sloppy-mode function sees globalThis, as for any undefined receiver', () => {
-    const self = addon.callWithNullReceiver(new Function('return this;'));
-    assert.equal(self, globalThis);
-  });
-
-  test('a given receiver passes through unchanged', () => {
-    const receiver = { name: 'receiver' };
-    assert.equal(addon.callWithReceiver(function () { return this; }, receiver), receiver);
-    assert.equal(addon.callWithReceiver(function () { return this; }, 42), 42);
-  });
-
-  test('an exception thrown by the function reaches the caller', () => {
-    assert.throws(() => addon.callWithNullReceiver(() => { throw new RangeError('from js'); }),
-      { name: 'RangeError', message: 'from js' });
-  });
+test('napi_call_function: a null receiver is undefined to strict code, globalThis to sloppy code', () => {
+  const seen = addon.callWithNullReceiver(function (...args) { return { self: this, args }; }, 1, 'two');
+  assert.deepEqual(seen, { self: undefined, args: [1, 'two'] });
+  assert.equal(addon.callWithNullReceiver(new Function('return this;')), globalThis);
+  const receiver = { name: 'receiver' };
+  assert.equal(addon.callWithReceiver(function () { return this; }, receiver), receiver);
+  assert.equal(addon.callWithReceiver(function () { return this; }, 42), 42);
+  assert.throws(() => addon.callWithNullReceiver(() => { throw new RangeError('from js'); }),
+    { name: 'RangeError', message: 'from js' });
 });
 
 describe('async works queued from any thread', () => {
-  test('a work queued from a native thread runs and completes on the JS thread', async () => {
-    const result = await addon.queueFromThread(50);
-    assert.deepEqual(result, { queueStatus: S.ok, completeStatus: S.ok, executed: true });
+  test('works queued from native threads, many at once, or on the JS thread run and complete', async () => {
+    const results = await Promise.all([addon.queueOnLoop(),
+      ...Array.from({ length: 40 }, (_, i) => addon.queueFromThread(i % 7))]);
+    for (const result of results) assert.deepEqual(result, DONE);
   });
 
-  test('a work queued on the JS thread runs as before', async () => {
-    const result = await addon.queueOnLoop();
-    assert.deepEqual(result, { queueStatus: S.ok, completeStatus: S.ok, executed: true });
-  });
-
-  test('many works queued from many threads at once all complete', async () => {
-    const results = await Promise.all(Array.from({ length: 40 }, (_, i) => addon.queueFromThread(i % 7)));
-    for (const result of results) {
-      assert.deepEqual(result, { queueStatus: S.ok, completeStatus: S.ok, executed: true });
-    }
-  });
-
-  test('a work created and deleted without being queued', () => {
+  test('a work never queued is deleted; one never created is refused from any thread', () => {
     assert.deepEqual(addon.createAndDeleteWork(), { create: S.ok, delete: S.ok });
-  });
-
-  test('queueing a work that was never created fails, from any thread', () => {
-    addon.createAndDeleteWork(); // the environment is known to napi_host
-    assert.deepEqual(addon.queueUnknownWork(),
-      { fromThread: S.invalidArg, here: S.invalidArg, nullWork: S.invalidArg });
+    assert.deepEqual(addon.queueUnknownWork(), { fromThread: S.invalidArg, here: S.invalidArg, nullWork: S.invalidArg });
   });
 
   test('queueing a work of a terminated Worker fails without touching it', async () => {
@@ -120,72 +70,34 @@ describe('async works queued from any thread', () => {
     await firstMessage(ending);
     const keepingExit = exitOf(keeping);
     assert.equal(await exitOf(ending), 0);
-    const stillRunning = await Promise.race([keepingExit.then(() => false), sleep(500).then(() => true)]);
-    assert.equal(stillRunning, true);
+    assert.equal(await Promise.race([keepingExit.then(() => false), sleep(500).then(() => true)]), true);
     await keeping.terminate();
   });
 });
 
-describe('process lifetime', () => {
-  test('a script awaiting an answer queued from another thread after 300 ms stays alive for it', () => {
-    const child = runChild(`
-      const addon = require(process.env.NAPI_HOST_ADDON);
-      addon.queueFromThread(300).then((r) => console.log(JSON.stringify(r)));`);
-    assert.equal(child.timedOut, false, child.stderr);
-    assert.equal(child.status, 0, child.stderr);
-    assert.deepEqual(JSON.parse(child.stdout), { queueStatus: S.ok, completeStatus: S.ok, executed: true });
-    assert.ok(child.elapsedMs >= 300, `ended after ${child.elapsedMs} ms`);
-  });
-
-  test('a script that created and deleted a work exits by itself', () => {
-    const child = runChild(`
-      const addon = require(process.env.NAPI_HOST_ADDON);
-      console.log(JSON.stringify(addon.createAndDeleteWork()));`);
-    assert.equal(child.timedOut, false, 'the process did not end by itself');
-    assert.equal(child.status, 0, child.stderr);
-  });
-
-  test('a script whose work is deleted later exits once it is deleted', () => {
-    const child = runChild(`
-      const addon = require(process.env.NAPI_HOST_ADDON);
-      const id = addon.createWork();
-      setTimeout(() => console.log(addon.deleteWork(id)), 200);`);
-    assert.equal(child.timedOut, false, 'the process did not end by itself');
-    assert.equal(child.status, 0, child.stderr);
-    assert.equal(child.stdout.trim(), String(S.ok));
-  });
-
-  test('a script with a work that is never deleted stays alive', () => {
-    const child = runChild(`
-      const addon = require(process.env.NAPI_HOST_ADDON);
-      addon.createWork();
-      console.log('created');`, 3000);
-    assert.equal(child.stdout.trim(), 'created', child.stderr);
-    assert.equal(child.timedOut, true, `exited with ${child.status} while a work was outstanding`);
-  });
-
-  test('a script with only a thread-safe function exits by itself', () => {
-    const child = runChild(`
-      const addon = require(process.env.NAPI_HOST_ADDON);
-      addon.createTsfn(() => {});`);
-    assert.equal(child.timedOut, false, 'the process did not end by itself');
-    assert.equal(child.status, 0, child.stderr);
-  });
-
-  test('a listening script keeps itself alive with a timer and gets every value', () => {
-    const child = runChild(`
-      const addon = require(process.env.NAPI_HOST_ADDON);
-      const values = [];
+test('process lifetime: outstanding works keep a script alive, thread-safe functions do not', () => {
+  const cases = [
+    ['awaits an answer queued from another thread after 300 ms',
+      'addon.queueFromThread(300).then((r) => console.log(JSON.stringify(r)));', true, JSON.stringify(DONE)],
+    ['created and deleted a work', 'addon.createAndDeleteWork(); console.log("end");', true, 'end'],
+    ['deletes its work later', 'const id = addon.createWork(); setTimeout(() => console.log(addon.deleteWork(id)), 200);',
+      true, String(S.ok)],
+    ['never deletes its work', 'addon.createWork(); console.log("created");', false, 'created'],
+    ['has only a thread-safe function', 'addon.createTsfn(() => {}); console.log("end");', true, 'end'],
+    ['listens with a timer of its own', `const values = [];
       const keepAlive = setInterval(() => {}, 1000);
       const id = addon.createTsfn((value) => {
         values.push(value);
         if (values.length === 3) { clearInterval(keepAlive); console.log(JSON.stringify(values)); }
       });
-      addon.sendFromThread(id, 3, 100);`);
-    assert.equal(child.timedOut, false, 'the process did not end by itself');
-    assert.equal(child.status, 0, child.stderr);
-    assert.deepEqual(JSON.parse(child.stdout), [0, 1, 2]);
-  });
+      addon.sendFromThread(id, 3, 100);`, true, '[0,1,2]'],
+  ];
+  for (const [name, source, exits, stdout] of cases) {
+    const child = runChild(source, exits ? 10000 : 3000);
+    assert.equal(child.stdout.trim(), stdout, `${name}: ${child.stderr}`);
+    assert.equal(child.timedOut, !exits, `a script that ${name} ${exits ? 'did not end' : 'ended'}`);
+    if (exits) assert.equal(child.status, 0, child.stderr);
+  }
 });
 
 describe('thread-safe functions', () => {
@@ -243,10 +155,9 @@ describe('thread-safe functions', () => {
     // In a child: if a caller stayed blocked, the Worker's teardown would hang.
     const child = runChild(`
       const { Worker } = require('node:worker_threads');
-      const addon = require(process.env.NAPI_HOST_ADDON);
       const worker = new Worker(\`
         const { parentPort } = require('node:worker_threads');
-        const addon = require(process.env.NAPI_HOST_ADDON);
+        const addon = require(${JSON.stringify(addonPath)});
         parentPort.postMessage(addon.createTsfn(() => {}, 2));
         for (;;) {}\`, { eval: true });
       worker.once('message', async (id) => {
