@@ -91,20 +91,6 @@ test('a listener without a usable function: failure report, then deliveries end 
   system.unregisterNavigationStatusListener(BUNDLE);
 });
 
-test('argument errors and non-string bundle names', () => {
-  assert.throws(() => system.getNavigationStatus(),
-    { message: 'assertion (argCount > 0) failed: Wrong number of arguments' });
-  assert.throws(() => system.registerNavigationStatusListener({ onStatusChanged() {} }),
-    { message: 'assertion (argc > ARGC_INIT1) failed: Wrong number of arguments' });
-  assert.throws(() => system.registerNavigationMetadataListener({ onMetadataChanged() {} }),
-    { message: 'assertion (argc > ARGC_INIT1) failed: Wrong number of arguments' });
-  assert.throws(() => system.unregisterNavigationStatusListener(),
-    { message: 'assertion (argCount > 0) failed: Wrong number of arguments' });
-  assert.throws(() => system.unregisterNavigationMetadataListener(),
-    { message: 'assertion (argCount > 0) failed: Wrong number of arguments' });
-  assert.throws(() => system.getNavigationStatus(42), { message: 'A string was expected' });
-});
-
 test('a Worker has its own controller and its listener runs on the Worker', async () => {
   const worker = new Worker(`
     const { parentPort, threadId, workerData } = require('node:worker_threads');

@@ -45,25 +45,23 @@ test('fixed exports cannot be replaced', () => {
   assert.equal(Reflect.deleteProperty(nav, 'QueryType'), false);
 });
 
-test('numeric enumerations: members and values in order', () => {
-  assert.deepEqual(Object.entries(nav.LocationCoordType), [['GCJ02', 0], ['WGS84', 1]]);
-  assert.deepEqual(Object.entries(nav.MapStatus),
-    [['IDLE', 0], ['NAVIGATION', 1], ['CRUISE', 2], ['POI', 3], ['ROUTE', 4], ['UNAVAILABLE', 5]]);
-  assert.deepEqual(Object.entries(nav.NaviType), [['DRIVING', 0], ['MOTORCYCLE', 1], ['CYCLING', 2], ['WALKING', 3]]);
-  assert.deepEqual(Object.entries(nav.ThemeType), [['LIGHT', 0], ['DARK', 1]]);
-  assert.deepEqual(Object.entries(nav.RoutePreference), [['INTELLIGENT_RECOMMENDATION', 0], ['HIGHWAY_FIRST', 1],
-    ['AVOID_HIGHWAY', 2], ['AVOID_CONGESTION', 3], ['LESS_CHARGE', 4], ['MAIN_ROAD_FIRST', 5], ['TIME_FIRST', 6]]);
-});
-
-test('kind enumerations carry the kind names', () => {
-  assert.deepEqual(Object.entries(nav.QueryType),
-    [['NAVIGATION_STATUS', 'navigationStatus'], ['NAVIGATION_METADATA', 'navigationMetadata']]);
-  assert.deepEqual(Object.entries(nav.CommandType), [
-    ['START_NAVIGATION', 'startNavigation'], ['STOP_NAVIGATION', 'stopNavigation'], ['GO_HOME', 'goHome'],
-    ['GO_TO_COMPANY', 'goToCompany'], ['START_MAP_LAYER', 'startMapLayer'], ['STOP_MAP_LAYER', 'stopMapLayer'],
-    ['ZOOM_IN_MAP', 'zoomInMap'], ['ZOOM_OUT_MAP', 'zoomOutMap'], ['CHANGE_THEME', 'changeTheme'],
-    ['START_UPDATE_NAVIGATION_STATUS', 'startUpdateNavigationStatus'],
-    ['STOP_UPDATE_NAVIGATION_STATUS', 'stopUpdateNavigationStatus']]);
+test('enumerations: members and values in order; the kinds carry their names', () => {
+  const entries = Object.fromEntries(ENUMS.map((name) => [name, Object.entries(nav[name])]));
+  assert.deepEqual(entries, {
+    LocationCoordType: [['GCJ02', 0], ['WGS84', 1]],
+    MapStatus: [['IDLE', 0], ['NAVIGATION', 1], ['CRUISE', 2], ['POI', 3], ['ROUTE', 4], ['UNAVAILABLE', 5]],
+    NaviType: [['DRIVING', 0], ['MOTORCYCLE', 1], ['CYCLING', 2], ['WALKING', 3]],
+    ThemeType: [['LIGHT', 0], ['DARK', 1]],
+    QueryType: [['NAVIGATION_STATUS', 'navigationStatus'], ['NAVIGATION_METADATA', 'navigationMetadata']],
+    CommandType: [
+      ['START_NAVIGATION', 'startNavigation'], ['STOP_NAVIGATION', 'stopNavigation'], ['GO_HOME', 'goHome'],
+      ['GO_TO_COMPANY', 'goToCompany'], ['START_MAP_LAYER', 'startMapLayer'], ['STOP_MAP_LAYER', 'stopMapLayer'],
+      ['ZOOM_IN_MAP', 'zoomInMap'], ['ZOOM_OUT_MAP', 'zoomOutMap'], ['CHANGE_THEME', 'changeTheme'],
+      ['START_UPDATE_NAVIGATION_STATUS', 'startUpdateNavigationStatus'],
+      ['STOP_UPDATE_NAVIGATION_STATUS', 'stopUpdateNavigationStatus']],
+    RoutePreference: [['INTELLIGENT_RECOMMENDATION', 0], ['HIGHWAY_FIRST', 1], ['AVOID_HIGHWAY', 2],
+      ['AVOID_CONGESTION', 3], ['LESS_CHARGE', 4], ['MAIN_ROAD_FIRST', 5], ['TIME_FIRST', 6]],
+  });
 });
 
 test('every enumeration read makes a new, ordinary object', () => {

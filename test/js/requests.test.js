@@ -72,15 +72,6 @@ test('requests the service refuses are settled by the module with the result', a
     { code: 1001, message: 'Invalid argument', data: {} });
 });
 
-test('argument errors make no promise', () => {
-  assert.throws(() => system.queryNavigationInfo(BUNDLE, 'navigationStatus'),
-    { message: 'assertion (argc > ARGC_INIT2) failed: Wrong number of arguments' });
-  assert.throws(() => system.sendNavigationCmd(BUNDLE),
-    { message: 'assertion (argc > ARGC_INIT2) failed: Wrong number of arguments' });
-  assert.throws(() => controller.registerSystemNavigationListener(),
-    { message: 'assertion (argc > 0) failed: Wrong number of arguments' });
-});
-
 test('the newest system navigation listener answers', async () => {
   listen(async () => ({ code: 1 }));
   listen(async () => ({ code: 2 }));

@@ -56,14 +56,24 @@ test('the result is logged after the throw', (t) => {
   assert.equal(line.func, 'JsGetNavigationStatus');
 });
 
-test('argument errors make no client call', () => {
+test('argument errors throw without a code and make no client call', () => {
   addon.resetCounts();
-  assert.throws(() => controller.updateNavigationStatus());
-  assert.throws(() => controller.updateNavigationMetadata());
-  assert.throws(() => controller.registerSystemNavigationListener());
-  assert.throws(() => system.getNavigationStatus());
-  assert.throws(() => system.registerNavigationStatusListener({}));
-  assert.throws(() => system.queryNavigationInfo(BUNDLE, 'navigationStatus'));
+  const cases = [
+    [() => controller.updateNavigationStatus(), 'argc > 0'],
+    [() => controller.updateNavigationMetadata(), 'argc > 0'],
+    [() => controller.registerSystemNavigationListener(), 'argc > 0'],
+    [() => system.getNavigationStatus(), 'argCount > 0'],
+    [() => system.registerNavigationStatusListener({ onStatusChanged() {} }), 'argc > ARGC_INIT1'],
+    [() => system.registerNavigationMetadataListener({ onMetadataChanged() {} }), 'argc > ARGC_INIT1'],
+    [() => system.unregisterNavigationStatusListener(), 'argCount > 0'],
+    [() => system.unregisterNavigationMetadataListener(), 'argCount > 0'],
+    [() => system.queryNavigationInfo(BUNDLE, 'navigationStatus'), 'argc > ARGC_INIT2'],
+    [() => system.sendNavigationCmd(BUNDLE), 'argc > ARGC_INIT2'],
+  ];
+  for (const [call, condition] of cases) {
+    assert.throws(call, (e) => e.code === undefined &&
+      e.message === `assertion (${condition}) failed: Wrong number of arguments`, String(call));
+  }
   for (const op of Object.keys(CALLS)) assert.equal(addon.callCount(op), 0, op);
 });
 
