@@ -17,17 +17,17 @@ struct Tracked : public RefBase {
     Tracked(const Tracked& other) = default;
     ~Tracked() override { deaths_->fetch_add(1); }
     void OnFirstStrongRef(const void*) override { firstRefs++; }
-    void OnLastStrongRef(const void*) override { lastRefs++; }
     std::atomic<int>* deaths_;
     int firstRefs = 0;
-    int lastRefs = 0;
 };
 
-TEST(RefBaseTest, LastStrongReferenceDeletesOnce)
+TEST(RefBaseTest, LastStrongReferenceDeletesOnceAndWeakOnesPromoteOnlyUntilThen)
 {
     std::atomic<int> deaths{0};
+    wptr<Tracked> weak;
     {
         sptr<Tracked> a = new Tracked(&deaths);
+        weak = a;
         EXPECT_EQ(a->GetSptrRefCount(), 1);
         sptr<Tracked> b = a;
         sptr<Tracked> c = std::move(b);
@@ -35,10 +35,15 @@ TEST(RefBaseTest, LastStrongReferenceDeletesOnce)
         EXPECT_EQ(a->GetSptrRefCount(), 2);
         EXPECT_EQ(a->firstRefs, 1);
         c = nullptr;
+        sptr<Tracked> promoted = weak.promote();
+        ASSERT_EQ(promoted, a);
+        EXPECT_EQ(a->GetSptrRefCount(), 2);
+        promoted = nullptr;
         EXPECT_EQ(a->GetSptrRefCount(), 1);
         EXPECT_EQ(deaths.load(), 0);
     }
     EXPECT_EQ(deaths.load(), 1);
+    EXPECT_EQ(weak.promote(), nullptr);
 }
 
 TEST(RefBaseTest, CopyIsIndependentlyCounted)
@@ -55,21 +60,6 @@ TEST(RefBaseTest, CopyIsIndependentlyCounted)
     EXPECT_EQ(original->GetSptrRefCount(), 1);
     Tracked onStack(*original); // a copy never held strongly frees its counter with itself
     EXPECT_EQ(onStack.GetSptrRefCount(), 0);
-}
-
-TEST(RefBaseTest, WeakReferencePromotesOnlyWhileAlive)
-{
-    std::atomic<int> deaths{0};
-    wptr<Tracked> weak;
-    {
-        sptr<Tracked> strong = new Tracked(&deaths);
-        weak = strong;
-        sptr<Tracked> promoted = weak.promote();
-        ASSERT_NE(promoted, nullptr);
-        EXPECT_EQ(promoted->GetSptrRefCount(), 2);
-    }
-    EXPECT_EQ(deaths.load(), 1);
-    EXPECT_EQ(weak.promote(), nullptr);
 }
 
 TEST(RefBaseTest, ConcurrentCopiesAndReleases)

@@ -4,26 +4,17 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <future>
-#include <mutex>
 #include <thread>
 
-#include "ipc_client.h"
-#include "ipc_errors.h"
-#include "ipc_server.h"
-#include "ipc_skeleton.h"
-#include "ipc_test_util.h"
+#include "transport_fixture.h"
 
 namespace OHOS {
 namespace {
 
 using namespace IpcTest;
 using IpcWire::FrameType;
-
-constexpr uint32_t kPing = 1;
-constexpr uint32_t kBlock = 2;
-constexpr uint32_t kKeep = 3;
+using TransportFailureTest = TransportFixture;
 
 class Recipient : public IRemoteObject::DeathRecipient {
 public:
@@ -36,72 +27,10 @@ public:
     std::atomic<IRemoteObject*> deadObject{nullptr};
 };
 
-class TransportFailureTest : public testing::Test {
-protected:
-    void SetUp() override { path_ = dir_.File("svc.sock"); }
-    void TearDown() override
-    {
-        Unblock();
-        server_.Stop();
-    }
-
-    // kPing answers 1234 and the connection's label; kBlock waits for
-    // Unblock(); kKeep keeps the object sent.
-    void StartServer(IpcServerOptions options = {})
-    {
-        root_ = new FnStub([this](uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption&) {
-            std::unique_lock<std::mutex> lock(mutex_);
-            if (code == kBlock) {
-                blocked_ = true;
-                changed_.notify_all();
-                changed_.wait(lock, [this] { return released_; });
-            } else if (code == kKeep) {
-                kept_ = data.ReadRemoteObject();
-            } else {
-                auto attribute = IPCSkeleton::GetCallingConnectionAttribute();
-                reply.WriteInt32(1234);
-                reply.WriteString(attribute ? *static_cast<std::string*>(attribute.get()) : "");
-            }
-            return IPC_OK;
-        });
-        ASSERT_EQ(server_.Start(path_, root_, std::move(options)), IPC_OK);
-    }
-
-    void Unblock()
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        released_ = true;
-        changed_.notify_all();
-    }
-
-    bool WaitBlocked()
-    {
-        std::unique_lock<std::mutex> lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(3), [this] { return blocked_; });
-    }
-
-    static int Ping(const sptr<IRemoteObject>& root)
-    {
-        MessageParcel reply;
-        int status = Send(root, kPing, reply);
-        return status == IPC_OK && reply.ReadInt32() != 1234 ? IPC_ERR_INVALID_DATA : status;
-    }
-
-    TempDir dir_;
-    std::string path_;
-    sptr<IRemoteObject> root_;
-    IpcServer server_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool blocked_ = false;
-    bool released_ = false;
-    sptr<IRemoteObject> kept_;
-};
-
 TEST_F(TransportFailureTest, ClientLearnsOfServerDeathOnce)
 {
     StartServer();
-    sptr<IRemoteObject> root = IpcConnect(path_);
+    sptr<IRemoteObject> root = Connect();
     ASSERT_NE(root, nullptr);
     sptr<Recipient> recipient = new Recipient();
     sptr<Recipient> removed = new Recipient();
@@ -129,14 +58,14 @@ TEST_F(TransportFailureTest, ServerLearnsOfClientDeathAndDropsItsObjects)
     std::atomic<bool> callbackDestroyed{false};
     sptr<IRemoteObject> callback =
         new FnStub([](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) { return IPC_OK; }, &callbackDestroyed);
-    ASSERT_EQ(Send(root, kKeep, [&](MessageParcel& p) { p.WriteRemoteObject(callback); }), IPC_OK);
+    ASSERT_EQ(Send(root, KEEP, [&](MessageParcel& p) { p.WriteRemoteObject(callback); }), IPC_OK);
     callback = nullptr; // only the server's proxy keeps it now
 
     sptr<Recipient> recipient = new Recipient();
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        ASSERT_NE(kept_, nullptr);
-        ASSERT_TRUE(kept_->AddDeathRecipient(recipient));
+        ASSERT_EQ(kept_.size(), 1u);
+        ASSERT_TRUE(kept_[0]->AddDeathRecipient(recipient));
     }
     auto clientConnection = IpcConnectionOf(root);
     EXPECT_EQ(clientConnection->GetExportedObjectCount(), 1u);
@@ -151,13 +80,13 @@ TEST_F(TransportFailureTest, ServerLearnsOfClientDeathAndDropsItsObjects)
 TEST_F(TransportFailureTest, WaitingSenderIsWokenWhenTheConnectionDies)
 {
     StartServer();
-    sptr<IRemoteObject> root = IpcConnect(path_);
+    sptr<IRemoteObject> root = Connect();
     ASSERT_NE(root, nullptr);
     auto call = std::async(std::launch::async, [&] {
         MessageParcel reply;
         MessageOption option;
         option.SetWaitTime(30);
-        return Send(root, kBlock, reply, nullptr, option);
+        return Send(root, BLOCK, reply, nullptr, option);
     });
     ASSERT_TRUE(WaitBlocked());
     server_.GetConnections().at(0)->Close(); // the server side hangs up
@@ -168,16 +97,15 @@ TEST_F(TransportFailureTest, WaitingSenderIsWokenWhenTheConnectionDies)
 TEST_F(TransportFailureTest, SlowReplyTimesOutAndTheConnectionStaysUsable)
 {
     StartServer();
-    sptr<IRemoteObject> root = IpcConnect(path_);
+    sptr<IRemoteObject> root = Connect();
     ASSERT_NE(root, nullptr);
     MessageParcel reply;
     MessageOption option;
     option.SetWaitTimeMs(100);
-    EXPECT_EQ(Send(root, kBlock, reply, nullptr, option), IPC_ERR_TIMED_OUT);
+    EXPECT_EQ(Send(root, BLOCK, reply, nullptr, option), IPC_ERR_TIMED_OUT);
     Unblock(); // the late reply arrives and is dropped
     EXPECT_EQ(Ping(root), IPC_OK);
     EXPECT_TRUE(IpcConnectionOf(root)->IsAlive());
-    IpcConnectionOf(root)->Close();
 }
 
 TEST_F(TransportFailureTest, HandshakeRefusesOrLabelsTheConnection)
@@ -218,7 +146,7 @@ TEST_F(TransportFailureTest, HandshakeRefusesOrLabelsTheConnection)
         ASSERT_EQ(root != nullptr, c.expected == IPC_OK);
         if (root != nullptr) {
             MessageParcel reply;
-            ASSERT_EQ(Send(root, kPing, reply), IPC_OK);
+            ASSERT_EQ(Send(root, PING, reply), IPC_OK);
             EXPECT_EQ(reply.ReadInt32(), 1234);
             EXPECT_EQ(reply.ReadString(), "verified:com.example.maps");
             IpcConnectionOf(root)->Close();
@@ -237,7 +165,7 @@ TEST_F(TransportFailureTest, RawClientSpeakingTheProtocolGetsAnswers)
     StartServer();
     int fd = RawConnect(path_);
     ASSERT_GE(fd, 0);
-    ASSERT_TRUE(SendAll(fd, Join({HelloFrame(), Frame(FrameType::TRANSACTION, 1, 0, kPing)})));
+    ASSERT_TRUE(SendAll(fd, Join({HelloFrame(), Frame(FrameType::TRANSACTION, 1, 0, PING)})));
     std::vector<IpcWire::Frame> frames = ReadFrames(fd, 2);
     ASSERT_EQ(frames.size(), 2u);
     EXPECT_EQ(frames[0].header.type, FrameType::HELLO_ACK);
@@ -253,21 +181,21 @@ TEST_F(TransportFailureTest, RawClientSpeakingTheProtocolGetsAnswers)
 TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
 {
     StartServer();
-    sptr<IRemoteObject> good = IpcConnect(path_);
+    sptr<IRemoteObject> good = Connect();
     ASSERT_NE(good, nullptr);
 
-    std::vector<uint8_t> hugeHeader = Frame(FrameType::TRANSACTION, 1, 0, kPing);
+    std::vector<uint8_t> hugeHeader = Frame(FrameType::TRANSACTION, 1, 0, PING);
     hugeHeader[24] = 0xFC; // payload size 0xFFFFFFFC
     hugeHeader[25] = hugeHeader[26] = hugeHeader[27] = 0xFF;
     std::vector<uint8_t> badObject =
-        Frame(FrameType::TRANSACTION, 1, 0, kPing, {}, {{IpcWire::ObjectKind::SENDER_HANDLE, 1}});
+        Frame(FrameType::TRANSACTION, 1, 0, PING, {}, {{IpcWire::ObjectKind::SENDER_HANDLE, 1}});
     badObject[kFrameHeaderSize] = 9;
     const struct {
         const char* name;
         std::vector<uint8_t> bytes;
     } cases[] = {
         {"text garbage", {'G', 'E', 'T', ' ', '/', '\r', '\n'}},
-        {"transaction before hello", Frame(FrameType::TRANSACTION, 1, 0, kPing)},
+        {"transaction before hello", Frame(FrameType::TRANSACTION, 1, 0, PING)},
         {"hello twice", Join({HelloFrame(), HelloFrame()})},
         {"oversized length", Join({HelloFrame(), hugeHeader})},
         {"unknown object kind", Join({HelloFrame(), badObject})},
@@ -276,7 +204,7 @@ TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
         {"reply never asked for", Join({HelloFrame(), Frame(FrameType::REPLY, 5, 0, 0)})},
         {"release of unknown handle", Join({HelloFrame(), Frame(FrameType::RELEASE, 0, 77, 1)})},
         {"handing back a handle never exported",
-            Join({HelloFrame(), Frame(FrameType::TRANSACTION, 1, 0, kPing, {}, {{IpcWire::ObjectKind::RECEIVER_HANDLE, 55}})})},
+            Join({HelloFrame(), Frame(FrameType::TRANSACTION, 1, 0, PING, {}, {{IpcWire::ObjectKind::RECEIVER_HANDLE, 55}})})},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -288,7 +216,7 @@ TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
         EXPECT_EQ(Ping(good), IPC_OK);
     }
     // A frame cut anywhere, then a hang-up, is harmless too.
-    std::vector<uint8_t> call = Frame(FrameType::TRANSACTION, 1, 0, kPing, {1, 2, 3, 4});
+    std::vector<uint8_t> call = Frame(FrameType::TRANSACTION, 1, 0, PING, {1, 2, 3, 4});
     for (size_t cut = 1; cut < call.size(); cut += 7) {
         int fd = RawConnect(path_);
         ASSERT_GE(fd, 0);
@@ -297,7 +225,6 @@ TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
     }
     EXPECT_EQ(Ping(good), IPC_OK);
     EXPECT_TRUE(WaitFor([&] { return server_.GetConnectionCount() == 1; }));
-    IpcConnectionOf(good)->Close();
 }
 
 TEST_F(TransportFailureTest, TransactionsBeyondTheLimitAreAnsweredBusy)
@@ -308,7 +235,7 @@ TEST_F(TransportFailureTest, TransactionsBeyondTheLimitAreAnsweredBusy)
     constexpr size_t kExtra = 3;
     std::vector<uint8_t> bytes = HelloFrame();
     for (uint64_t id = 1; id <= kMaxOutstandingSyncTransactions + kExtra; ++id) {
-        bytes = Join({bytes, Frame(FrameType::TRANSACTION, id, 0, kBlock)});
+        bytes = Join({bytes, Frame(FrameType::TRANSACTION, id, 0, BLOCK)});
     }
     ASSERT_TRUE(SendAll(fd, bytes));
     std::vector<IpcWire::Frame> early = ReadFrames(fd, 1 + kExtra);

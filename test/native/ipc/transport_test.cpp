@@ -4,135 +4,20 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 #include <vector>
 
-#include "ipc_client.h"
-#include "ipc_errors.h"
 #include "ipc_object_proxy.h"
-#include "ipc_server.h"
-#include "ipc_skeleton.h"
-#include "ipc_test_util.h"
+#include "transport_fixture.h"
 
 namespace OHOS {
 namespace {
 
-using IpcTest::FnStub;
-using IpcTest::Send;
-using IpcTest::WaitFor;
+using namespace IpcTest;
 
-enum Code : uint32_t { ECHO = 1, WHO, CALL_BACK, KEEP, DROP_KEPT, MAKE_OBJECT, IS_MINE, THROW, RECORD };
-
-// A server whose root object answers the codes above.
-class TransportTest : public testing::Test {
+class TransportTest : public TransportFixture {
 protected:
-    void SetUp() override
-    {
-        path_ = dir_.File("svc.sock");
-        root_ = new FnStub([this](uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption&) {
-            return OnRoot(code, data, reply);
-        });
-        ASSERT_EQ(server_.Start(path_, root_), IPC_OK);
-    }
-
-    void TearDown() override
-    {
-        for (auto& root : connected_) {
-            IpcConnectionOf(root)->Close();
-        }
-        server_.Stop();
-    }
-
-    int OnRoot(uint32_t code, MessageParcel& data, MessageParcel& reply)
-    {
-        switch (code) {
-            case ECHO: {
-                std::string text;
-                int32_t number = 0;
-                if (!data.ReadString(text) || !data.ReadInt32(number)) {
-                    return IPC_ERR_INVALID_DATA;
-                }
-                reply.WriteString(text + "!");
-                reply.WriteInt32(number + 1);
-                return IPC_OK;
-            }
-            case WHO:
-                reply.WriteInt32(IPCSkeleton::GetCallingPid());
-                reply.WriteUint32(IPCSkeleton::GetCallingUid());
-                reply.WriteUint64(IPCSkeleton::GetCallingConnectionId());
-                reply.WriteBool(IPCSkeleton::IsHandlingTransaction());
-                return IPC_OK;
-            case CALL_BACK: {
-                // Calls the client's object while the client's call waits.
-                sptr<IRemoteObject> callback = data.ReadRemoteObject();
-                int32_t value = data.ReadInt32();
-                if (callback == nullptr || !callback->IsProxyObject()) {
-                    return IPC_ERR_INVALID_DATA;
-                }
-                MessageParcel answer;
-                reply.WriteInt32(Send(callback, 1, answer, [&](MessageParcel& p) { p.WriteInt32(value); }));
-                reply.WriteInt32(answer.ReadInt32());
-                return IPC_OK;
-            }
-            case KEEP: {
-                std::lock_guard<std::mutex> lock(mutex_);
-                kept_.push_back(data.ReadRemoteObject());
-                return kept_.back() != nullptr ? IPC_OK : IPC_ERR_INVALID_DATA;
-            }
-            case DROP_KEPT: {
-                std::vector<sptr<IRemoteObject>> dropped; // released outside the lock
-                std::lock_guard<std::mutex> lock(mutex_);
-                dropped.swap(kept_);
-                return IPC_OK;
-            }
-            case MAKE_OBJECT: {
-                sptr<IRemoteObject> made = new FnStub(
-                    [](uint32_t, MessageParcel&, MessageParcel& r, MessageOption&) { return r.WriteInt32(77) ? 0 : -1; },
-                    &madeDestroyed_);
-                made_ = made.GetRefPtr();
-                reply.WriteRemoteObject(made);
-                return IPC_OK;
-            }
-            case IS_MINE: {
-                sptr<IRemoteObject> object = data.ReadRemoteObject();
-                reply.WriteBool(object != nullptr && object.GetRefPtr() == made_);
-                return IPC_OK;
-            }
-            case THROW:
-                throw std::runtime_error("stub failure");
-            case RECORD: {
-                std::lock_guard<std::mutex> lock(mutex_);
-                recorded_.push_back(data.ReadInt32());
-                return IPC_OK;
-            }
-            default:
-                return IPC_ERR_UNKNOWN_TRANSACTION;
-        }
-    }
-
-    sptr<IRemoteObject> Connect()
-    {
-        int status = -1;
-        sptr<IRemoteObject> root = IpcConnect(path_, {}, &status);
-        EXPECT_EQ(status, IPC_OK);
-        if (root != nullptr) {
-            connected_.push_back(root);
-        }
-        return root;
-    }
-
-    IpcTest::TempDir dir_;
-    std::string path_;
-    sptr<IRemoteObject> root_;
-    IpcServer server_;
-    std::vector<sptr<IRemoteObject>> connected_;
-    std::mutex mutex_; // guards kept_ and recorded_
-    std::vector<sptr<IRemoteObject>> kept_;
-    std::atomic<bool> madeDestroyed_{false};
-    IRemoteObject* made_ = nullptr;
-    std::vector<int32_t> recorded_;
+    void SetUp() override { StartServer(); }
 };
 
 TEST_F(TransportTest, SyncTransactionCarriesDataAndTheStubsStatusBothWays)
