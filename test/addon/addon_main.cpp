@@ -46,7 +46,8 @@ napi_value Init(napi_env env, napi_value exports)
 {
     std::vector<napi_property_descriptor> descriptors;
     for (const auto& entry : NavInfoTest::AddonExports()) {
-        descriptors.push_back({entry.name, nullptr, entry.callback, nullptr, nullptr, nullptr, napi_enumerable, nullptr});
+        descriptors.push_back(
+            {entry.name, nullptr, entry.callback, nullptr, nullptr, nullptr, napi_enumerable, nullptr});
     }
     return napi_define_properties(env, exports, descriptors.size(), descriptors.data()) == napi_ok ? exports : nullptr;
 }

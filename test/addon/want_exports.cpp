@@ -35,8 +35,8 @@ TEST_ADDON_EXPORT(wantRoundTrip)
     if (napi_is_exception_pending(env, &pending) == napi_ok && pending) {
         napi_get_and_clear_last_exception(env, &error);
     }
-    napi_value result =
-        Object(env, {{"ok", Js(env, ok)}, {"text", Js(env, params.ToString())}, {"value", WrapWantParams(env, params)}});
+    napi_value result = Object(env,
+        {{"ok", Js(env, ok)}, {"text", Js(env, params.ToString())}, {"value", WrapWantParams(env, params)}});
     if (error != nullptr) {
         napi_set_named_property(env, result, "error", error);
     }

@@ -9,7 +9,6 @@
 // queueWorkFromThread(id) / queueWorkHere(id)
 //                       status of queueing a kept work from a native thread
 //                       (joined before returning) or from this thread.
-// createAndDeleteWork() { create, delete } statuses, nothing queued.
 // queueUnknownWork()    { fromThread, here, nullWork } statuses for works
 //                       never created.
 #include <atomic>
@@ -173,16 +172,6 @@ HOST_EXPORT(queueWorkHere)
 {
     KeptWork kept {};
     return KeptArg(env, info, &kept) ? HostTest::MakeInt(env, napi_queue_async_work(kept.env, kept.work)) : nullptr;
-}
-
-HOST_EXPORT(createAndDeleteWork)
-{
-    napi_value name = nullptr;
-    napi_async_work work = nullptr;
-    napi_create_string_utf8(env, "napi_host_test.unusedWork", NAPI_AUTO_LENGTH, &name);
-    napi_status created = napi_create_async_work(env, nullptr, name, Nothing, nullptr, nullptr, &work);
-    napi_status deleted = created == napi_ok ? napi_delete_async_work(env, work) : napi_generic_failure;
-    return HostTest::Ints(env, {{"create", created}, {"delete", deleted}});
 }
 
 HOST_EXPORT(queueUnknownWork)

@@ -99,7 +99,8 @@ HOST_EXPORT(createTsfn)
         HostTest::Fail(env, "expected an optional function and an optional queue size");
         return nullptr;
     }
-    napi_value fn = argc >= 1 && napi_typeof(env, argv[0], &type) == napi_ok && type == napi_function ? argv[0] : nullptr;
+    bool isFunction = argc >= 1 && napi_typeof(env, argv[0], &type) == napi_ok && type == napi_function;
+    napi_value fn = isFunction ? argv[0] : nullptr;
     auto counters = std::make_shared<Counters>();
     auto* finalizeData = new std::shared_ptr<Counters>(counters);
     auto finalize = [](napi_env, void* data, void*) {

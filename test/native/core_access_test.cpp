@@ -203,17 +203,6 @@ TEST(CoreValidationTest, KindsOutsideTheirRangeAreInvalidAndTheEdgesAccepted)
     EXPECT_FALSE(f.listener->requests[3].isQuery);
 }
 
-TEST(CoreValidationTest, UnregisteringTwiceIsNotFoundTheSecondTime)
-{
-    Fixture f = MakeFixture(RuleAccessPolicy::AllowAll());
-    CallerInfo sys = MakeCaller("com.sys", 2);
-    ASSERT_EQ(f.core->RegisterNavigationStatusListener(sys, NAV_BUNDLE, new RecordingStatusListener()), 0);
-    EXPECT_EQ(f.core->UnRegisterNavigationStatusListener(sys, NAV_BUNDLE), NAV_INFO_SUCCESS);
-    EXPECT_EQ(f.core->UnRegisterNavigationStatusListener(sys, NAV_BUNDLE), NAV_INFO_ERR_NOT_FOUND);
-    EXPECT_EQ(f.core->UnRegisterSystemNavigationListener(MakeCaller(NAV_BUNDLE, 7)), NAV_INFO_SUCCESS);
-    EXPECT_EQ(f.core->UnRegisterSystemNavigationListener(MakeCaller(NAV_BUNDLE, 7)), NAV_INFO_ERR_NOT_FOUND);
-}
-
 TEST(NavInfoResultTextTest, KnownAndUnknownResults)
 {
     const std::pair<int32_t, const char*> texts[] = {{0, "Success"}, {1001, "Invalid argument"},

@@ -203,8 +203,8 @@ TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
         {"ack from a client", Frame(FrameType::HELLO_ACK, 0, 0, 0)},
         {"reply never asked for", Join({HelloFrame(), Frame(FrameType::REPLY, 5, 0, 0)})},
         {"release of unknown handle", Join({HelloFrame(), Frame(FrameType::RELEASE, 0, 77, 1)})},
-        {"handing back a handle never exported",
-            Join({HelloFrame(), Frame(FrameType::TRANSACTION, 1, 0, PING, {}, {{IpcWire::ObjectKind::RECEIVER_HANDLE, 55}})})},
+        {"handing back a handle never exported", Join({HelloFrame(),
+            Frame(FrameType::TRANSACTION, 1, 0, PING, {}, {{IpcWire::ObjectKind::RECEIVER_HANDLE, 55}})})},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

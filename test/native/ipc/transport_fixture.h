@@ -130,9 +130,10 @@ protected:
                 return IPC_OK;
             }
             case MAKE_OBJECT: {
-                sptr<IRemoteObject> made = new FnStub(
-                    [](uint32_t, MessageParcel&, MessageParcel& r, MessageOption&) { return r.WriteInt32(77) ? 0 : -1; },
-                    &madeDestroyed_);
+                auto answer77 = [](uint32_t, MessageParcel&, MessageParcel& r, MessageOption&) {
+                    return r.WriteInt32(77) ? 0 : -1;
+                };
+                sptr<IRemoteObject> made = new FnStub(answer77, &madeDestroyed_);
                 made_ = made.GetRefPtr();
                 reply.WriteRemoteObject(made);
                 return IPC_OK;
