@@ -14,6 +14,7 @@ CoreOptions CoreOptionsOf(const DaemonConfig& config, std::shared_ptr<WorkerPool
     options.executor = std::move(executor);
     options.policy = config.policy; // null denies everything, like the authenticator
     options.requestTimeout = config.requestTimeout;
+    options.maxOutstandingPerClient = config.maxOutstandingPerClient;
     return options;
 }
 

@@ -32,6 +32,8 @@ struct DaemonConfig {
     std::shared_ptr<const RuleAccessPolicy> policy;
     std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
     size_t listenerThreads = 4;
+    // Outstanding queries and commands per connection (beyond: 1006).
+    size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;
 };
 
 class DaemonService {
