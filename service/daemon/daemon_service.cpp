@@ -34,11 +34,19 @@ DaemonService::~DaemonService()
 
 int DaemonService::Start()
 {
+    stopping_->store(false);
     IpcServerOptions options;
     options.socketMode = config_.socketMode;
     options.authenticator = MakeIdentityAuthenticator(config_.policy);
     std::weak_ptr<NavInfoServiceCore> core = core_;
-    options.onConnectionClosed = [core](const std::shared_ptr<IpcConnection>& connection) {
+    auto stopping = stopping_;
+    options.onConnectionClosed = [core, stopping](const std::shared_ptr<IpcConnection>& connection) {
+        // While stopping, the core must not answer requests 1003 to the
+        // requesters still connected: the service is going away, and each
+        // client answers its own open requests 1002 when its connection ends.
+        if (stopping->load()) {
+            return;
+        }
         if (auto live = core.lock()) {
             DAEMON_LOGI("connection %{public}llu ended", static_cast<unsigned long long>(connection->GetId()));
             live->OnClientGone(connection->GetId());
@@ -54,6 +62,7 @@ int DaemonService::Start()
 
 void DaemonService::Stop()
 {
+    stopping_->store(true);
     server_.Stop();
     // Whatever the closed connections left behind goes now; records too.
     core_->Reset();

@@ -5,7 +5,8 @@
 // Death: when a connection ends for any reason (the client closed it, its
 // process died, it broke the protocol), the core is told OnClientGone(id):
 // its listeners and subscriptions go, requests it sent are dropped, and
-// requests sent to its system navigation listener are answered 1003.
+// requests sent to its system navigation listener are answered 1003 (except
+// while the daemon stops: see Stop).
 //
 // Threads: Start and Stop from one owning thread, never from an IPC thread
 // or a listener call of this service; the getters from any thread.
@@ -14,6 +15,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -47,8 +49,9 @@ public:
 
     // Listens on the socket. IPC_OK or the IpcServer::Start failure.
     int Start();
-    // Closes every connection (each told to the core as gone), removes the
-    // socket file and drops the core's state. Idempotent.
+    // Closes every connection, removes the socket file and drops the core's
+    // state. Requests in flight are not answered by the daemon: every client
+    // answers its own 1002 when its connection ends. Idempotent.
     void Stop();
 
     const std::string& SocketPath() const { return config_.socketPath; }
@@ -60,6 +63,8 @@ private:
     const DaemonConfig config_;
     const std::shared_ptr<WorkerPool> executor_;
     const std::shared_ptr<NavInfoServiceCore> core_;
+    // Set by Stop; read by the connection-closed callback (reader threads).
+    const std::shared_ptr<std::atomic<bool>> stopping_ = std::make_shared<std::atomic<bool>>(false);
     IpcServer server_;
 };
 
