@@ -216,6 +216,18 @@ void ServiceConnector::StartRetryThreadLocked()
 
 void ServiceConnector::RetryMain()
 {
+    try {
+        RetryLoop();
+    } catch (const std::exception& e) {
+        // Out of memory at worst: reconnection stays lazy from here on.
+        CLIENT_LOGE("retry thread stopped: %{public}s", e.what());
+    } catch (...) {
+        CLIENT_LOGE("retry thread stopped");
+    }
+}
+
+void ServiceConnector::RetryLoop()
+{
     std::unique_lock<std::mutex> lock(stateMutex_);
     while (!stopping_) {
         if (!retryWanted_ || service_ != nullptr) {

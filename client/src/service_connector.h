@@ -100,7 +100,9 @@ private:
     ServiceLease Connect(bool waitForTurn);
     // The reader thread of connection `generation` tells us it ended.
     void OnDied(uint64_t generation);
+    // The retry thread: RetryLoop, with no exception leaving the thread.
     void RetryMain();
+    void RetryLoop();
     // stateMutex_ held.
     void NoteFailureLocked(int32_t failure);
     void StartRetryThreadLocked();

@@ -125,6 +125,71 @@ TEST_F(DaemonTest, ARestartedDaemonGetsRegistrationsBackAndOpenRequestsSettle100
     EXPECT_EQ(refused->Count(), 0u);
 }
 
+TEST_F(DaemonTest, EveryRequestSettlesExactlyOnceWhileTheDaemonRestartsUnderLoad)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener();
+    listener->answerAtOnce = [](const HoldingSystemListener::Request& request) {
+        request.callback->Callback(Answer(0, "answer"));
+    };
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+
+    struct Sent {
+        sptr<RecordingCallback> callback;
+        int32_t result;
+    };
+    constexpr int THREADS = 4;
+    constexpr int PER_THREAD = 150;
+    std::vector<std::vector<Sent>> sent(THREADS);
+    std::vector<std::thread> senders;
+    for (int t = 0; t < THREADS; ++t) {
+        senders.emplace_back([&, t] {
+            for (int i = 0; i < PER_THREAD; ++i) {
+                sptr<RecordingCallback> callback = new RecordingCallback();
+                int32_t result = sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, callback);
+                sent[t].push_back({callback, result});
+                std::this_thread::sleep_for(std::chrono::microseconds(500));
+            }
+        });
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(40));
+    StopDaemon();
+    std::this_thread::sleep_for(std::chrono::milliseconds(40));
+    StartDaemon();
+    for (auto& sender : senders) {
+        sender.join();
+    }
+
+    size_t accepted = 0;
+    size_t refused = 0;
+    for (const auto& list : sent) {
+        for (const Sent& s : list) {
+            if (s.result == NAV_INFO_SUCCESS) {
+                ++accepted;
+                ASSERT_TRUE(WaitUntil([&] { return s.callback->Count() >= 1; }));
+                const int32_t code = s.callback->First().code;
+                EXPECT_TRUE(code == 0 || code == NAV_INFO_ERR_SERVICE_UNAVAILABLE) << code;
+            } else {
+                ++refused;
+                // 1003: the requester was back before the navigation client's listener.
+                EXPECT_TRUE(s.result == NAV_INFO_ERR_SERVICE_UNAVAILABLE || s.result == NAV_INFO_ERR_NOT_FOUND)
+                    << s.result;
+            }
+        }
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    for (const auto& list : sent) {
+        for (const Sent& s : list) {
+            EXPECT_EQ(s.callback->Count(), s.result == NAV_INFO_SUCCESS ? 1u : 0u);
+        }
+    }
+    EXPECT_GT(accepted, 0u);
+    EXPECT_EQ(sys->OutstandingRequestCount(), 0u);
+    RecordProperty("accepted", static_cast<int>(accepted));
+    RecordProperty("refused", static_cast<int>(refused));
+}
+
 TEST_F(DaemonTest, AClientWithoutRegistrationsReconnectsOnItsNextCall)
 {
     auto sys = Client(DASH);
