@@ -57,7 +57,7 @@ test('the socket is private by default and --socket-mode widens it; the environm
 
 test('without a policy the daemon refuses every application (1005)', async () => {
   const daemon = await startDaemon(['--socket', tmp.file('nopolicy.sock')], { env: { NAVINFO_POLICY_FILE: '' } });
-  assert.match(daemon.stderr(), /every client will be refused/);
+  await daemon.waitStderr(/every client will be refused/);
   const app = await startApp(daemon.socketPath, 'com.example.dash');
   assert.equal((await app.call('updateStatus', [{ status: 1 }])).error.code, '1005');
   assert.equal((await app.call('getStatus', ['com.example.map'])).error.code, '1005');

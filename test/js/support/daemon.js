@@ -77,6 +77,14 @@ async function startDaemon(args, { env = {}, timeoutMs = 10000 } = {}) {
     child,
     socketPath,
     stderr: () => stderr,
+    // Resolves once stderr matches pattern (its pipe may lag behind stdout's).
+    async waitStderr(pattern, waitTimeoutMs = 5000) {
+      const deadline = Date.now() + waitTimeoutMs;
+      while (!pattern.test(stderr)) {
+        if (Date.now() > deadline) throw new Error(`stderr never matched ${pattern}: ${stderr}`);
+        await new Promise((resolve) => setTimeout(resolve, 10));
+      }
+    },
     exit: () => exitOf(child),
     async stop(signal = 'SIGTERM', stopTimeoutMs = 10000) {
       child.kill(signal);
