@@ -4,13 +4,14 @@
 #include "ipc_errors.h"
 #include "message_option.h"
 #include "message_parcel.h"
+#include "nav_info_errors.h"
 #include "record_marshalling.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
 
-// Sends a one-way transaction; a failure is logged only (see the header).
-void SendOneway(const sptr<IRemoteObject>& remote, uint32_t code, MessageParcel& data)
+// Sends a one-way transaction; a failure is logged (see the header) and returned.
+int SendOneway(const sptr<IRemoteObject>& remote, uint32_t code, MessageParcel& data)
 {
     MessageParcel reply;
     MessageOption option(MessageOption::TF_ASYNC);
@@ -18,6 +19,7 @@ void SendOneway(const sptr<IRemoteObject>& remote, uint32_t code, MessageParcel&
     if (status != IPC_OK) {
         CLIENT_LOGI("one-way call %{public}u not delivered: %{public}d", code, status);
     }
+    return status;
 }
 
 // A local object's own interface of type I, or null.
@@ -108,13 +110,36 @@ void SystemNavigationListenerProxy::SendRequest(uint32_t code, int32_t type, con
         CLIENT_LOGW("request %{public}u not encodable", code);
         return;
     }
-    SendOneway(remote_, code, data);
+    int status = SendOneway(remote_, code, data);
+    data.ClearAll(); // the parcel's reference to the callback object goes before the answer
+    if (status == IPC_ERR_TOO_MANY || status == IPC_ERR_NO_MEMORY) {
+        ResultData answer;
+        answer.code = NAV_INFO_ERR_TOO_MANY_REQUESTS;
+        answer.message = NavInfoResultText(answer.code);
+        callback->Callback(std::move(answer));
+    }
+    // A lost connection is left to the service: it answers NOT_FOUND when it learns.
 }
 
 MapCallbackProxy::MapCallbackProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote)) {}
 
+sptr<IRemoteObject> MapCallbackProxy::AsObject()
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return remote_;
+}
+
 void MapCallbackProxy::Callback(ResultData data)
 {
+    sptr<IRemoteObject> remote;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        remote = std::move(remote_);
+    }
+    if (remote == nullptr) {
+        CLIENT_LOGI("answer %{public}d dropped: the request was answered already", data.code);
+        return;
+    }
     MessageParcel parcel;
     if (!parcel.WriteInterfaceToken(GetDescriptor()) || !Marshalling::WriteResultData(parcel, data)) {
         // The requester must still be answered: an answer over the limits
@@ -127,7 +152,7 @@ void MapCallbackProxy::Callback(ResultData data)
             return;
         }
     }
-    SendOneway(remote_, MAP_CALLBACK, parcel);
+    SendOneway(remote, MAP_CALLBACK, parcel);
 }
 
 MapCallbackRelay::MapCallbackRelay(sptr<IMapCallback> target) : target_(std::move(target)) {}

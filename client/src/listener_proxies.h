@@ -14,6 +14,7 @@
 #ifndef CLIENT_LISTENER_PROXIES_H
 #define CLIENT_LISTENER_PROXIES_H
 
+#include <mutex>
 #include <string>
 
 #include "iremote_object.h"
@@ -49,20 +50,29 @@ public:
     sptr<IRemoteObject> AsObject() override { return remote_; }
 
 private:
+    // A request the receiving connection cannot take (its table of objects
+    // is full) is answered at once with NAV_INFO_ERR_TOO_MANY_REQUESTS
+    // instead of waiting for the time-out.
     void SendRequest(uint32_t code, int32_t type, const AAFwk::WantParams& params,
         const sptr<IMapCallback>& callback);
 
     const sptr<IRemoteObject> remote_;
 };
 
+// The service takes only the first answer to a request, so the proxy sends
+// the first and then lets go of the remote object: the peer can drop its
+// end at once, even while the application keeps this proxy.
 class MapCallbackProxy : public IMapCallback {
 public:
     explicit MapCallbackProxy(sptr<IRemoteObject> remote);
+    // The first call sends the answer; later ones are dropped.
     void Callback(ResultData data) override;
-    sptr<IRemoteObject> AsObject() override { return remote_; }
+    // The remote object until the first answer, null after it.
+    sptr<IRemoteObject> AsObject() override;
 
 private:
-    const sptr<IRemoteObject> remote_;
+    std::mutex mutex_; // guards remote_
+    sptr<IRemoteObject> remote_;
 };
 
 // A stub that passes every answer it receives over IPC on to another

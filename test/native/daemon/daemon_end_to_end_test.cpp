@@ -3,7 +3,10 @@
 // check at the handshake.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
+
+#include "ipc_limits.h"
 
 #include "daemon_fixture.h"
 #include "nav_info_errors.h"
@@ -116,6 +119,54 @@ TEST_F(DaemonTest, QueriesAndCommandsAreAnsweredAcrossConnections)
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_EQ(queryAnswer->Count(), 1u);
     EXPECT_EQ(daemon_->Core().OutstandingRequestCount(), 0u);
+}
+
+// Every request hands the navigation client one callback object. Keeping
+// answered callbacks (as a garbage-collected application does) must not use
+// up the connection's object handles.
+TEST_F(DaemonTest, MoreRequestsThanObjectHandlesAreAnsweredWhileTheApplicationKeepsItsCallbacks)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener(); // keeps every callback
+    listener->answerAtOnce = [](const HoldingSystemListener::Request& request) {
+        request.callback->Callback(Answer(0, "ok"));
+    };
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+    const size_t count = kMaxExportedHandlesPerConnection + 300;
+    for (size_t i = 0; i < count; ++i) {
+        sptr<RecordingCallback> answer = new RecordingCallback();
+        ASSERT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answer), NAV_INFO_SUCCESS) << i;
+        ASSERT_TRUE(WaitUntil([&] { return answer->Count() == 1; })) << i;
+        ASSERT_EQ(answer->First().code, 0) << i;
+    }
+}
+
+// Requests left unanswered hold their callback objects; one the navigation
+// connection cannot take any more is answered 1006 at once, not after the time-out.
+TEST_F(DaemonTest, ARequestTheNavigationConnectionCannotTakeIsAnswered1006AtOnce)
+{
+    auto nav = Client(MAP);
+    std::vector<std::unique_ptr<RemoteTransport>> requesters;
+    requesters.push_back(Client(DASH));
+    requesters.push_back(Client(DASH));
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener(); // never answers
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+    const size_t count = kMaxExportedHandlesPerConnection + 100;
+    std::vector<sptr<RecordingCallback>> answers;
+    for (size_t i = 0; i < count; ++i) {
+        answers.push_back(new RecordingCallback());
+        ASSERT_EQ(requesters[i % 2]->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answers.back()),
+            NAV_INFO_SUCCESS);
+    }
+    auto refused = [&] {
+        return std::count_if(answers.begin(), answers.end(), [](const sptr<RecordingCallback>& a) {
+            return a->Count() == 1 && a->First().code == NAV_INFO_ERR_TOO_MANY_REQUESTS;
+        });
+    };
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() + refused() == count; }));
+    EXPECT_GE(refused(), 100);
+    EXPECT_LE(listener->Count(), kMaxExportedHandlesPerConnection);
 }
 
 TEST_F(DaemonTest, ArgumentResultsComeFromTheCoreAsInProcess)
