@@ -26,6 +26,10 @@ void ThrowServiceResult(napi_env env, int32_t result);
 // return). On a failed read: the failure report, and false.
 bool GetCallbackInfo(napi_env env, napi_callback_info info, size_t& argc, napi_value* argv, napi_value* thisVar);
 
+// Reads exactly `needed` argument slots into argv; with fewer arguments passed,
+// throws the method's assertion message (no code). False after either failure.
+bool GetArguments(napi_env env, napi_callback_info info, size_t needed, const char* assertion, napi_value* argv);
+
 // Instance of the class whose constructor constructorRef holds, or null.
 napi_value CreateInstance(napi_env env, napi_ref constructorRef);
 

@@ -16,6 +16,7 @@ thread_local napi_ref g_objInstance = nullptr;
 
 const std::string NO_PERMISSION_MESSAGE = "No Permission";
 const std::string NOT_SYSTEM_APP_MESSAGE = "Not System App";
+const char* const ARGC_ASSERTION = "assertion (argc > 0) failed: Wrong number of arguments";
 
 // The listener of the most recent registerSystemNavigationListener, from any
 // JavaScript thread of the process. Replaced under the lock, so that two
@@ -107,14 +108,8 @@ void NavigationControllerNapi::JsDestructor(napi_env env, void* nativeObject, vo
 napi_value NavigationControllerNapi::JsUpdateNavigationStatus(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
     napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
-    }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argc > 0) failed: Wrong number of arguments");
+    if (!GetArguments(env, info, ARGC_ONE, ARGC_ASSERTION, argv)) {
         return nullptr;
     }
     NavigationStatus status {};
@@ -128,14 +123,8 @@ napi_value NavigationControllerNapi::JsUpdateNavigationStatus(napi_env env, napi
 napi_value NavigationControllerNapi::JsUpdateNavigationMetadata(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
     napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
-    }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argc > 0) failed: Wrong number of arguments");
+    if (!GetArguments(env, info, ARGC_ONE, ARGC_ASSERTION, argv)) {
         return nullptr;
     }
     NavigationMetadata metadata {};
@@ -149,14 +138,8 @@ napi_value NavigationControllerNapi::JsUpdateNavigationMetadata(napi_env env, na
 napi_value NavigationControllerNapi::JsRegisterSystemNavigationListener(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
     napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
-    }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argc > 0) failed: Wrong number of arguments");
+    if (!GetArguments(env, info, ARGC_ONE, ARGC_ASSERTION, argv)) {
         return nullptr;
     }
     sptr<SystemNavigationListenerNapi> listener = new SystemNavigationListenerNapi(env, argv[0]);
