@@ -39,6 +39,31 @@ void GetPropertyNapiValueAndString(napi_env env, napi_value object, napi_value k
     napi_value& value);
 std::string GetString(napi_env env, napi_value value);
 
+// Walks the object's own enumerable properties in their order: for each name,
+// fetches the name's text (at most 255 bytes) and the value looked up by that
+// text, and calls visit(name, value), which returns false to end the walk. A
+// failure to fetch a name is reported and ends the walk.
+template <typename Visit>
+void ForEachProperty(napi_env env, napi_value object, Visit visit)
+{
+    napi_value names = nullptr;
+    uint32_t length = 0;
+    GetPropertyNamesAndLenth(env, object, names, length);
+    for (uint32_t i = 0; i < length; ++i) {
+        napi_value key = nullptr;
+        if (napi_get_element(env, names, i, &key) != napi_ok) {
+            ThrowLastNapiError(env);
+            return;
+        }
+        std::string name;
+        napi_value value = nullptr;
+        GetPropertyNapiValueAndString(env, object, key, name, value);
+        if (!visit(name, value)) {
+            return;
+        }
+    }
+}
+
 // Values and records to JavaScript.
 napi_value CreateNapiNumber(napi_env env, const int32_t& value);
 napi_value CreateNapiStr(napi_env env, const std::string& value);

@@ -168,18 +168,8 @@ napi_value NavigationControllerNapi::JsUnregisterSystemNavigationListener(napi_e
 
 void NavigationControllerNapi::ParseNavigationStatusData(napi_env env, napi_value object, NavigationStatus* status)
 {
-    napi_value names = nullptr;
-    uint32_t length = 0;
-    GetPropertyNamesAndLenth(env, object, names, length);
-    for (uint32_t i = 0; i < length; ++i) {
-        napi_value key = nullptr;
-        if (napi_get_element(env, names, i, &key) != napi_ok) {
-            ThrowLastNapiError(env);
-            return;
-        }
-        std::string name;
-        napi_value value = nullptr;
-        GetPropertyNapiValueAndString(env, object, key, name, value);
+    const char* caller = __FUNCTION__;
+    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
         napi_status ret = napi_ok;
         if (name == "status") {
             ret = napi_get_value_int32(env, value, &status->status);
@@ -198,29 +188,20 @@ void NavigationControllerNapi::ParseNavigationStatusData(napi_env env, napi_valu
         } else if (name == "routePreference") {
             ParseRoutePreference(env, value, status->routePreference);
         } else {
-            NAVI_LOGI("invalid property name");
+            NAVI_LOGI_AS(caller, "invalid property name");
         }
         if (ret != napi_ok) {
             ThrowLastNapiError(env);
-            return;
+            return false; // a failed number read ends the walk
         }
-    }
+        return true;
+    });
 }
 
 void NavigationControllerNapi::ParseLocationData(napi_env env, napi_value object, Location* location)
 {
-    napi_value names = nullptr;
-    uint32_t length = 0;
-    GetPropertyNamesAndLenth(env, object, names, length);
-    for (uint32_t i = 0; i < length; ++i) {
-        napi_value key = nullptr;
-        if (napi_get_element(env, names, i, &key) != napi_ok) {
-            ThrowLastNapiError(env);
-            return;
-        }
-        std::string name;
-        napi_value value = nullptr;
-        GetPropertyNapiValueAndString(env, object, key, name, value);
+    const char* caller = __FUNCTION__;
+    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
         napi_status ret = napi_ok;
         if (name == "name") {
             location->name = GetString(env, value);
@@ -233,13 +214,14 @@ void NavigationControllerNapi::ParseLocationData(napi_env env, napi_value object
         } else if (name == "altitude") {
             ret = napi_get_value_double(env, value, &location->altitude);
         } else {
-            NAVI_LOGI("invalid property name");
+            NAVI_LOGI_AS(caller, "invalid property name");
         }
         if (ret != napi_ok) {
             ThrowLastNapiError(env);
-            return;
+            return false; // a failed number read ends the walk
         }
-    }
+        return true;
+    });
 }
 
 void NavigationControllerNapi::ParsePassPointDatas(napi_env env, napi_value array, std::vector<Location>& passPoints)
@@ -293,20 +275,10 @@ void NavigationControllerNapi::ParseRoutePreference(napi_env env, napi_value arr
 void NavigationControllerNapi::ParseNavigationMetadata(napi_env env, napi_value object, NavigationMetadata* metadata)
 {
     NAVI_LOGI("is called");
-    napi_value names = nullptr;
-    uint32_t length = 0;
-    GetPropertyNamesAndLenth(env, object, names, length);
-    for (uint32_t i = 0; i < length; ++i) {
-        napi_value key = nullptr;
-        if (napi_get_element(env, names, i, &key) != napi_ok) {
-            ThrowLastNapiError(env);
-            return;
-        }
-        std::string name;
-        napi_value value = nullptr;
-        GetPropertyNapiValueAndString(env, object, key, name, value);
+    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
         ProcessNavigationMetadataProperty(env, name.c_str(), value, metadata);
-    }
+        return true; // a bad value never ends this walk
+    });
 }
 
 namespace {
