@@ -10,6 +10,7 @@
 //       make (LONG beyond 2^53) and awkward keys (embedded NUL, "__proto__").
 //   wantWrapNested(levels) -> the Wrap of maps nested levels deep, or null.
 #include <cstdint>
+#include <exception>
 #include <limits>
 #include <string>
 
@@ -26,10 +27,16 @@ bool SetNamed(napi_env env, napi_value object, const char* name, napi_value valu
     return value != nullptr && napi_set_named_property(env, object, name, value) == napi_ok;
 }
 
-napi_value MakeString(napi_env env, const std::string& text)
+// The map's ToString() as a JavaScript string; nullptr when that fails.
+napi_value MakeText(napi_env env, const WantParams& params)
 {
     napi_value result = nullptr;
-    napi_create_string_utf8(env, text.data(), text.size(), &result);
+    try {
+        const std::string text = params.ToString();
+        napi_create_string_utf8(env, text.data(), text.size(), &result);
+    } catch (const std::exception&) {
+        return nullptr;
+    }
     return result;
 }
 
@@ -70,7 +77,7 @@ napi_value WantRoundTrip(napi_env env, napi_callback_info info)
     }
     napi_value result = nullptr;
     if (napi_create_object(env, &result) != napi_ok || !SetNamed(env, result, "ok", MakeBool(env, ok)) ||
-        !SetNamed(env, result, "text", MakeString(env, params.ToString())) ||
+        !SetNamed(env, result, "text", MakeText(env, params)) ||
         !SetNamed(env, result, "value", OHOS::AppExecFwk::WrapWantParams(env, params))) {
         return NavInfoTest::ThrowTestError(env, "wantRoundTrip: building the result failed");
     }
@@ -94,7 +101,7 @@ napi_value WantUnwrapSettled(napi_env env, napi_callback_info info)
     }
     napi_value result = nullptr;
     if (napi_create_object(env, &result) != napi_ok || !SetNamed(env, result, "ok", MakeBool(env, ok)) ||
-        !SetNamed(env, result, "text", MakeString(env, params.ToString())) || !SetNamed(env, result, "error", error)) {
+        !SetNamed(env, result, "text", MakeText(env, params)) || !SetNamed(env, result, "error", error)) {
         return NavInfoTest::ThrowTestError(env, "wantUnwrapSettled: building the result failed");
     }
     return result;

@@ -1,7 +1,6 @@
 // The WantParams map: copies, key order, equality and text form.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <memory>
 #include <string>
@@ -13,15 +12,6 @@ namespace {
 
 using OHOS::AAFwk::WantParams;
 using OHOS::AAFwk::WantValue;
-
-std::vector<std::string> KeysOf(const WantParams& params)
-{
-    std::vector<std::string> keys;
-    for (const auto& entry : params.GetEntries()) {
-        keys.push_back(entry.first);
-    }
-    return keys;
-}
 
 WantParams MakeNested()
 {
@@ -38,64 +28,40 @@ TEST(WantParamsCopyTest, CopyOwnsItsNestedMapsAndArrays)
 {
     auto original = std::make_unique<WantParams>(MakeNested());
     WantParams copy(*original);
-    const WantParams expected = MakeNested();
-
     EXPECT_NE(&original->GetParam("inner")->GetParams(), &copy.GetParam("inner")->GetParams());
     EXPECT_NE(&original->GetParam("array")->GetArray().front().GetParams(),
         &copy.GetParam("array")->GetArray().front().GetParams());
 
     // Nothing the copy holds may point into the original.
     original.reset();
-    EXPECT_EQ(copy, expected);
-    EXPECT_EQ(copy.GetParam("inner")->GetParams().GetParam("leaf")->GetString(), "inner text");
-}
+    EXPECT_EQ(copy, MakeNested());
 
-TEST(WantParamsCopyTest, ChangingACopyLeavesTheOriginal)
-{
-    WantParams original = MakeNested();
-    WantParams copy = original;
-    WantParams changedInner = copy.GetParam("inner")->GetParams();
-    changedInner.SetParam("leaf", WantValue::Int(5));
-    copy.SetParam("inner", WantValue::Params(changedInner));
-
-    EXPECT_EQ(original, MakeNested());
-    EXPECT_NE(copy, original);
-}
-
-TEST(WantParamsCopyTest, ValueAssignmentReplacesEveryPart)
-{
-    WantValue value = WantValue::Params(MakeNested());
-    const WantValue text = WantValue::String("plain");
-    value = text;
-    EXPECT_EQ(value.GetType(), WantValue::Type::STRING);
-    EXPECT_EQ(value, text);
+    WantValue value = WantValue::Params(copy);
+    value = WantValue::String("plain");
     EXPECT_TRUE(value.GetParams().IsEmpty());
-
-    WantValue nested = WantValue::Params(MakeNested());
-    const WantValue& alias = nested;
-    nested = alias;
-    EXPECT_EQ(nested.GetParams(), MakeNested());
+    EXPECT_EQ(copy, MakeNested());
 }
 
 TEST(WantParamsOrderTest, SetParamReplacesInPlaceAndAppendsNewKeys)
 {
     WantParams params;
-    params.SetParam("a", WantValue::Int(1));
-    params.SetParam("b", WantValue::Int(2));
-    params.SetParam("c", WantValue::Int(3));
+    for (const char* key : {"a", "b", "c"}) {
+        params.SetParam(key, WantValue::Int(1));
+    }
     params.SetParam("b", WantValue::String("two"));
     params.AppendParam("d", WantValue::Bool(false));
-
-    EXPECT_EQ(KeysOf(params), (std::vector<std::string>{"a", "b", "c", "d"}));
-    EXPECT_EQ(params.Size(), 4u);
-    EXPECT_EQ(*params.GetParam("b"), WantValue::String("two"));
-
     params.Remove("a");
     params.SetParam("a", WantValue::Int(1));
-    EXPECT_EQ(KeysOf(params), (std::vector<std::string>{"b", "c", "d", "a"}));
+
+    std::vector<std::string> keys;
+    for (const auto& entry : params.GetEntries()) {
+        keys.push_back(entry.first);
+    }
+    EXPECT_EQ(keys, (std::vector<std::string>{"b", "c", "d", "a"}));
+    EXPECT_EQ(*params.GetParam("b"), WantValue::String("two"));
 }
 
-TEST(WantParamsEqualityTest, KeyOrderDoesNotMatter)
+TEST(WantParamsEqualityTest, KeyOrderDoesNotMatterButTypesAndArrayOrderDo)
 {
     WantParams first;
     first.SetParam("x", WantValue::Int(1));
@@ -104,29 +70,15 @@ TEST(WantParamsEqualityTest, KeyOrderDoesNotMatter)
     second.SetParam("y", WantValue::Params(MakeNested()));
     second.SetParam("x", WantValue::Int(1));
     EXPECT_EQ(first, second);
-}
 
-TEST(WantParamsEqualityTest, TypesValuesKeysAndArrayOrderMatter)
-{
-    WantParams base;
-    base.SetParam("n", WantValue::Int(1));
-
-    WantParams asLong;
-    asLong.SetParam("n", WantValue::Long(1));
-    EXPECT_NE(base, asLong);
-
-    WantParams asDouble;
-    asDouble.SetParam("n", WantValue::Double(1.0));
-    EXPECT_NE(base, asDouble);
-
-    WantParams otherKey;
-    otherKey.SetParam("m", WantValue::Int(1));
-    EXPECT_NE(base, otherKey);
-
-    WantParams extra = base;
-    extra.SetParam("more", WantValue::Bool(false));
-    EXPECT_NE(base, extra);
-    EXPECT_NE(extra, base);
+    second.SetParam("x", WantValue::Long(1));
+    EXPECT_NE(first, second);
+    second.SetParam("x", WantValue::Double(1.0));
+    EXPECT_NE(first, second);
+    second.SetParam("x", WantValue::Int(1));
+    second.SetParam("z", WantValue::Bool(false));
+    EXPECT_NE(first, second);
+    EXPECT_NE(second, first);
 
     EXPECT_NE(WantValue::Array({WantValue::Int(1), WantValue::Int(2)}),
         WantValue::Array({WantValue::Int(2), WantValue::Int(1)}));
@@ -136,41 +88,25 @@ TEST(WantParamsEqualityTest, TypesValuesKeysAndArrayOrderMatter)
 TEST(WantParamsEqualityTest, NaNEqualsNaN)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(WantValue::Double(nan), WantValue::Double(nan));
-    EXPECT_EQ(WantValue::Double(nan), WantValue::Double(-nan));
+    EXPECT_EQ(WantValue::Array({WantValue::Double(nan)}), WantValue::Array({WantValue::Double(-nan)}));
     EXPECT_NE(WantValue::Double(nan), WantValue::Double(0.0));
     EXPECT_NE(WantValue::Double(0.0), WantValue::Double(nan));
-
-    WantParams first;
-    first.SetParam("v", WantValue::Array({WantValue::Double(nan)}));
-    WantParams second;
-    second.SetParam("v", WantValue::Array({WantValue::Double(nan)}));
-    EXPECT_EQ(first, second);
 }
 
-TEST(WantParamsTextTest, NumberTypesAreTellable)
+TEST(WantParamsTextTest, NumberTypesNestingAndEscapes)
 {
     WantParams params;
     params.SetParam("i", WantValue::Int(1));
-    params.SetParam("l", WantValue::Long(1));
+    params.SetParam("l", WantValue::Long(std::numeric_limits<int64_t>::min()));
     params.SetParam("d", WantValue::Double(1));
-    params.SetParam("f", WantValue::Double(1.5));
     params.SetParam("z", WantValue::Double(-0.0));
     params.SetParam("e", WantValue::Double(1e300));
-    params.SetParam("big", WantValue::Long(std::numeric_limits<int64_t>::min()));
-    EXPECT_EQ(params.ToString(),
-        R"({"i":1,"l":1L,"d":1.0,"f":1.5,"z":-0.0,"e":1.0000000000000001e+300,"big":-9223372036854775808L})");
-}
-
-TEST(WantParamsTextTest, NestingAndEscapes)
-{
     WantParams inner;
     inner.SetParam("b", WantValue::Array({WantValue::Bool(true), WantValue::String("x"), WantValue::Array({})}));
-    WantParams params;
     params.SetParam("a", WantValue::Params(inner));
-    params.SetParam("e", WantValue::Params(WantParams()));
     params.SetParam(std::string("q\"\\\n\0", 5), WantValue::String(std::string("\x01\0", 2)));
-    EXPECT_EQ(params.ToString(), R"({"a":{"b":[true,"x",[]]},"e":{},"q\"\\\u000a\u0000":"\u0001\u0000"})");
+    EXPECT_EQ(params.ToString(), R"({"i":1,"l":-9223372036854775808L,"d":1.0,"z":-0.0,"e":1.0000000000000001e+300,)"
+                                 R"("a":{"b":[true,"x",[]]},"q\"\\\u000a\u0000":"\u0001\u0000"})");
     EXPECT_EQ(WantParams().ToString(), "{}");
 }
 

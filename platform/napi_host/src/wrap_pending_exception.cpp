@@ -9,6 +9,8 @@
 // first exception stays the one JavaScript sees. An exception raised by the
 // call itself (a getter that throws) is dropped in favour of the first.
 //
+// napi_get_property_names also lists own names only (see its wrapper).
+//
 // Threads: the env's JavaScript thread, like the functions they wrap.
 #include "no_throw.h"
 #include "real_napi.h"
@@ -38,10 +40,17 @@ napi_status CallPastPendingException(napi_env env, RealCall&& realCall)
 
 } // namespace
 
+// The platform runtime lists an object's own enumerable names; Node's
+// napi_get_property_names adds enumerable names inherited through the
+// prototype chain (and pays for walking it). Own names only, as strings.
 extern "C" napi_status __wrap_napi_get_property_names(napi_env env, napi_value object, napi_value* result)
 {
     return NapiHost::NoThrow([&] {
-        return CallPastPendingException(env, [&] { return __real_napi_get_property_names(env, object, result); });
+        return CallPastPendingException(env, [&] {
+            return napi_get_all_property_names(env, object, napi_key_own_only,
+                static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols), napi_key_numbers_to_strings,
+                result);
+        });
     });
 }
 

@@ -77,6 +77,9 @@ public:
     // keys of one JavaScript object) without the lookup SetParam makes, which
     // would cost a scan of all keys per insertion on wide maps.
     void AppendParam(std::string key, WantValue value);
+    // Makes room for count keys in all, so that filling a map of known size
+    // does not move its entries again and again.
+    void Reserve(size_t count) { entries_.reserve(count); }
     const WantValue* GetParam(const std::string& key) const;
     bool HasParam(const std::string& key) const;
     void Remove(const std::string& key);

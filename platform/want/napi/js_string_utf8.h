@@ -9,7 +9,7 @@
 namespace OHOS::AppExecFwk {
 
 // The whole string, embedded NUL characters included. False when value is
-// not a string or a Node-API call failed; out is then unspecified.
+// not a string or a Node-API call failed; out may then hold anything.
 bool ReadJsStringUtf8(napi_env env, napi_value value, std::string& out);
 
 } // namespace OHOS::AppExecFwk

@@ -1,11 +1,14 @@
 // UnwrapWantParams: JavaScript object graph -> WantParams.
 #include <algorithm>
+#include <exception>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "js_number_value.h"
 #include "js_string_utf8.h"
 #include "napi_common_want.h"
+#include "typed_array_values.h"
 #include "want_napi_limits.h"
 
 namespace OHOS::AppExecFwk {
@@ -35,11 +38,14 @@ public:
     bool Complete() const { return complete_; }
 
 private:
-    // Converts one property value or array element found at level depth - 1;
-    // containers become level depth. False when the value is left out.
-    // A container read only in part (reading stopped inside) is still given.
-    bool ReadValue(napi_value value, size_t depth, WantValue& out);
+    // Converts one property value or array element; depth is the level it
+    // has if it is an object or array. Empty when the value is left out. A
+    // container read only in part (reading stopped inside) is still given.
+    std::optional<WantValue> ReadValue(napi_value value, size_t depth);
     void ReadArray(napi_value array, size_t depth, std::vector<WantValue>& out);
+    // The elements of a typed array or Buffer under the keys "0", "1", ...
+    // (what its own enumerable properties are, unless some were added).
+    void ReadTypedArray(napi_value typedArray, WantParams& out, bool appendOnly);
     // Counts one more value fetched; false (and reading stops) past the limit.
     bool TakeValue();
     void Stop()
@@ -66,6 +72,15 @@ bool WantParamsReader::TakeValue()
 
 void WantParamsReader::ReadObject(napi_value object, size_t depth, WantParams& out, bool appendOnly)
 {
+    bool isTypedArray = false;
+    if (napi_is_typedarray(env_, object, &isTypedArray) != napi_ok) {
+        Stop();
+        return;
+    }
+    if (isTypedArray) {
+        ReadTypedArray(object, out, appendOnly);
+        return;
+    }
     napi_value names = nullptr;
     uint32_t count = 0;
     // Own keys only: napi_get_property_names would add enumerable keys of
@@ -77,6 +92,7 @@ void WantParamsReader::ReadObject(napi_value object, size_t depth, WantParams& o
         Stop();
         return;
     }
+    out.Reserve(out.Size() + std::min<size_t>(count, valuesLeft_));
     std::string key;
     for (uint32_t i = 0; i < count && !stopped_; ++i) {
         napi_value jsKey = nullptr;
@@ -89,15 +105,45 @@ void WantParamsReader::ReadObject(napi_value object, size_t depth, WantParams& o
             Stop();
             return;
         }
-        WantValue value;
-        if (!ReadValue(jsValue, depth + 1, value)) {
+        std::optional<WantValue> value = ReadValue(jsValue, depth + 1);
+        if (!value) {
             continue;
         }
         if (appendOnly) {
-            out.AppendParam(std::move(key), std::move(value));
+            out.AppendParam(std::move(key), std::move(*value));
             key.clear();
         } else {
-            out.SetParam(key, std::move(value));
+            out.SetParam(key, std::move(*value));
+        }
+    }
+}
+
+void WantParamsReader::ReadTypedArray(napi_value typedArray, WantParams& out, bool appendOnly)
+{
+    napi_typedarray_type type = napi_uint8_array;
+    size_t length = 0;
+    void* data = nullptr;
+    if (napi_get_typedarray_info(env_, typedArray, &type, &length, &data, nullptr, nullptr) != napi_ok) {
+        Stop();
+        return;
+    }
+    if (!IsReadableTypedArrayType(type)) {
+        complete_ = false;
+        return;
+    }
+    out.Reserve(out.Size() + std::min(length, valuesLeft_));
+    for (size_t i = 0; i < length; ++i) {
+        if (!TakeValue()) {
+            return;
+        }
+        std::optional<WantValue> element = TypedArrayElement(type, data, i);
+        if (!element) {
+            continue;
+        }
+        if (appendOnly) {
+            out.AppendParam(std::to_string(i), std::move(*element));
+        } else {
+            out.SetParam(std::to_string(i), std::move(*element));
         }
     }
 }
@@ -119,19 +165,18 @@ void WantParamsReader::ReadArray(napi_value array, size_t depth, std::vector<Wan
             Stop();
             return;
         }
-        WantValue element;
-        if (ReadValue(jsElement, depth + 1, element)) {
-            out.push_back(std::move(element));
+        if (std::optional<WantValue> element = ReadValue(jsElement, depth + 1)) {
+            out.push_back(std::move(*element));
         }
     }
 }
 
-bool WantParamsReader::ReadValue(napi_value value, size_t depth, WantValue& out)
+std::optional<WantValue> WantParamsReader::ReadValue(napi_value value, size_t depth)
 {
     napi_valuetype type = napi_undefined;
     if (napi_typeof(env_, value, &type) != napi_ok) {
         Stop();
-        return false;
+        return std::nullopt;
     }
     switch (type) {
         case napi_boolean: {
@@ -139,24 +184,21 @@ bool WantParamsReader::ReadValue(napi_value value, size_t depth, WantValue& out)
             if (napi_get_value_bool(env_, value, &flag) != napi_ok) {
                 break;
             }
-            out = WantValue::Bool(flag);
-            return true;
+            return WantValue::Bool(flag);
         }
         case napi_number: {
             double number = 0.0;
             if (napi_get_value_double(env_, value, &number) != napi_ok) {
                 break;
             }
-            out = JsNumberToWantValue(number);
-            return true;
+            return JsNumberToWantValue(number);
         }
         case napi_string: {
             std::string text;
             if (!ReadJsStringUtf8(env_, value, text)) {
                 break;
             }
-            out = WantValue::String(std::move(text));
-            return true;
+            return WantValue::String(std::move(text));
         }
         case napi_bigint: {
             int64_t number = 0;
@@ -166,15 +208,14 @@ bool WantParamsReader::ReadValue(napi_value value, size_t depth, WantValue& out)
             }
             // A BigInt beyond int64 has no WantValue form: it is left out.
             if (!lossless) {
-                return false;
+                return std::nullopt;
             }
-            out = WantValue::Long(number);
-            return true;
+            return WantValue::Long(number);
         }
         case napi_object: {
             if (depth > WANT_PARAMS_MAX_DEPTH) {
                 complete_ = false;
-                return false;
+                return std::nullopt;
             }
             bool isArray = false;
             if (napi_is_array(env_, value, &isArray) != napi_ok) {
@@ -183,20 +224,18 @@ bool WantParamsReader::ReadValue(napi_value value, size_t depth, WantValue& out)
             if (isArray) {
                 std::vector<WantValue> elements;
                 ReadArray(value, depth, elements);
-                out = WantValue::Array(std::move(elements));
-            } else {
-                WantParams nested;
-                ReadObject(value, depth, nested, true);
-                out = WantValue::Params(std::move(nested));
+                return WantValue::Array(std::move(elements));
             }
-            return true;
+            WantParams nested;
+            ReadObject(value, depth, nested, true);
+            return WantValue::Params(std::move(nested));
         }
         default:
             // undefined, null, symbol, function, external: no WantValue form.
-            return false;
+            return std::nullopt;
     }
     Stop();
-    return false;
+    return std::nullopt;
 }
 
 } // namespace
@@ -213,7 +252,13 @@ bool UnwrapWantParams(napi_env env, napi_value param, AAFwk::WantParams& wantPar
         return false;
     }
     WantParamsReader reader(env);
-    reader.ReadObject(param, 1, wantParams, wantParams.IsEmpty());
+    try {
+        reader.ReadObject(param, 1, wantParams, wantParams.IsEmpty());
+    } catch (const std::exception&) {
+        // Out of memory for a string or map: no C++ exception may reach the
+        // JavaScript engine, so this read just fails like any other.
+        return false;
+    }
     return reader.Complete();
 }
 

@@ -1,4 +1,6 @@
 // WrapWantParams: WantParams -> new plain JavaScript object.
+#include <cstring>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -12,8 +14,6 @@ namespace {
 using AAFwk::WantParams;
 using AAFwk::WantValue;
 
-constexpr const char PROTO_KEY[] = "__proto__";
-
 class WantParamsWriter {
 public:
     explicit WantParamsWriter(napi_env env) : env_(env) {}
@@ -26,25 +26,29 @@ public:
 private:
     bool WriteValue(const WantValue& value, size_t depth, napi_value& out);
     bool WriteArray(const std::vector<WantValue>& elements, size_t depth, napi_value& out);
-    bool SetProperty(napi_value object, const std::string& key, napi_value value);
+    bool AddDescriptor(const std::string& key, napi_value value);
 
     napi_env env_;
+    // The property descriptors of the objects being written, innermost last:
+    // an object's own descriptors sit above the size the stack had when it
+    // was started, and are given back once it is defined.
+    std::vector<napi_property_descriptor> descriptors_;
 };
 
-bool WantParamsWriter::SetProperty(napi_value object, const std::string& key, napi_value value)
+bool WantParamsWriter::AddDescriptor(const std::string& key, napi_value value)
 {
-    napi_value jsKey = nullptr;
-    if (napi_create_string_utf8(env_, key.data(), key.size(), &jsKey) != napi_ok) {
+    // Properties are defined, not assigned: "__proto__" becomes an own
+    // property, and setters on Object.prototype are never called.
+    napi_property_descriptor descriptor = {nullptr, nullptr, nullptr, nullptr, nullptr, value,
+        napi_default_jsproperty, nullptr};
+    if (std::memchr(key.data(), '\0', key.size()) == nullptr) {
+        // A C string name becomes an internalized key without a copy first.
+        descriptor.utf8name = key.c_str();
+    } else if (napi_create_string_utf8(env_, key.data(), key.size(), &descriptor.name) != napi_ok) {
         return false;
     }
-    // Assigning "__proto__" would replace the object's prototype instead of
-    // adding a property, so that one key is defined as an own property.
-    if (key.size() == sizeof(PROTO_KEY) - 1 && key == PROTO_KEY) {
-        napi_property_descriptor descriptor = {nullptr, jsKey, nullptr, nullptr, nullptr, value,
-            napi_default_jsproperty, nullptr};
-        return napi_define_properties(env_, object, 1, &descriptor) == napi_ok;
-    }
-    return napi_set_property(env_, object, jsKey, value) == napi_ok;
+    descriptors_.push_back(descriptor);
+    return true;
 }
 
 bool WantParamsWriter::WriteParams(const WantParams& params, size_t depth, napi_value& out)
@@ -52,13 +56,21 @@ bool WantParamsWriter::WriteParams(const WantParams& params, size_t depth, napi_
     if (depth > WANT_PARAMS_MAX_DEPTH || napi_create_object(env_, &out) != napi_ok) {
         return false;
     }
+    const size_t base = descriptors_.size();
+    bool ok = true;
     for (const auto& [key, value] : params.GetEntries()) {
         napi_value jsValue = nullptr;
-        if (!WriteValue(value, depth + 1, jsValue) || !SetProperty(out, key, jsValue)) {
-            return false;
+        if (!WriteValue(value, depth + 1, jsValue) || !AddDescriptor(key, jsValue)) {
+            ok = false;
+            break;
         }
     }
-    return true;
+    const size_t count = descriptors_.size() - base;
+    if (ok && count > 0) {
+        ok = napi_define_properties(env_, out, count, descriptors_.data() + base) == napi_ok;
+    }
+    descriptors_.resize(base);
+    return ok;
 }
 
 bool WantParamsWriter::WriteArray(const std::vector<WantValue>& elements, size_t depth, napi_value& out)
@@ -103,8 +115,12 @@ napi_value WrapWantParams(napi_env env, const AAFwk::WantParams& wantParams)
         return nullptr;
     }
     napi_value result = nullptr;
-    if (WantParamsWriter(env).WriteParams(wantParams, 1, result)) {
-        return result;
+    try {
+        if (WantParamsWriter(env).WriteParams(wantParams, 1, result)) {
+            return result;
+        }
+    } catch (const std::exception&) {
+        // Out of memory for the descriptors: fails like a Node-API call.
     }
     napi_value null = nullptr;
     napi_get_null(env, &null);

@@ -5,6 +5,18 @@
 
 namespace OHOS::AAFwk {
 
+namespace {
+
+// A value without a nested map. The factories of the other types start from
+// a copy of it, which, unlike the default constructor, allocates nothing.
+const WantValue& ValueWithoutParams()
+{
+    static const WantValue value = WantValue::Array({});
+    return value;
+}
+
+} // namespace
+
 WantValue::WantValue() : type_(Type::WANT_PARAMS), params_(std::make_unique<WantParams>()) {}
 
 WantValue::WantValue(const WantValue& other)
@@ -30,8 +42,7 @@ WantValue::~WantValue() = default;
 
 WantValue WantValue::Bool(bool value)
 {
-    WantValue v;
-    v.params_.reset();
+    WantValue v(ValueWithoutParams());
     v.type_ = Type::BOOLEAN;
     v.number_.bool_ = value;
     return v;
@@ -39,8 +50,7 @@ WantValue WantValue::Bool(bool value)
 
 WantValue WantValue::Int(int32_t value)
 {
-    WantValue v;
-    v.params_.reset();
+    WantValue v(ValueWithoutParams());
     v.type_ = Type::INT;
     v.number_.int_ = value;
     return v;
@@ -48,8 +58,7 @@ WantValue WantValue::Int(int32_t value)
 
 WantValue WantValue::Long(int64_t value)
 {
-    WantValue v;
-    v.params_.reset();
+    WantValue v(ValueWithoutParams());
     v.type_ = Type::LONG;
     v.number_.long_ = value;
     return v;
@@ -57,8 +66,7 @@ WantValue WantValue::Long(int64_t value)
 
 WantValue WantValue::Double(double value)
 {
-    WantValue v;
-    v.params_.reset();
+    WantValue v(ValueWithoutParams());
     v.type_ = Type::DOUBLE;
     v.number_.double_ = value;
     return v;
@@ -66,8 +74,7 @@ WantValue WantValue::Double(double value)
 
 WantValue WantValue::String(std::string value)
 {
-    WantValue v;
-    v.params_.reset();
+    WantValue v(ValueWithoutParams());
     v.type_ = Type::STRING;
     v.string_ = std::move(value);
     return v;
