@@ -242,6 +242,7 @@ bool ReadParamsItem(Parcel& parcel, WantParams& params, size_t depth, size_t& bu
         return false;
     }
     params.Clear();
+    params.Reserve(count);
     std::unordered_set<std::string> seen;
     seen.reserve(count);
     for (size_t i = 0; i < count; ++i) {
