@@ -102,14 +102,40 @@ void ServiceConnector::NoteFailureLocked(int32_t failure)
     backoffMs_ = std::min(backoffMs_ * 2, RETRY_BACKOFF_MAX_MS);
 }
 
+bool ServiceConnector::BeginConnecting(bool waitForTurn)
+{
+    std::unique_lock<std::mutex> lock(stateMutex_);
+    auto free = [this] { return !connecting_ || stopping_; };
+    if (waitForTurn) {
+        turnFree_.wait(lock, free);
+    } else if (!turnFree_.wait_for(lock, std::chrono::milliseconds(2 * endpoint_.connectTimeoutMs), free)) {
+        return false;
+    }
+    if (stopping_) {
+        return false;
+    }
+    connecting_ = true;
+    return true;
+}
+
+void ServiceConnector::EndConnecting()
+{
+    {
+        std::lock_guard<std::mutex> lock(stateMutex_);
+        connecting_ = false;
+    }
+    turnFree_.notify_all();
+}
+
 ServiceLease ServiceConnector::Connect(bool waitForTurn)
 {
-    std::unique_lock<std::timed_mutex> turn(connectMutex_, std::defer_lock);
-    if (waitForTurn) {
-        turn.lock();
-    } else if (!turn.try_lock_for(std::chrono::milliseconds(2 * endpoint_.connectTimeoutMs))) {
+    if (!BeginConnecting(waitForTurn)) {
         return {nullptr, 0, NAV_INFO_ERR_SERVICE_UNAVAILABLE};
     }
+    struct Turn {
+        ServiceConnector* self;
+        ~Turn() { self->EndConnecting(); }
+    } turn{this};
     {
         std::lock_guard<std::mutex> lock(stateMutex_);
         if (stopping_) {
@@ -276,6 +302,7 @@ void ServiceConnector::Shutdown()
         thread = std::move(retryThread_);
     }
     wake_.notify_all();
+    turnFree_.notify_all();
     if (thread.joinable()) {
         if (thread.get_id() == std::this_thread::get_id()) {
             thread.detach();

@@ -78,7 +78,9 @@ public:
     ServiceConnector& operator=(const ServiceConnector&) = delete;
 
     // The live connection, or a new one if the back-off allows an attempt
-    // now. Blocks at most about connectTimeoutMs plus the restoration.
+    // now. Waits at most twice connectTimeoutMs for another thread that is
+    // connecting, then at most connectTimeoutMs plus the restoration for its
+    // own attempt.
     ServiceLease Acquire();
 
     // Stops the retry thread and closes the connection; later Acquire calls
@@ -94,10 +96,15 @@ private:
 
     ServiceConnector(ServiceEndpoint endpoint, Hooks hooks, std::shared_ptr<IpcThreadPool> pool);
 
-    // Connects unless the connection is live or the back-off forbids it.
-    // connectMutex_ is taken inside; waitForTurn: block for it instead of
-    // giving up when another thread is connecting.
+    // Connects unless the connection is live or the back-off forbids it. One
+    // thread connects at a time (connecting_); waitForTurn: wait for the
+    // other one however long it takes, instead of giving up after twice the
+    // connect time-out.
     ServiceLease Connect(bool waitForTurn);
+    // Takes the connecting turn; false when it could not be had in time or
+    // the connector stops. EndConnecting gives it back.
+    bool BeginConnecting(bool waitForTurn);
+    void EndConnecting();
     // The reader thread of connection `generation` tells us it ended.
     void OnDied(uint64_t generation);
     // The retry thread: RetryLoop, with no exception leaving the thread.
@@ -111,11 +118,11 @@ private:
     const Hooks hooks_;
     const std::shared_ptr<IpcThreadPool> pool_;
 
-    // Held while connecting and restoring, so that one thread connects at a time.
-    std::timed_mutex connectMutex_;
-
     mutable std::mutex stateMutex_; // guards every field below
     std::condition_variable wake_;  // the retry thread waits on it
+    std::condition_variable turnFree_; // callers wait on it for connecting_ to clear
+    // A thread is connecting or restoring: the others wait for it.
+    bool connecting_ = false;
     sptr<IRemoteObject> service_;   // the live connection's root, or null
     uint64_t generation_ = 0;       // of service_
     uint64_t lastGeneration_ = 0;   // the latest one handed out
