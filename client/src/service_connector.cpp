@@ -168,10 +168,20 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
         // policy; anything else (no daemon, time-out, lost at once) may pass.
         int32_t failure = status == IPC_ERR_PERMISSION ? NAV_INFO_ERR_NO_PERMISSION
                                                        : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-        CLIENT_LOGW("no connection to %{public}s as %{public}s: %{public}d", endpoint_.socketPath.c_str(),
-            endpoint_.bundleName.c_str(), status);
-        std::lock_guard<std::mutex> lock(stateMutex_);
-        NoteFailureLocked(failure);
+        bool changed = false;
+        {
+            std::lock_guard<std::mutex> lock(stateMutex_);
+            changed = lastFailure_ != failure || !everFailed_;
+            everFailed_ = true;
+            NoteFailureLocked(failure);
+        }
+        // Retries go on while the daemon is away: only a change is a warning.
+        if (changed) {
+            CLIENT_LOGW("no connection to %{public}s as %{public}s: %{public}d", endpoint_.socketPath.c_str(),
+                endpoint_.bundleName.c_str(), status);
+        } else {
+            CLIENT_LOGI("still no connection to %{public}s: %{public}d", endpoint_.socketPath.c_str(), status);
+        }
         return {nullptr, 0, failure};
     }
 
@@ -185,6 +195,7 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
             service_ = service;
             generation_ = generation;
             lastFailure_ = NAV_INFO_SUCCESS;
+            everFailed_ = false;
             backoffMs_ = RETRY_BACKOFF_MIN_MS;
             retryWanted_ = false;
         }

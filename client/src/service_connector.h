@@ -126,7 +126,8 @@ private:
     sptr<IRemoteObject> service_;   // the live connection's root, or null
     uint64_t generation_ = 0;       // of service_
     uint64_t lastGeneration_ = 0;   // the latest one handed out
-    int32_t lastFailure_ = 0;       // of the latest failed attempt
+    int32_t lastFailure_ = 0;       // of the latest failed attempt; 0 after a success
+    bool everFailed_ = false;       // an attempt failed since the last success (for the log)
     Clock::time_point nextAttempt_{};
     int backoffMs_ = RETRY_BACKOFF_MIN_MS;
     bool retryWanted_ = false;      // a connection was lost and not yet replaced
