@@ -231,11 +231,17 @@ void ServiceConnector::OnDied(uint64_t generation)
         backoffMs_ = RETRY_BACKOFF_MIN_MS;
         retryWanted_ = true;
         StartRetryThreadLocked();
+        ++lostHooksRunning_;
     }
     CLIENT_LOGW("connection to %{public}s lost (generation %{public}llu)", endpoint_.socketPath.c_str(),
         static_cast<unsigned long long>(generation));
     wake_.notify_all();
     RunHook("onLost", hooks_.onLost, generation);
+    {
+        std::lock_guard<std::mutex> lock(stateMutex_);
+        --lostHooksRunning_;
+    }
+    turnFree_.notify_all();
 }
 
 void ServiceConnector::StartRetryThreadLocked()
@@ -314,6 +320,11 @@ void ServiceConnector::Shutdown()
     }
     wake_.notify_all();
     turnFree_.notify_all();
+    {
+        // The owner may go once this returns: no onLost of a reader thread may still run.
+        std::unique_lock<std::mutex> lock(stateMutex_);
+        turnFree_.wait(lock, [this] { return lostHooksRunning_ == 0; });
+    }
     if (thread.joinable()) {
         if (thread.get_id() == std::this_thread::get_id()) {
             thread.detach();

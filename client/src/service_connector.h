@@ -120,7 +120,9 @@ private:
 
     mutable std::mutex stateMutex_; // guards every field below
     std::condition_variable wake_;  // the retry thread waits on it
-    std::condition_variable turnFree_; // callers wait on it for connecting_ to clear
+    // Callers wait on it for connecting_ to clear, Shutdown for lostHooksRunning_ to reach 0.
+    std::condition_variable turnFree_;
+    size_t lostHooksRunning_ = 0; // onLost calls in progress
     // A thread is connecting or restoring: the others wait for it.
     bool connecting_ = false;
     sptr<IRemoteObject> service_;   // the live connection's root, or null
