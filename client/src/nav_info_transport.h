@@ -1,5 +1,5 @@
 // How NavInfoClient reaches the service: the embedded core in this process,
-// or (later) the daemon over its socket. Each call is synchronous and returns
+// or the navinfo-service daemon over its socket (remote_transport.h). Each call is synchronous and returns
 // a result of nav_info_errors.h; it may throw std::bad_alloc, which
 // NavInfoClient catches. Any thread may call.
 #ifndef CLIENT_NAV_INFO_TRANSPORT_H
@@ -39,8 +39,9 @@ constexpr const char* SERVICE_SOCKET_ENV = "NAVINFO_SERVICE_SOCKET";
 
 // The transport of this process: the one place that chooses. Without
 // NAVINFO_SERVICE_SOCKET it is the embedded service; with it, the remote
-// transport once it exists (until then one that answers every call with
-// NAV_INFO_ERR_SERVICE_UNAVAILABLE). Null only when memory is exhausted.
+// transport to the daemon at that path, claiming NAVINFO_BUNDLE_NAME (default
+// as embedded) with the token NAVINFO_BUNDLE_TOKEN. Null only when memory is
+// exhausted.
 std::unique_ptr<NavInfoTransport> CreateNavInfoTransport() noexcept;
 
 std::unique_ptr<NavInfoTransport> CreateEmbeddedTransport();

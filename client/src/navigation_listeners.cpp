@@ -1,36 +1,122 @@
-// The listener and callback bases live here, so that their vtables and type
-// information are in the client library for the module and tests to share.
+// The listener and callback stubs, and the bases for applications. The
+// bases live here so that their vtables and type information are in the
+// client library for the module and tests to share.
+//
+// Each stub checks the interface token, decodes the arguments with the
+// record codecs and calls its interface method on the IPC thread that runs
+// the transaction. A request that does not decode is refused with
+// IPC_ERR_INVALID_DATA and never reaches the method; an unknown code gets
+// IPC_ERR_UNKNOWN_TRANSACTION. No exception leaves a stub.
 #include "navigation_listeners.h"
+
+#include <exception>
+
+#include "client_log.h"
+#include "ipc_errors.h"
+#include "listener_proxies.h"
+#include "message_parcel.h"
+#include "record_marshalling.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
 
-// The answer of a stub to a transaction it cannot decode: the same as
-// IPCObjectStub's for a code it does not know. Decoding the requests of these
-// stubs needs the parcel codec, which the IPC transport brings; until then
-// every remote request is refused with this.
-constexpr int ERR_UNKNOWN_TRANSACTION = -1;
+// Runs the body of a stub; an exception (from decoding or from the
+// application's method) becomes a status instead of crossing the IPC layer.
+template <typename Body>
+int Guarded(const char* stub, Body&& body) noexcept
+{
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        CLIENT_LOGE("%{public}s: out of memory", stub);
+        return IPC_ERR_NO_MEMORY;
+    } catch (const std::exception& e) {
+        CLIENT_LOGE("%{public}s: %{public}s", stub, e.what());
+    } catch (...) {
+        CLIENT_LOGE("%{public}s: unknown exception", stub);
+    }
+    return IPC_ERR_STUB_EXCEPTION;
+}
 
 } // namespace
 
-int NavigationStatusListenerStub::OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&)
+int NavigationStatusListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&,
+    MessageOption&)
 {
-    return ERR_UNKNOWN_TRANSACTION;
+    if (code != ON_STATUS_CHANGED) {
+        return IPC_ERR_UNKNOWN_TRANSACTION;
+    }
+    return Guarded(__func__, [&] {
+        NavigationStatus status;
+        std::string bundleName;
+        if (data.ReadInterfaceToken() != GetDescriptor() || !Marshalling::ReadNavigationStatus(data, status) ||
+            !Marshalling::ReadBoundedString(data, bundleName)) {
+            return static_cast<int>(IPC_ERR_INVALID_DATA);
+        }
+        OnStatusChanged(status, bundleName);
+        return static_cast<int>(IPC_OK);
+    });
 }
 
-int NavigationMetadataListenerStub::OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&)
+int NavigationMetadataListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&,
+    MessageOption&)
 {
-    return ERR_UNKNOWN_TRANSACTION;
+    if (code != ON_METADATA_CHANGED) {
+        return IPC_ERR_UNKNOWN_TRANSACTION;
+    }
+    return Guarded(__func__, [&] {
+        NavigationMetadata metadata;
+        std::string bundleName;
+        if (data.ReadInterfaceToken() != GetDescriptor() || !Marshalling::ReadNavigationMetadata(data, metadata) ||
+            !Marshalling::ReadBoundedString(data, bundleName)) {
+            return static_cast<int>(IPC_ERR_INVALID_DATA);
+        }
+        OnMetadataChanged(metadata, bundleName);
+        return static_cast<int>(IPC_OK);
+    });
 }
 
-int MapCallbackStub::OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&)
+int MapCallbackStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&, MessageOption&)
 {
-    return ERR_UNKNOWN_TRANSACTION;
+    if (code != MAP_CALLBACK) {
+        return IPC_ERR_UNKNOWN_TRANSACTION;
+    }
+    return Guarded(__func__, [&] {
+        ResultData result;
+        if (data.ReadInterfaceToken() != GetDescriptor() || !Marshalling::ReadResultData(data, result)) {
+            return static_cast<int>(IPC_ERR_INVALID_DATA);
+        }
+        Callback(std::move(result));
+        return static_cast<int>(IPC_OK);
+    });
 }
 
-int SystemNavigationListenerStub::OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&)
+int SystemNavigationListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&,
+    MessageOption&)
 {
-    return ERR_UNKNOWN_TRANSACTION;
+    if (code != ON_QUERY_NAVIGATION_INFO && code != ON_RECEIVE_NAVIGATION_CMD) {
+        return IPC_ERR_UNKNOWN_TRANSACTION;
+    }
+    return Guarded(__func__, [&] {
+        int32_t type = 0;
+        AAFwk::WantParams params;
+        if (data.ReadInterfaceToken() != GetDescriptor() || !data.ReadInt32(type) ||
+            !Marshalling::ReadWantParams(data, params)) {
+            return static_cast<int>(IPC_ERR_INVALID_DATA);
+        }
+        sptr<IMapCallback> callback = MapCallbackFromObject(data.ReadRemoteObject());
+        if (callback == nullptr) {
+            return static_cast<int>(IPC_ERR_INVALID_DATA);
+        }
+        // The kind passes through unchecked, as in-process: the service
+        // validated it before sending.
+        if (code == ON_QUERY_NAVIGATION_INFO) {
+            OnQueryNavigationInfo(static_cast<QueryType>(type), std::move(params), std::move(callback));
+        } else {
+            OnReceiveNavigationCmd(static_cast<CommandType>(type), std::move(params), std::move(callback));
+        }
+        return static_cast<int>(IPC_OK);
+    });
 }
 
 NavigationStatusListener::NavigationStatusListener() = default;

@@ -4,11 +4,19 @@
 #include <new>
 
 #include "client_log.h"
+#include "embedded_service.h"
 #include "nav_info_errors.h"
 #include "nav_info_transport.h"
+#include "remote_transport.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
+
+std::string EnvOr(const char* name, const char* fallback)
+{
+    const char* value = std::getenv(name);
+    return value != nullptr ? std::string(value) : std::string(fallback);
+}
 
 class UnavailableTransport : public NavInfoTransport {
 public:
@@ -61,10 +69,13 @@ std::unique_ptr<NavInfoTransport> CreateNavInfoTransport() noexcept
     try {
         const char* socketPath = std::getenv(SERVICE_SOCKET_ENV);
         if (socketPath != nullptr && *socketPath != '\0') {
-            // The remote transport goes here once it exists.
-            CLIENT_LOGE("%{public}s=%{public}s: this build has no remote transport; the service is unavailable",
-                SERVICE_SOCKET_ENV, socketPath);
-            return CreateUnavailableTransport();
+            ServiceEndpoint endpoint;
+            endpoint.socketPath = socketPath;
+            endpoint.bundleName = EnvOr(BUNDLE_NAME_ENV, DEFAULT_BUNDLE_NAME);
+            endpoint.token = EnvOr(BUNDLE_TOKEN_ENV, "");
+            CLIENT_LOGI("using navinfo-service at %{public}s as %{public}s", socketPath,
+                endpoint.bundleName.c_str());
+            return std::make_unique<RemoteTransport>(std::move(endpoint));
         }
         return CreateEmbeddedTransport();
     } catch (const std::bad_alloc&) {

@@ -46,3 +46,13 @@ test('messages below the level are not kept', (t) => {
   nav.getNavigationController();
   assert.deepEqual(addon.takeLogs(), []);
 });
+
+test('a skipped property is logged in the name of the parser that met it', (t) => {
+  addon.captureLogs(4);
+  t.after(() => addon.stopLogCapture());
+  const controller = nav.getNavigationController();
+  controller.updateNavigationStatus({ unknown: 1, destLocation: { floor: 2 } });
+  controller.updateNavigationMetadata({ unknown: 1 });
+  const invalid = addon.takeLogs().filter((l) => l.text === 'invalid property name').map((l) => l.func);
+  assert.deepEqual(invalid, ['ParseNavigationStatusData', 'ParseLocationData', 'ProcessNavigationMetadataProperty']);
+});

@@ -43,6 +43,25 @@ bool QueueDelivery(const ThreadSafeFnInfo& info, const Data& data)
     return true;
 }
 
+// JavaScript thread: calls the slot's current function (or fallback, see
+// ThreadSafeFnSlot) as function(bundleName, record) with an undefined this,
+// the record converted by convert; reports a failed step, and frees data.
+template <typename Data, typename Convert>
+void CallJsListener(napi_env env, napi_value fallback, Data* data, const ThreadSafeFnSlot& slot,
+    const std::string& bundleName, Convert convert)
+{
+    napi_value function = nullptr;
+    if (slot.GetFunction(env, fallback, function)) {
+        napi_value argv[2] = {nullptr, nullptr};
+        convert(env, argv[1]);
+        if (napi_create_string_utf8(env, bundleName.c_str(), NAPI_AUTO_LENGTH, &argv[0]) != napi_ok ||
+            napi_call_function(env, nullptr, function, 2, argv, nullptr) != napi_ok) {
+            ThrowLastNapiError(env);
+        }
+    }
+    delete data;
+}
+
 } // namespace OHOS::NavigationInfoService
 
 #endif // NAVIGATION_INFO_NAPI_LISTENER_DELIVERY_H

@@ -70,6 +70,11 @@ constexpr const char* NavFileBaseName(const char* path)
         OHOS::NavigationInfoService::NavFileBaseName(__FILE__), __LINE__, __FUNCTION__, ##__VA_ARGS__))
 
 #define NAVI_LOGI(fmt, ...) NAV_LOG_PRINT(LOG_INFO, fmt, ##__VA_ARGS__)
+// For a statement inside a lambda, logged in the name of the enclosing function.
+#define NAVI_LOGI_AS(function, fmt, ...)                                                                    \
+    ((void)HiLogPrint(LOG_CORE, LOG_INFO, OHOS::NavigationInfoService::NAV_LOG_DOMAIN,                     \
+        OHOS::NavigationInfoService::NAV_LOG_TAG, "[%{public}s:%{public}d]%{public}s# " fmt,               \
+        OHOS::NavigationInfoService::NavFileBaseName(__FILE__), __LINE__, function, ##__VA_ARGS__))
 #define NAVI_LOGW(fmt, ...) NAV_LOG_PRINT(LOG_WARN, fmt, ##__VA_ARGS__)
 #define NAVI_LOGE(fmt, ...) NAV_LOG_PRINT(LOG_ERROR, fmt, ##__VA_ARGS__)
 

@@ -26,6 +26,10 @@ void ThrowServiceResult(napi_env env, int32_t result);
 // return). On a failed read: the failure report, and false.
 bool GetCallbackInfo(napi_env env, napi_callback_info info, size_t& argc, napi_value* argv, napi_value* thisVar);
 
+// Reads exactly `needed` argument slots into argv; with fewer arguments passed,
+// throws the method's assertion message (no code). False after either failure.
+bool GetArguments(napi_env env, napi_callback_info info, size_t needed, const char* assertion, napi_value* argv);
+
 // Instance of the class whose constructor constructorRef holds, or null.
 napi_value CreateInstance(napi_env env, napi_ref constructorRef);
 
@@ -34,6 +38,31 @@ void GetPropertyNamesAndLenth(napi_env env, napi_value object, napi_value& names
 void GetPropertyNapiValueAndString(napi_env env, napi_value object, napi_value key, std::string& name,
     napi_value& value);
 std::string GetString(napi_env env, napi_value value);
+
+// Walks the object's own enumerable properties in their order: for each name,
+// fetches the name's text (at most 255 bytes) and the value looked up by that
+// text, and calls visit(name, value), which returns false to end the walk. A
+// failure to fetch a name is reported and ends the walk.
+template <typename Visit>
+void ForEachProperty(napi_env env, napi_value object, Visit visit)
+{
+    napi_value names = nullptr;
+    uint32_t length = 0;
+    GetPropertyNamesAndLenth(env, object, names, length);
+    for (uint32_t i = 0; i < length; ++i) {
+        napi_value key = nullptr;
+        if (napi_get_element(env, names, i, &key) != napi_ok) {
+            ThrowLastNapiError(env);
+            return;
+        }
+        std::string name;
+        napi_value value = nullptr;
+        GetPropertyNapiValueAndString(env, object, key, name, value);
+        if (!visit(name, value)) {
+            return;
+        }
+    }
+}
 
 // Values and records to JavaScript.
 napi_value CreateNapiNumber(napi_env env, const int32_t& value);

@@ -49,6 +49,20 @@ bool GetCallbackInfo(napi_env env, napi_callback_info info, size_t& argc, napi_v
     return true;
 }
 
+bool GetArguments(napi_env env, napi_callback_info info, size_t needed, const char* assertion, napi_value* argv)
+{
+    size_t argc = needed;
+    napi_value thisVar = nullptr;
+    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
+        return false;
+    }
+    if (argc < needed) {
+        napi_throw_error(env, nullptr, assertion);
+        return false;
+    }
+    return true;
+}
+
 napi_value CreateInstance(napi_env env, napi_ref constructorRef)
 {
     napi_value constructor = nullptr;

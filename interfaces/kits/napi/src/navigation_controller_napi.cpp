@@ -16,6 +16,7 @@ thread_local napi_ref g_objInstance = nullptr;
 
 const std::string NO_PERMISSION_MESSAGE = "No Permission";
 const std::string NOT_SYSTEM_APP_MESSAGE = "Not System App";
+const char* const ARGC_ASSERTION = "assertion (argc > 0) failed: Wrong number of arguments";
 
 // The listener of the most recent registerSystemNavigationListener, from any
 // JavaScript thread of the process. Replaced under the lock, so that two
@@ -107,14 +108,8 @@ void NavigationControllerNapi::JsDestructor(napi_env env, void* nativeObject, vo
 napi_value NavigationControllerNapi::JsUpdateNavigationStatus(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
     napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
-    }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argc > 0) failed: Wrong number of arguments");
+    if (!GetArguments(env, info, ARGC_ONE, ARGC_ASSERTION, argv)) {
         return nullptr;
     }
     NavigationStatus status {};
@@ -128,14 +123,8 @@ napi_value NavigationControllerNapi::JsUpdateNavigationStatus(napi_env env, napi
 napi_value NavigationControllerNapi::JsUpdateNavigationMetadata(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
     napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
-    }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argc > 0) failed: Wrong number of arguments");
+    if (!GetArguments(env, info, ARGC_ONE, ARGC_ASSERTION, argv)) {
         return nullptr;
     }
     NavigationMetadata metadata {};
@@ -149,14 +138,8 @@ napi_value NavigationControllerNapi::JsUpdateNavigationMetadata(napi_env env, na
 napi_value NavigationControllerNapi::JsRegisterSystemNavigationListener(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
     napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
-    }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argc > 0) failed: Wrong number of arguments");
+    if (!GetArguments(env, info, ARGC_ONE, ARGC_ASSERTION, argv)) {
         return nullptr;
     }
     sptr<SystemNavigationListenerNapi> listener = new SystemNavigationListenerNapi(env, argv[0]);
@@ -185,18 +168,8 @@ napi_value NavigationControllerNapi::JsUnregisterSystemNavigationListener(napi_e
 
 void NavigationControllerNapi::ParseNavigationStatusData(napi_env env, napi_value object, NavigationStatus* status)
 {
-    napi_value names = nullptr;
-    uint32_t length = 0;
-    GetPropertyNamesAndLenth(env, object, names, length);
-    for (uint32_t i = 0; i < length; ++i) {
-        napi_value key = nullptr;
-        if (napi_get_element(env, names, i, &key) != napi_ok) {
-            ThrowLastNapiError(env);
-            return;
-        }
-        std::string name;
-        napi_value value = nullptr;
-        GetPropertyNapiValueAndString(env, object, key, name, value);
+    const char* caller = __FUNCTION__;
+    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
         napi_status ret = napi_ok;
         if (name == "status") {
             ret = napi_get_value_int32(env, value, &status->status);
@@ -215,29 +188,20 @@ void NavigationControllerNapi::ParseNavigationStatusData(napi_env env, napi_valu
         } else if (name == "routePreference") {
             ParseRoutePreference(env, value, status->routePreference);
         } else {
-            NAVI_LOGI("invalid property name");
+            NAVI_LOGI_AS(caller, "invalid property name");
         }
         if (ret != napi_ok) {
             ThrowLastNapiError(env);
-            return;
+            return false; // a failed number read ends the walk
         }
-    }
+        return true;
+    });
 }
 
 void NavigationControllerNapi::ParseLocationData(napi_env env, napi_value object, Location* location)
 {
-    napi_value names = nullptr;
-    uint32_t length = 0;
-    GetPropertyNamesAndLenth(env, object, names, length);
-    for (uint32_t i = 0; i < length; ++i) {
-        napi_value key = nullptr;
-        if (napi_get_element(env, names, i, &key) != napi_ok) {
-            ThrowLastNapiError(env);
-            return;
-        }
-        std::string name;
-        napi_value value = nullptr;
-        GetPropertyNapiValueAndString(env, object, key, name, value);
+    const char* caller = __FUNCTION__;
+    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
         napi_status ret = napi_ok;
         if (name == "name") {
             location->name = GetString(env, value);
@@ -250,13 +214,14 @@ void NavigationControllerNapi::ParseLocationData(napi_env env, napi_value object
         } else if (name == "altitude") {
             ret = napi_get_value_double(env, value, &location->altitude);
         } else {
-            NAVI_LOGI("invalid property name");
+            NAVI_LOGI_AS(caller, "invalid property name");
         }
         if (ret != napi_ok) {
             ThrowLastNapiError(env);
-            return;
+            return false; // a failed number read ends the walk
         }
-    }
+        return true;
+    });
 }
 
 void NavigationControllerNapi::ParsePassPointDatas(napi_env env, napi_value array, std::vector<Location>& passPoints)
@@ -310,20 +275,10 @@ void NavigationControllerNapi::ParseRoutePreference(napi_env env, napi_value arr
 void NavigationControllerNapi::ParseNavigationMetadata(napi_env env, napi_value object, NavigationMetadata* metadata)
 {
     NAVI_LOGI("is called");
-    napi_value names = nullptr;
-    uint32_t length = 0;
-    GetPropertyNamesAndLenth(env, object, names, length);
-    for (uint32_t i = 0; i < length; ++i) {
-        napi_value key = nullptr;
-        if (napi_get_element(env, names, i, &key) != napi_ok) {
-            ThrowLastNapiError(env);
-            return;
-        }
-        std::string name;
-        napi_value value = nullptr;
-        GetPropertyNapiValueAndString(env, object, key, name, value);
+    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
         ProcessNavigationMetadataProperty(env, name.c_str(), value, metadata);
-    }
+        return true; // a bad value never ends this walk
+    });
 }
 
 namespace {

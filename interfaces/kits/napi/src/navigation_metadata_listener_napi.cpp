@@ -34,8 +34,7 @@ void NavigationMetadataListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& 
     }
 }
 
-void NavigationMetadataListenerNapi::CallJsMetadataChanged(napi_env env, napi_value jsCallback, void* context,
-    void* data)
+void NavigationMetadataListenerNapi::CallJsMetadataChanged(napi_env env, napi_value jsCallback, void* context, void* data)
 {
     auto* callbackData = static_cast<JsCallbackData*>(data);
     if (env == nullptr) {
@@ -44,18 +43,8 @@ void NavigationMetadataListenerNapi::CallJsMetadataChanged(napi_env env, napi_va
         return;
     }
     NAVI_LOGI("is called!");
-    napi_value function = nullptr;
-    if (!g_metadataChangedFnInfo.GetFunction(env, jsCallback, function)) {
-        delete callbackData;
-        return;
-    }
-    napi_value argv[ARGC_TWO] = {nullptr, nullptr};
-    SetNavigationMetadata(env, callbackData->navMetadata, argv[1]);
-    if (napi_create_string_utf8(env, callbackData->bundleName.c_str(), NAPI_AUTO_LENGTH, &argv[0]) != napi_ok ||
-        napi_call_function(env, nullptr, function, ARGC_TWO, argv, nullptr) != napi_ok) {
-        ThrowLastNapiError(env);
-    }
-    delete callbackData;
+    CallJsListener(env, jsCallback, callbackData, g_metadataChangedFnInfo, callbackData->bundleName,
+        [callbackData](napi_env env, napi_value& record) { SetNavigationMetadata(env, callbackData->navMetadata, record); });
 }
 
 } // namespace OHOS::NavigationInfoService

@@ -33,8 +33,7 @@ void NavigationStatusListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& in
     }
 }
 
-void NavigationStatusListenerNapi::CallJsStatusChanged(napi_env env, napi_value jsCallback, void* context,
-    void* data)
+void NavigationStatusListenerNapi::CallJsStatusChanged(napi_env env, napi_value jsCallback, void* context, void* data)
 {
     auto* callbackData = static_cast<JsCallbackData*>(data);
     if (env == nullptr) {
@@ -43,18 +42,8 @@ void NavigationStatusListenerNapi::CallJsStatusChanged(napi_env env, napi_value 
         return;
     }
     NAVI_LOGI("is called!");
-    napi_value function = nullptr;
-    if (!g_statusChangedFnInfo.GetFunction(env, jsCallback, function)) {
-        delete callbackData;
-        return;
-    }
-    napi_value argv[ARGC_TWO] = {nullptr, nullptr};
-    SetNavigationStatusData(env, callbackData->navStatus, argv[1]);
-    if (napi_create_string_utf8(env, callbackData->bundleName.c_str(), NAPI_AUTO_LENGTH, &argv[0]) != napi_ok ||
-        napi_call_function(env, nullptr, function, ARGC_TWO, argv, nullptr) != napi_ok) {
-        ThrowLastNapiError(env);
-    }
-    delete callbackData;
+    CallJsListener(env, jsCallback, callbackData, g_statusChangedFnInfo, callbackData->bundleName,
+        [callbackData](napi_env env, napi_value& record) { SetNavigationStatusData(env, callbackData->navStatus, record); });
 }
 
 } // namespace OHOS::NavigationInfoService

@@ -18,6 +18,9 @@ thread_local napi_ref g_objInstance = nullptr;
 
 const std::string NO_PERMISSION_MESSAGE = "No Permission";
 const std::string NOT_SYSTEM_APP_MESSAGE = "Not System App";
+const char* const ARGCOUNT_ASSERTION = "assertion (argCount > 0) failed: Wrong number of arguments";
+const char* const ARGC_INIT1_ASSERTION = "assertion (argc > ARGC_INIT1) failed: Wrong number of arguments";
+const char* const ARGC_INIT2_ASSERTION = "assertion (argc > ARGC_INIT2) failed: Wrong number of arguments";
 
 // The listeners of the most recent registrations, from any JavaScript thread
 // of the process. Each slot is replaced under its lock.
@@ -42,6 +45,40 @@ sptr<Listener> ReplaceSlot(sptr<Listener>& slot, const sptr<Listener>& listener)
     sptr<Listener> previous = slot;
     slot = listener;
     return previous; // released by the caller, outside the lock
+}
+
+// Reads (listener, bundleName), makes the native listener of the kind, stores
+// it in the kind's slot and registers it with the client. False after an
+// argument error; otherwise the client's result is in ret.
+template <typename ListenerNapi, typename Register>
+bool RegisterListener(napi_env env, napi_callback_info info, sptr<ListenerNapi>& slot, Register registerWithClient,
+    int32_t& ret)
+{
+    napi_value argv[ARGC_TWO] = {nullptr};
+    if (!GetArguments(env, info, ARGC_INIT1 + 1, ARGC_INIT1_ASSERTION, argv)) {
+        return false;
+    }
+    std::string bundleName = GetString(env, argv[1]);
+    sptr<ListenerNapi> listener = new ListenerNapi(env, argv[0]);
+    ReplaceSlot(slot, listener);
+    ret = registerWithClient(NavInfoClient::GetClientInstance(), bundleName, listener);
+    ThrowForResult(env, ret);
+    return true;
+}
+
+// Reads (bundleName) and unregisters that bundle's listener of one kind with
+// the client. False after an argument error; otherwise the result is in ret.
+template <typename Unregister>
+bool UnregisterListener(napi_env env, napi_callback_info info, Unregister unregisterWithClient, int32_t& ret)
+{
+    napi_value argv[ARGC_ONE] = {nullptr};
+    if (!GetArguments(env, info, ARGC_ONE, ARGCOUNT_ASSERTION, argv)) {
+        return false;
+    }
+    std::string bundleName = GetString(env, argv[0]);
+    ret = unregisterWithClient(NavInfoClient::GetClientInstance(), bundleName);
+    ThrowForResult(env, ret);
+    return true;
 }
 
 // A request the service refused is never answered by it: settle the promise
@@ -132,14 +169,8 @@ void SystemNavigationControllerNapi::JsDestructor(napi_env env, void* nativeObje
 napi_value SystemNavigationControllerNapi::JsGetNavigationStatus(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
     napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
-    }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argCount > 0) failed: Wrong number of arguments");
+    if (!GetArguments(env, info, ARGC_ONE, ARGCOUNT_ASSERTION, argv)) {
         return nullptr;
     }
     std::string bundleName = GetString(env, argv[0]);
@@ -156,42 +187,27 @@ napi_value SystemNavigationControllerNapi::JsGetNavigationStatus(napi_env env, n
 napi_value SystemNavigationControllerNapi::JsRegisterNavigationStatusListener(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_TWO;
-    napi_value argv[ARGC_TWO] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
+    int32_t ret = 0;
+    if (RegisterListener(env, info, g_navStatusListener,
+        [](const sptr<NavInfoClient>& client, const std::string& bundleName,
+            const sptr<NavigationStatusListenerNapi>& listener) {
+            return client->RegisterNavigationStatusListener(bundleName, listener);
+        }, ret)) {
+        NAVI_LOGI("registerNavigationStatusListener ret= %{public}d", ret);
     }
-    if (argc <= ARGC_INIT1) {
-        napi_throw_error(env, nullptr, "assertion (argc > ARGC_INIT1) failed: Wrong number of arguments");
-        return nullptr;
-    }
-    std::string bundleName = GetString(env, argv[1]);
-    sptr<NavigationStatusListenerNapi> listener = new NavigationStatusListenerNapi(env, argv[0]);
-    ReplaceSlot(g_navStatusListener, listener);
-    int32_t ret = NavInfoClient::GetClientInstance()->RegisterNavigationStatusListener(bundleName, listener);
-    ThrowForResult(env, ret);
-    NAVI_LOGI("registerNavigationStatusListener ret= %{public}d", ret);
     return nullptr;
 }
 
 napi_value SystemNavigationControllerNapi::JsUnRegisterNavigationStatusListener(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
-    napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
+    int32_t ret = 0;
+    if (UnregisterListener(env, info,
+        [](const sptr<NavInfoClient>& client, const std::string& bundleName) {
+            return client->UnRegisterNavigationStatusListener(bundleName);
+        }, ret)) {
+        NAVI_LOGI("UnRegisterNavigationStatusListener ret= %{public}d", ret);
     }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argCount > 0) failed: Wrong number of arguments");
-        return nullptr;
-    }
-    std::string bundleName = GetString(env, argv[0]);
-    int32_t ret = NavInfoClient::GetClientInstance()->UnRegisterNavigationStatusListener(bundleName);
-    ThrowForResult(env, ret);
-    NAVI_LOGI("UnRegisterNavigationStatusListener ret= %{public}d", ret);
     return nullptr;
 }
 
@@ -199,22 +215,14 @@ napi_value SystemNavigationControllerNapi::JsRegisterNavigationMetadataListener(
     napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_TWO;
-    napi_value argv[ARGC_TWO] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
+    int32_t ret = 0;
+    if (RegisterListener(env, info, g_navMetadataListener,
+        [](const sptr<NavInfoClient>& client, const std::string& bundleName,
+            const sptr<NavigationMetadataListenerNapi>& listener) {
+            return client->RegisterNavigationMetadataListener(bundleName, listener);
+        }, ret)) {
+        NAVI_LOGI("RegisterNavigationMetadataListener ret= %{public}d", ret);
     }
-    if (argc <= ARGC_INIT1) {
-        napi_throw_error(env, nullptr, "assertion (argc > ARGC_INIT1) failed: Wrong number of arguments");
-        return nullptr;
-    }
-    std::string bundleName = GetString(env, argv[1]);
-    sptr<NavigationMetadataListenerNapi> listener = new NavigationMetadataListenerNapi(env, argv[0]);
-    ReplaceSlot(g_navMetadataListener, listener);
-    int32_t ret = NavInfoClient::GetClientInstance()->RegisterNavigationMetadataListener(bundleName, listener);
-    ThrowForResult(env, ret);
-    NAVI_LOGI("RegisterNavigationMetadataListener ret= %{public}d", ret);
     return nullptr;
 }
 
@@ -222,20 +230,13 @@ napi_value SystemNavigationControllerNapi::JsUnregisterNavigationMetadataListene
     napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    size_t argc = ARGC_ONE;
-    napi_value argv[ARGC_ONE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return nullptr;
+    int32_t ret = 0;
+    if (UnregisterListener(env, info,
+        [](const sptr<NavInfoClient>& client, const std::string& bundleName) {
+            return client->UnRegisterNavigationMetadataListener(bundleName);
+        }, ret)) {
+        NAVI_LOGI("UnRegisterNavigationMetadataListener ret= %{public}d", ret);
     }
-    if (argc < ARGC_ONE) {
-        napi_throw_error(env, nullptr, "assertion (argCount > 0) failed: Wrong number of arguments");
-        return nullptr;
-    }
-    std::string bundleName = GetString(env, argv[0]);
-    int32_t ret = NavInfoClient::GetClientInstance()->UnRegisterNavigationMetadataListener(bundleName);
-    ThrowForResult(env, ret);
-    NAVI_LOGI("UnRegisterNavigationMetadataListener ret= %{public}d", ret);
     return nullptr;
 }
 
@@ -250,14 +251,8 @@ struct RequestArguments {
 // Reads the three arguments of a query or command; false after an argument error.
 bool ReadRequestArguments(napi_env env, napi_callback_info info, RequestArguments& request)
 {
-    size_t argc = ARGC_THREE;
     napi_value argv[ARGC_THREE] = {nullptr};
-    napi_value thisVar = nullptr;
-    if (!GetCallbackInfo(env, info, argc, argv, &thisVar)) {
-        return false;
-    }
-    if (argc <= ARGC_INIT2) {
-        napi_throw_error(env, nullptr, "assertion (argc > ARGC_INIT2) failed: Wrong number of arguments");
+    if (!GetArguments(env, info, ARGC_INIT2 + 1, ARGC_INIT2_ASSERTION, argv)) {
         return false;
     }
     request.bundleName = GetString(env, argv[0]);
@@ -266,47 +261,61 @@ bool ReadRequestArguments(napi_env env, napi_callback_info info, RequestArgument
     return true;
 }
 
+// Reads (bundleName, kind name, parameters), makes the promise and the callback
+// that alone settles it, and hands the request to the client. Returns the
+// promise; sent is false (and the result null) after an argument error.
+template <typename Kind, typename Send>
+napi_value StartRequest(napi_env env, napi_callback_info info, Kind (*toKind)(const std::string&), Send send,
+    int32_t& ret, bool& sent)
+{
+    sent = false;
+    RequestArguments request;
+    if (!ReadRequestArguments(env, info, request)) {
+        return nullptr;
+    }
+    Kind type = toKind(request.typeName);
+    napi_deferred deferred = nullptr;
+    napi_value promise = nullptr;
+    napi_create_promise(env, &deferred, &promise);
+    sptr<MapCallbackNapi> callback = new MapCallbackNapi(env, deferred);
+    ret = send(NavInfoClient::GetClientInstance(), request.bundleName, type, request.params, callback);
+    ThrowForResult(env, ret);
+    SettleRefusedRequest(callback, ret);
+    sent = true;
+    return promise;
+}
+
 } // namespace
 
 napi_value SystemNavigationControllerNapi::JsQueryNavigationInfo(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    RequestArguments request;
-    if (!ReadRequestArguments(env, info, request)) {
-        return nullptr;
+    int32_t ret = 0;
+    bool sent = false;
+    napi_value promise = StartRequest<QueryType>(env, info, ToEnumQueryType,
+        [](const sptr<NavInfoClient>& client, const std::string& bundleName, QueryType type,
+            const AAFwk::WantParams& params, const sptr<MapCallbackNapi>& callback) {
+            return client->QueryNavigationInfo(bundleName, type, params, callback);
+        }, ret, sent);
+    if (sent) {
+        NAVI_LOGI("QueryNavigationInfo ret= %{public}d", ret);
     }
-    QueryType type = ToEnumQueryType(request.typeName);
-    napi_deferred deferred = nullptr;
-    napi_value promise = nullptr;
-    napi_create_promise(env, &deferred, &promise);
-    sptr<MapCallbackNapi> callback = new MapCallbackNapi(env, deferred);
-    int32_t ret = NavInfoClient::GetClientInstance()->QueryNavigationInfo(request.bundleName, type, request.params,
-        callback);
-    ThrowForResult(env, ret);
-    NAVI_LOGI("QueryNavigationInfo ret= %{public}d", ret);
-    SettleRefusedRequest(callback, ret);
-    callback = nullptr;
     return promise;
 }
 
 napi_value SystemNavigationControllerNapi::JsSendNavigationCmd(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
-    RequestArguments request;
-    if (!ReadRequestArguments(env, info, request)) {
-        return nullptr;
+    int32_t ret = 0;
+    bool sent = false;
+    napi_value promise = StartRequest<CommandType>(env, info, ToEnumCommandType,
+        [](const sptr<NavInfoClient>& client, const std::string& bundleName, CommandType type,
+            const AAFwk::WantParams& params, const sptr<MapCallbackNapi>& callback) {
+            return client->SendNavigationCmd(bundleName, type, params, callback);
+        }, ret, sent);
+    if (sent) {
+        NAVI_LOGI("SendNavigationCmd ret= %{public}d", ret);
     }
-    CommandType type = ToEnumCommandType(request.typeName);
-    napi_deferred deferred = nullptr;
-    napi_value promise = nullptr;
-    napi_create_promise(env, &deferred, &promise);
-    sptr<MapCallbackNapi> callback = new MapCallbackNapi(env, deferred);
-    int32_t ret = NavInfoClient::GetClientInstance()->SendNavigationCmd(request.bundleName, type, request.params,
-        callback);
-    ThrowForResult(env, ret);
-    NAVI_LOGI("SendNavigationCmd ret= %{public}d", ret);
-    SettleRefusedRequest(callback, ret);
-    callback = nullptr;
     return promise;
 }
 

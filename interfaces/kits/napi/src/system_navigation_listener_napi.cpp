@@ -186,22 +186,12 @@ napi_value SystemNavigationListenerNapi::PromiseThenFunction(napi_env env, napi_
 
 void SystemNavigationListenerNapi::ParseResultData(napi_env env, napi_value value, ResultData& result)
 {
-    napi_value names = nullptr;
-    uint32_t length = 0;
-    GetPropertyNamesAndLenth(env, value, names, length);
-    for (uint32_t i = 0; i < length; ++i) {
-        napi_value key = nullptr;
-        if (napi_get_element(env, names, i, &key) != napi_ok) {
-            ThrowLastNapiError(env);
-            return;
-        }
-        std::string name;
-        napi_value property = nullptr;
-        GetPropertyNapiValueAndString(env, value, key, name, property);
+    const char* caller = __FUNCTION__;
+    ForEachProperty(env, value, [&](const std::string& name, napi_value property) {
         if (name == "code") {
             if (napi_get_value_int32(env, property, &result.code) != napi_ok) {
                 ThrowLastNapiError(env);
-                return;
+                return false; // later properties are not read
             }
         } else if (name == "message") {
             result.message = GetString(env, property);
@@ -210,9 +200,10 @@ void SystemNavigationListenerNapi::ParseResultData(napi_env env, napi_value valu
             AppExecFwk::UnwrapWantParams(env, property, data);
             result.data = data;
         } else {
-            NAVI_LOGI("invalid property name");
+            NAVI_LOGI_AS(caller, "invalid property name");
         }
-    }
+        return true;
+    });
 }
 
 } // namespace OHOS::NavigationInfoService

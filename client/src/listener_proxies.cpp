@@ -1,0 +1,197 @@
+#include "listener_proxies.h"
+
+#include "client_log.h"
+#include "ipc_errors.h"
+#include "message_option.h"
+#include "message_parcel.h"
+#include "nav_info_errors.h"
+#include "record_marshalling.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+// Sends a one-way transaction; a failure is logged (see the header) and returned.
+int SendOneway(const sptr<IRemoteObject>& remote, uint32_t code, MessageParcel& data)
+{
+    MessageParcel reply;
+    MessageOption option(MessageOption::TF_ASYNC);
+    int status = remote->SendRequest(code, data, reply, option);
+    if (status != IPC_OK) {
+        CLIENT_LOGI("one-way call %{public}u not delivered: %{public}d", code, status);
+    }
+    return status;
+}
+
+// A local object's own interface of type I, or null.
+template <typename I>
+sptr<I> LocalInterface(const sptr<IRemoteObject>& object)
+{
+    sptr<IRemoteBroker> broker = object->AsInterface();
+    I* typed = dynamic_cast<I*>(broker.GetRefPtr());
+    return sptr<I>(typed);
+}
+
+template <typename I, typename Proxy>
+sptr<I> InterfaceFromObject(const sptr<IRemoteObject>& object)
+{
+    if (object == nullptr) {
+        return nullptr;
+    }
+    if (!object->IsProxyObject()) {
+        return LocalInterface<I>(object);
+    }
+    return sptr<I>(new Proxy(object));
+}
+
+} // namespace
+
+NavigationStatusListenerProxy::NavigationStatusListenerProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote))
+{
+}
+
+void NavigationStatusListenerProxy::OnStatusChanged(const NavigationStatus& status, const std::string& bundleName)
+{
+    MessageParcel data;
+    if (!data.WriteInterfaceToken(GetDescriptor()) || !Marshalling::WriteNavigationStatus(data, status) ||
+        !Marshalling::WriteBoundedString(data, bundleName)) {
+        CLIENT_LOGW("status of %{public}s not encodable", bundleName.c_str());
+        return;
+    }
+    SendOneway(remote_, ON_STATUS_CHANGED, data);
+}
+
+NavigationMetadataListenerProxy::NavigationMetadataListenerProxy(sptr<IRemoteObject> remote)
+    : remote_(std::move(remote))
+{
+}
+
+void NavigationMetadataListenerProxy::OnMetadataChanged(const NavigationMetadata& metadata,
+    const std::string& bundleName)
+{
+    MessageParcel data;
+    if (!data.WriteInterfaceToken(GetDescriptor()) || !Marshalling::WriteNavigationMetadata(data, metadata) ||
+        !Marshalling::WriteBoundedString(data, bundleName)) {
+        CLIENT_LOGW("metadata of %{public}s not encodable", bundleName.c_str());
+        return;
+    }
+    SendOneway(remote_, ON_METADATA_CHANGED, data);
+}
+
+SystemNavigationListenerProxy::SystemNavigationListenerProxy(sptr<IRemoteObject> remote)
+    : remote_(std::move(remote))
+{
+}
+
+void SystemNavigationListenerProxy::OnQueryNavigationInfo(QueryType type, AAFwk::WantParams params,
+    sptr<IMapCallback> callback)
+{
+    SendRequest(ON_QUERY_NAVIGATION_INFO, static_cast<int32_t>(type), params, callback);
+}
+
+void SystemNavigationListenerProxy::OnReceiveNavigationCmd(CommandType type, AAFwk::WantParams params,
+    sptr<IMapCallback> callback)
+{
+    SendRequest(ON_RECEIVE_NAVIGATION_CMD, static_cast<int32_t>(type), params, callback);
+}
+
+void SystemNavigationListenerProxy::SendRequest(uint32_t code, int32_t type, const AAFwk::WantParams& params,
+    const sptr<IMapCallback>& callback)
+{
+    sptr<IRemoteObject> callbackObject;
+    try {
+        callbackObject = MapCallbackObjectForSending(callback);
+    } catch (const std::bad_alloc&) {
+        CLIENT_LOGE("out of memory: request %{public}u not sent", code);
+        return;
+    }
+    MessageParcel data;
+    if (callbackObject == nullptr || !data.WriteInterfaceToken(GetDescriptor()) || !data.WriteInt32(type) ||
+        !Marshalling::WriteWantParams(data, params) || !data.WriteRemoteObject(callbackObject)) {
+        CLIENT_LOGW("request %{public}u not encodable", code);
+        return;
+    }
+    int status = SendOneway(remote_, code, data);
+    data.ClearAll(); // the parcel's reference to the callback object goes before the answer
+    if (status == IPC_ERR_TOO_MANY || status == IPC_ERR_NO_MEMORY) {
+        ResultData answer;
+        answer.code = NAV_INFO_ERR_TOO_MANY_REQUESTS;
+        answer.message = NavInfoResultText(answer.code);
+        callback->Callback(std::move(answer));
+    }
+    // A lost connection is left to the service: it answers NOT_FOUND when it learns.
+}
+
+MapCallbackProxy::MapCallbackProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote)) {}
+
+sptr<IRemoteObject> MapCallbackProxy::AsObject()
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return remote_;
+}
+
+void MapCallbackProxy::Callback(ResultData data)
+{
+    sptr<IRemoteObject> remote;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        remote = std::move(remote_);
+    }
+    if (remote == nullptr) {
+        CLIENT_LOGI("answer %{public}d dropped: the request was answered already", data.code);
+        return;
+    }
+    MessageParcel parcel;
+    if (!parcel.WriteInterfaceToken(GetDescriptor()) || !Marshalling::WriteResultData(parcel, data)) {
+        // The requester must still be answered: an answer over the limits
+        // becomes an empty one with the same code.
+        CLIENT_LOGW("answer %{public}d over the record limits; sent without message and data", data.code);
+        parcel.ClearAll();
+        ResultData plain;
+        plain.code = data.code;
+        if (!parcel.WriteInterfaceToken(GetDescriptor()) || !Marshalling::WriteResultData(parcel, plain)) {
+            return;
+        }
+    }
+    SendOneway(remote, MAP_CALLBACK, parcel);
+}
+
+MapCallbackRelay::MapCallbackRelay(sptr<IMapCallback> target) : target_(std::move(target)) {}
+
+void MapCallbackRelay::Callback(ResultData data)
+{
+    target_->Callback(std::move(data));
+}
+
+sptr<INavigationStatusListener> StatusListenerFromObject(const sptr<IRemoteObject>& object)
+{
+    return InterfaceFromObject<INavigationStatusListener, NavigationStatusListenerProxy>(object);
+}
+
+sptr<INavigationMetadataListener> MetadataListenerFromObject(const sptr<IRemoteObject>& object)
+{
+    return InterfaceFromObject<INavigationMetadataListener, NavigationMetadataListenerProxy>(object);
+}
+
+sptr<ISystemNavigationListener> SystemListenerFromObject(const sptr<IRemoteObject>& object)
+{
+    return InterfaceFromObject<ISystemNavigationListener, SystemNavigationListenerProxy>(object);
+}
+
+sptr<IMapCallback> MapCallbackFromObject(const sptr<IRemoteObject>& object)
+{
+    return InterfaceFromObject<IMapCallback, MapCallbackProxy>(object);
+}
+
+sptr<IRemoteObject> MapCallbackObjectForSending(const sptr<IMapCallback>& callback)
+{
+    if (callback == nullptr) {
+        return nullptr;
+    }
+    sptr<IRemoteObject> object = callback->AsObject();
+    if (object != nullptr && (object->IsProxyObject() || dynamic_cast<MapCallbackStub*>(callback.GetRefPtr()))) {
+        return object;
+    }
+    return sptr<IRemoteObject>(new MapCallbackRelay(callback));
+}
+
+} // namespace OHOS::NavigationInfoService

@@ -1,0 +1,41 @@
+// The service interface of navinfo-service on the wire: its descriptor and
+// one transaction code per NavInfoClient operation. The request and reply
+// layouts are in docs/service-protocol.md; NavInfoServiceProxy (client) and
+// NavInfoServiceStub (daemon) implement them.
+#ifndef CLIENT_NAV_INFO_SERVICE_IPC_H
+#define CLIENT_NAV_INFO_SERVICE_IPC_H
+
+#include <cstdint>
+#include <string>
+
+namespace OHOS::NavigationInfoService {
+
+// The interface token every service request starts with.
+inline const std::u16string& NavInfoServiceDescriptor()
+{
+    static const std::u16string descriptor = u"OHOS.NavigationInfoService.INavInfoService";
+    return descriptor;
+}
+
+enum NavInfoServiceTransaction : uint32_t {
+    SVC_UPDATE_NAVIGATION_STATUS = 1,
+    SVC_UPDATE_NAVIGATION_METADATA = 2,
+    SVC_REGISTER_SYSTEM_NAVIGATION_LISTENER = 3,
+    SVC_UNREGISTER_SYSTEM_NAVIGATION_LISTENER = 4,
+    SVC_GET_NAVIGATION_STATUS = 5,
+    SVC_REGISTER_NAVIGATION_STATUS_LISTENER = 6,
+    SVC_UNREGISTER_NAVIGATION_STATUS_LISTENER = 7,
+    SVC_REGISTER_NAVIGATION_METADATA_LISTENER = 8,
+    SVC_UNREGISTER_NAVIGATION_METADATA_LISTENER = 9,
+    SVC_QUERY_NAVIGATION_INFO = 10,
+    SVC_SEND_NAVIGATION_CMD = 11,
+};
+
+// An optional object argument: int32 1 and the object, or int32 0 for null,
+// so that the service core (not the transport) decides what null means.
+constexpr int32_t OBJECT_ABSENT = 0;
+constexpr int32_t OBJECT_PRESENT = 1;
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // CLIENT_NAV_INFO_SERVICE_IPC_H

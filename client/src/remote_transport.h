@@ -1,0 +1,92 @@
+// The transport to the navinfo-service daemon over its Unix-domain socket.
+//
+// Each operation is one synchronous service call (NavInfoServiceProxy) on
+// the current connection (ServiceConnector). Without a connection every call
+// returns at once the failure of the latest attempt: 1002 when the daemon
+// cannot be reached, 1005 when it refused this process's identity.
+//
+// Registrations that succeeded are kept in a RegistrationBook and replayed
+// on every new connection before any call uses it. Unregistering removes the
+// entry whatever the daemon answers. A registration that fails is not kept.
+//
+// Queries and commands travel with a TrackedRequest in place of the
+// caller's callback: when the connection they went out on is lost, each one
+// still open is answered {1002, "Service unavailable"} on the client
+// library's IPC threads, exactly once.
+//
+// Threads: every operation from any thread. The daemon's calls of this
+// process's listeners and callbacks arrive on the connection's IPC pool.
+#ifndef CLIENT_REMOTE_TRANSPORT_H
+#define CLIENT_REMOTE_TRANSPORT_H
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "nav_info_transport.h"
+#include "outstanding_requests.h"
+#include "registration_book.h"
+#include "service_connector.h"
+
+namespace OHOS::NavigationInfoService {
+
+// The environment variable holding the token this process presents with
+// its bundle name (NAVINFO_BUNDLE_NAME).
+constexpr const char* BUNDLE_TOKEN_ENV = "NAVINFO_BUNDLE_TOKEN";
+
+class RemoteTransport : public NavInfoTransport {
+public:
+    // Connects lazily, at the first call. May throw std::bad_alloc.
+    explicit RemoteTransport(ServiceEndpoint endpoint);
+    // Closes the connection; requests still open are answered 1002.
+    ~RemoteTransport() override;
+
+    int32_t UpdateNavigationStatus(NavigationStatus status) override;
+    int32_t UpdateNavigationMetadata(NavigationMetadata metadata) override;
+    int32_t RegisterSystemNavigationListener(sptr<ISystemNavigationListener> listener) override;
+    int32_t UnRegisterSystemNavigationListener() override;
+    int32_t GetNavigationStatus(const std::string& bundleName, NavigationStatus& status) override;
+    int32_t RegisterNavigationStatusListener(const std::string& bundleName,
+        sptr<INavigationStatusListener> listener) override;
+    int32_t UnRegisterNavigationStatusListener(const std::string& bundleName) override;
+    int32_t RegisterNavigationMetadataListener(const std::string& bundleName,
+        sptr<INavigationMetadataListener> listener) override;
+    int32_t UnRegisterNavigationMetadataListener(const std::string& bundleName) override;
+    int32_t QueryNavigationInfo(const std::string& bundleName, QueryType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) override;
+    int32_t SendNavigationCmd(const std::string& bundleName, CommandType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) override;
+
+    // For tests: requests sent and not yet settled; the live connection's
+    // generation (0: none).
+    size_t OutstandingRequestCount() const;
+    uint64_t ConnectionGeneration() const;
+
+private:
+    // Connector hooks.
+    void OnConnected(const sptr<IRemoteObject>& service, uint64_t generation);
+    void OnLost(uint64_t generation);
+    bool HasRegistrations();
+
+    int32_t SubmitRequest(uint32_t code, const std::string& bundleName, int32_t type,
+        const AAFwk::WantParams& params, const sptr<IMapCallback>& callback);
+    // Registers a follower and books it on success; `book` is a map of book_.
+    template <typename Register>
+    int32_t Follow(std::map<std::string, sptr<IRemoteObject>> RegistrationBook::*book, const std::string& bundleName,
+        const sptr<IRemoteObject>& listener, Register&& reg);
+    template <typename Unregister>
+    int32_t Unfollow(std::map<std::string, sptr<IRemoteObject>> RegistrationBook::*book,
+        const std::string& bundleName, Unregister&& unreg);
+
+    const std::shared_ptr<OutstandingRequests> requests_;
+    // Held across a registration call and its book update, and across a
+    // replay, so that the book and the daemon agree. Never taken while
+    // acquiring the connection (the replay runs inside that).
+    std::mutex registrationMutex_;
+    RegistrationBook book_; // guarded by registrationMutex_
+    std::shared_ptr<ServiceConnector> connector_; // set once in the constructor
+};
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // CLIENT_REMOTE_TRANSPORT_H

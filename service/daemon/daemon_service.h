@@ -1,0 +1,73 @@
+// navinfo-service without its process concerns (arguments, signals): the
+// service core, the threads that call listeners, the identity check and the
+// socket server, wired together. Tests run it in-process.
+//
+// Death: when a connection ends for any reason (the client closed it, its
+// process died, it broke the protocol), the core is told OnClientGone(id):
+// its listeners and subscriptions go, requests it sent are dropped, and
+// requests sent to its system navigation listener are answered 1003 (except
+// while the daemon stops: see Stop).
+//
+// Threads: Start and Stop from one owning thread, never from an IPC thread
+// or a listener call of this service; the getters from any thread.
+#ifndef SERVICE_DAEMON_DAEMON_SERVICE_H
+#define SERVICE_DAEMON_DAEMON_SERVICE_H
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "access_policy.h"
+#include "ipc_server.h"
+#include "nav_info_service_core.h"
+#include "worker_pool.h"
+
+namespace OHOS::NavigationInfoService {
+
+struct DaemonConfig {
+    std::string socketPath;
+    mode_t socketMode = 0600;
+    // Decides identities and access. Null: every client is refused.
+    std::shared_ptr<const RuleAccessPolicy> policy;
+    std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
+    size_t listenerThreads = 4;
+    // Outstanding queries and commands per connection (beyond: 1006).
+    size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;
+};
+
+class DaemonService {
+public:
+    // May throw std::bad_alloc.
+    explicit DaemonService(DaemonConfig config);
+    // Stops the service.
+    ~DaemonService();
+    DaemonService(const DaemonService&) = delete;
+    DaemonService& operator=(const DaemonService&) = delete;
+
+    // Listens on the socket. IPC_OK or the IpcServer::Start failure.
+    int Start();
+    // Closes every connection, removes the socket file and drops the core's
+    // state. Requests in flight are not answered by the daemon: every client
+    // answers its own 1002 when its connection ends. Idempotent.
+    void Stop();
+
+    const std::string& SocketPath() const { return config_.socketPath; }
+    size_t ConnectionCount() const { return server_.GetConnectionCount(); }
+    // The core, for tests (outstanding requests, time-out).
+    NavInfoServiceCore& Core() const { return *core_; }
+
+private:
+    const DaemonConfig config_;
+    const std::shared_ptr<WorkerPool> executor_;
+    const std::shared_ptr<NavInfoServiceCore> core_;
+    // Set by Stop; read by the connection-closed callback (reader threads).
+    const std::shared_ptr<std::atomic<bool>> stopping_ = std::make_shared<std::atomic<bool>>(false);
+    IpcServer server_;
+};
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // SERVICE_DAEMON_DAEMON_SERVICE_H

@@ -1,0 +1,245 @@
+#include "nav_info_service_stub.h"
+
+#include <exception>
+#include <string>
+
+#include "client_identity.h"
+#include "daemon_log.h"
+#include "ipc_connection.h"
+#include "ipc_errors.h"
+#include "ipc_skeleton.h"
+#include "listener_proxies.h"
+#include "message_parcel.h"
+#include "nav_info_errors.h"
+#include "nav_info_service_ipc.h"
+#include "record_marshalling.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+int ReplyResult(MessageParcel& reply, int32_t result)
+{
+    return reply.WriteInt32(result) ? IPC_OK : IPC_ERR_NO_MEMORY;
+}
+
+// An optional object (nav_info_service_ipc.h): false if the flag is neither
+// 0 nor 1, or 1 is not followed by an object.
+bool ReadOptionalObject(MessageParcel& data, sptr<IRemoteObject>& object)
+{
+    int32_t flag = 0;
+    if (!data.ReadInt32(flag)) {
+        return false;
+    }
+    if (flag == OBJECT_ABSENT) {
+        object = nullptr;
+        return true;
+    }
+    object = flag == OBJECT_PRESENT ? data.ReadRemoteObject() : nullptr;
+    return object != nullptr;
+}
+
+} // namespace
+
+NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core)
+    : IPCObjectStub(NavInfoServiceDescriptor()), core_(std::move(core))
+{
+}
+
+int NavInfoServiceStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption&)
+{
+    std::shared_ptr<ClientIdentity> identity = CallingIdentity();
+    if (identity == nullptr) {
+        return IPC_ERR_PERMISSION;
+    }
+    CallerInfo caller;
+    caller.bundleName = identity->bundleName;
+    caller.pid = static_cast<int32_t>(IPCSkeleton::GetCallingPid());
+    caller.uid = static_cast<int32_t>(IPCSkeleton::GetCallingUid());
+    caller.clientId = IPCSkeleton::GetCallingConnectionId();
+
+    int status = IPC_OK;
+    try {
+        status = Dispatch(code, caller, data, reply);
+    } catch (const std::bad_alloc&) {
+        status = IPC_ERR_NO_MEMORY;
+    } catch (...) {
+        status = IPC_ERR_STUB_EXCEPTION;
+    }
+
+    std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection();
+    if (status == IPC_ERR_INVALID_DATA || status == IPC_ERR_UNKNOWN_TRANSACTION) {
+        uint32_t refused = ++identity->refusedRequests;
+        DAEMON_LOGW("connection %{public}llu (%{public}s): request %{public}u refused (%{public}d), "
+            "%{public}u so far", static_cast<unsigned long long>(caller.clientId), caller.bundleName.c_str(), code,
+            status, refused);
+        if (refused >= MAX_REFUSED_REQUESTS && connection != nullptr) {
+            DAEMON_LOGW("connection %{public}llu: too many malformed requests, closing",
+                static_cast<unsigned long long>(caller.clientId));
+            connection->Close();
+        }
+    }
+    // A registration that raced with the end of its connection must not
+    // outlive it: the connection's clean-up may already have run.
+    if (connection != nullptr && !connection->IsAlive()) {
+        core_->OnClientGone(caller.clientId);
+    }
+    return status;
+}
+
+int NavInfoServiceStub::Dispatch(uint32_t code, const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    using Handler = int (NavInfoServiceStub::*)(const CallerInfo&, MessageParcel&, MessageParcel&);
+    struct Route {
+        uint32_t code;
+        Handler handler;
+    };
+    static const Route routes[] = {
+        {SVC_UPDATE_NAVIGATION_STATUS, &NavInfoServiceStub::UpdateStatus},
+        {SVC_UPDATE_NAVIGATION_METADATA, &NavInfoServiceStub::UpdateMetadata},
+        {SVC_REGISTER_SYSTEM_NAVIGATION_LISTENER, &NavInfoServiceStub::RegisterSystemListener},
+        {SVC_UNREGISTER_SYSTEM_NAVIGATION_LISTENER, &NavInfoServiceStub::UnregisterSystemListener},
+        {SVC_GET_NAVIGATION_STATUS, &NavInfoServiceStub::GetStatus},
+        {SVC_REGISTER_NAVIGATION_STATUS_LISTENER, &NavInfoServiceStub::RegisterStatusListener},
+        {SVC_UNREGISTER_NAVIGATION_STATUS_LISTENER, &NavInfoServiceStub::UnregisterStatusListener},
+        {SVC_REGISTER_NAVIGATION_METADATA_LISTENER, &NavInfoServiceStub::RegisterMetadataListener},
+        {SVC_UNREGISTER_NAVIGATION_METADATA_LISTENER, &NavInfoServiceStub::UnregisterMetadataListener},
+        {SVC_QUERY_NAVIGATION_INFO, &NavInfoServiceStub::Query},
+        {SVC_SEND_NAVIGATION_CMD, &NavInfoServiceStub::Command},
+    };
+    for (const Route& route : routes) {
+        if (route.code == code) {
+            if (data.ReadInterfaceToken() != NavInfoServiceDescriptor()) {
+                return IPC_ERR_INVALID_DATA;
+            }
+            return (this->*route.handler)(caller, data, reply);
+        }
+    }
+    return IPC_ERR_UNKNOWN_TRANSACTION;
+}
+
+int NavInfoServiceStub::UpdateStatus(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    NavigationStatus status;
+    if (!Marshalling::ReadNavigationStatus(data, status)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply, core_->UpdateNavigationStatus(caller, std::move(status)));
+}
+
+int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    NavigationMetadata metadata;
+    if (!Marshalling::ReadNavigationMetadata(data, metadata)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply, core_->UpdateNavigationMetadata(caller, std::move(metadata)));
+}
+
+int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    sptr<IRemoteObject> object;
+    if (!ReadOptionalObject(data, object)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    // An object of another kind is as good as none: the core answers 1001.
+    return ReplyResult(reply, core_->RegisterSystemNavigationListener(caller, SystemListenerFromObject(object)));
+}
+
+int NavInfoServiceStub::UnregisterSystemListener(const CallerInfo& caller, MessageParcel&, MessageParcel& reply)
+{
+    return ReplyResult(reply, core_->UnRegisterSystemNavigationListener(caller));
+}
+
+int NavInfoServiceStub::GetStatus(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    std::string bundleName;
+    if (!Marshalling::ReadBoundedString(data, bundleName)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    NavigationStatus status;
+    int32_t result = core_->GetNavigationStatus(caller, bundleName, status);
+    if (!reply.WriteInt32(result)) {
+        return IPC_ERR_NO_MEMORY;
+    }
+    if (result == NAV_INFO_SUCCESS && !Marshalling::WriteNavigationStatus(reply, status)) {
+        // Every stored status arrived through the same codec, so this takes
+        // running out of memory; the caller learns the service failed.
+        reply.ClearAll();
+        return ReplyResult(reply, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
+    }
+    return IPC_OK;
+}
+
+int NavInfoServiceStub::RegisterStatusListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    std::string bundleName;
+    sptr<IRemoteObject> object;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply,
+        core_->RegisterNavigationStatusListener(caller, bundleName, StatusListenerFromObject(object)));
+}
+
+int NavInfoServiceStub::UnregisterStatusListener(const CallerInfo& caller, MessageParcel& data,
+    MessageParcel& reply)
+{
+    std::string bundleName;
+    if (!Marshalling::ReadBoundedString(data, bundleName)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply, core_->UnRegisterNavigationStatusListener(caller, bundleName));
+}
+
+int NavInfoServiceStub::RegisterMetadataListener(const CallerInfo& caller, MessageParcel& data,
+    MessageParcel& reply)
+{
+    std::string bundleName;
+    sptr<IRemoteObject> object;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply,
+        core_->RegisterNavigationMetadataListener(caller, bundleName, MetadataListenerFromObject(object)));
+}
+
+int NavInfoServiceStub::UnregisterMetadataListener(const CallerInfo& caller, MessageParcel& data,
+    MessageParcel& reply)
+{
+    std::string bundleName;
+    if (!Marshalling::ReadBoundedString(data, bundleName)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply, core_->UnRegisterNavigationMetadataListener(caller, bundleName));
+}
+
+int NavInfoServiceStub::Query(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    std::string bundleName;
+    int32_t type = 0;
+    AAFwk::WantParams params;
+    sptr<IRemoteObject> object;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !data.ReadInt32(type) ||
+        !Marshalling::ReadWantParams(data, params) || !ReadOptionalObject(data, object)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    // An unknown kind passes through: the core validates it (1001).
+    return ReplyResult(reply, core_->QueryNavigationInfo(caller, bundleName, static_cast<QueryType>(type),
+        std::move(params), MapCallbackFromObject(object)));
+}
+
+int NavInfoServiceStub::Command(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    std::string bundleName;
+    int32_t type = 0;
+    AAFwk::WantParams params;
+    sptr<IRemoteObject> object;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !data.ReadInt32(type) ||
+        !Marshalling::ReadWantParams(data, params) || !ReadOptionalObject(data, object)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply, core_->SendNavigationCmd(caller, bundleName, static_cast<CommandType>(type),
+        std::move(params), MapCallbackFromObject(object)));
+}
+
+} // namespace OHOS::NavigationInfoService

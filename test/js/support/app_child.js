@@ -1,0 +1,60 @@
+'use strict';
+// An application process for the daemon tests: loads the module (which talks
+// to navinfo-service because NAVINFO_SERVICE_SOCKET is set), runs the calls
+// its parent sends over the IPC channel, and reports every delivery to its
+// listeners as an event. The channel keeps the process alive while it only
+// listens.
+const nav = require(process.env.NAVINFO_ROOT);
+
+const controller = nav.getNavigationController();
+const system = nav.getSystemNavigationController();
+
+// How the navigation role answers queries and commands: at once, or never
+// (so that a request stays outstanding).
+let answering = { hold: false, code: 0, message: 'ok' };
+
+function send(message) {
+  if (process.connected) process.send(message);
+}
+
+function onRequest(kind) {
+  return (type, params) => {
+    send({ event: kind, type, params });
+    if (answering.hold) return new Promise(() => {});
+    return Promise.resolve({ code: answering.code, message: `${answering.message}:${type}`, data: { type, params } });
+  };
+}
+
+const operations = {
+  updateStatus: (status) => controller.updateNavigationStatus(status),
+  updateMetadata: (metadata) => controller.updateNavigationMetadata(metadata),
+  listenSystem: () => controller.registerSystemNavigationListener({
+    onQueryNavigationInfo: onRequest('query'),
+    onReceiveNavigationCmd: onRequest('command'),
+  }),
+  unlistenSystem: () => controller.unregisterSystemNavigationListener(),
+  answerWith: (mode) => { answering = { ...answering, ...mode }; },
+  followStatus: (bundle) => system.registerNavigationStatusListener(
+    { onStatusChanged: (from, status) => send({ event: 'status', bundle: from, status }) }, bundle),
+  followMetadata: (bundle) => system.registerNavigationMetadataListener(
+    { onMetadataChanged: (from, metadata) => send({ event: 'metadata', bundle: from, metadata }) }, bundle),
+  unfollowStatus: (bundle) => system.unregisterNavigationStatusListener(bundle),
+  getStatus: (bundle) => system.getNavigationStatus(bundle),
+  query: (bundle, type, params) => system.queryNavigationInfo(bundle, type, params),
+  command: (bundle, type, params) => system.sendNavigationCmd(bundle, type, params),
+};
+
+process.on('message', async ({ id, op, args }) => {
+  try {
+    const value = await operations[op](...args);
+    send({ id, ok: true, value });
+  } catch (e) {
+    send({ id, ok: false, error: { code: e.code, message: e.message } });
+  }
+});
+
+// Node reports a listener's exception as uncaught: keep the process alive
+// and tell the parent, so that the test sees it.
+process.on('uncaughtException', (e) => send({ event: 'uncaught', message: String(e && e.message) }));
+
+send({ ready: true, pid: process.pid });

@@ -1,0 +1,298 @@
+// The service stub and proxy pair over a real socket: publishing, following,
+// queries and commands between connections, policy results, and the identity
+// check at the handshake.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <thread>
+
+#include "ipc_limits.h"
+
+#include "daemon_fixture.h"
+#include "nav_info_errors.h"
+#include "record_samples.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+using namespace Testing;
+
+TEST_F(DaemonTest, StatusAndMetadataReachAFollowerOfAnotherConnectionOnAnIpcThread)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<RecordingStatusListener> statusListener = new RecordingStatusListener();
+    sptr<RecordingMetadataListener> metadataListener = new RecordingMetadataListener();
+    ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, statusListener), NAV_INFO_SUCCESS);
+    ASSERT_EQ(sys->RegisterNavigationMetadataListener(MAP, metadataListener), NAV_INFO_SUCCESS);
+
+    const NavigationStatus status = StatusSamples()[1];
+    const NavigationMetadata metadata = MetadataSamples()[1];
+    ASSERT_EQ(nav->UpdateNavigationStatus(status), NAV_INFO_SUCCESS);
+    ASSERT_EQ(nav->UpdateNavigationMetadata(metadata), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return statusListener->Count() == 1 && metadataListener->Count() == 1; }));
+
+    auto statusCall = statusListener->Calls()[0];
+    EXPECT_EQ(statusCall.bundle, MAP);
+    EXPECT_NE(statusCall.thread, std::this_thread::get_id());
+    EXPECT_GT(statusCall.status.updateTime, 0); // stamped by the daemon
+    NavigationStatus expected = status;
+    expected.updateTime = statusCall.status.updateTime;
+    EXPECT_TRUE(Same(statusCall.status, expected));
+
+    auto metadataCall = metadataListener->Calls()[0];
+    EXPECT_EQ(metadataCall.bundle, MAP);
+    EXPECT_TRUE(Same(metadataCall.metadata, metadata));
+
+    NavigationStatus read;
+    ASSERT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_SUCCESS);
+    EXPECT_TRUE(Same(read, expected));
+}
+
+TEST_F(DaemonTest, AFollowerSeesStatusesInPublishingOrder)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<RecordingStatusListener> listener = new RecordingStatusListener();
+    ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, listener), NAV_INFO_SUCCESS);
+    constexpr int COUNT = 200;
+    for (int i = 0; i < COUNT; ++i) {
+        NavigationStatus status;
+        status.routeIndex = i;
+        ASSERT_EQ(nav->UpdateNavigationStatus(status), NAV_INFO_SUCCESS);
+    }
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() == COUNT; }));
+    auto calls = listener->Calls();
+    for (int i = 0; i < COUNT; ++i) {
+        ASSERT_EQ(calls[i].status.routeIndex, i);
+    }
+}
+
+TEST_F(DaemonTest, UnfollowingStopsDeliveries)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<RecordingStatusListener> listener = new RecordingStatusListener();
+    ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, listener), NAV_INFO_SUCCESS);
+    ASSERT_EQ(sys->UnRegisterNavigationStatusListener(MAP), NAV_INFO_SUCCESS);
+    EXPECT_EQ(sys->UnRegisterNavigationStatusListener(MAP), NAV_INFO_ERR_NOT_FOUND);
+    ASSERT_EQ(nav->UpdateNavigationStatus(NavigationStatus()), NAV_INFO_SUCCESS);
+    // A later follower of the same connection still gets its delivery, so the first had its chance.
+    sptr<RecordingMetadataListener> probe = new RecordingMetadataListener();
+    ASSERT_EQ(sys->RegisterNavigationMetadataListener(MAP, probe), NAV_INFO_SUCCESS);
+    ASSERT_EQ(nav->UpdateNavigationMetadata(NavigationMetadata()), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return probe->Count() == 1; }));
+    EXPECT_EQ(listener->Count(), 0u);
+}
+
+TEST_F(DaemonTest, QueriesAndCommandsAreAnsweredAcrossConnections)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener();
+    listener->answerAtOnce = [](const HoldingSystemListener::Request& request) {
+        ResultData answer = Answer(request.isQuery ? 0 : 7, request.isQuery ? "query" : "command", "type",
+            request.type);
+        answer.data.SetParam("echo", AAFwk::WantValue::Params(request.params));
+        request.callback->Callback(answer);
+        request.callback->Callback(Answer(99, "second answer")); // ignored: one answer per request
+    };
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+
+    sptr<RecordingCallback> queryAnswer = new RecordingCallback();
+    sptr<RecordingCallback> commandAnswer = new RecordingCallback();
+    ASSERT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_METADATA, RichParams(), queryAnswer), NAV_INFO_SUCCESS);
+    ASSERT_EQ(sys->SendNavigationCmd(MAP, CHANGE_THEME, AAFwk::WantParams(), commandAnswer), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return queryAnswer->Count() == 1 && commandAnswer->Count() == 1; }));
+
+    ResultData query = queryAnswer->First();
+    EXPECT_EQ(query.code, 0);
+    EXPECT_EQ(query.message, "query");
+    ASSERT_NE(query.data.GetParam("type"), nullptr);
+    EXPECT_EQ(query.data.GetParam("type")->GetInt(), NAVIGATION_METADATA);
+    ASSERT_NE(query.data.GetParam("echo"), nullptr);
+    EXPECT_EQ(query.data.GetParam("echo")->GetParams(), RichParams());
+    EXPECT_EQ(commandAnswer->First().code, 7);
+    EXPECT_EQ(commandAnswer->First().data.GetParam("type")->GetInt(), CHANGE_THEME);
+
+    ASSERT_TRUE(WaitUntil([&] { return sys->OutstandingRequestCount() == 0; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(queryAnswer->Count(), 1u);
+    EXPECT_EQ(daemon_->Core().OutstandingRequestCount(), 0u);
+}
+
+// Every request hands the navigation client one callback object. Keeping
+// answered callbacks (as a garbage-collected application does) must not use
+// up the connection's object handles.
+TEST_F(DaemonTest, MoreRequestsThanObjectHandlesAreAnsweredWhileTheApplicationKeepsItsCallbacks)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener(); // keeps every callback
+    listener->answerAtOnce = [](const HoldingSystemListener::Request& request) {
+        request.callback->Callback(Answer(0, "ok"));
+    };
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+    const size_t count = kMaxExportedHandlesPerConnection + 300;
+    for (size_t i = 0; i < count; ++i) {
+        sptr<RecordingCallback> answer = new RecordingCallback();
+        ASSERT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answer), NAV_INFO_SUCCESS) << i;
+        ASSERT_TRUE(WaitUntil([&] { return answer->Count() == 1; })) << i;
+        ASSERT_EQ(answer->First().code, 0) << i;
+    }
+}
+
+// Requests left unanswered hold their callback objects; one the navigation
+// connection cannot take any more is answered 1006 at once, not after the time-out.
+TEST_F(DaemonTest, ARequestTheNavigationConnectionCannotTakeIsAnswered1006AtOnce)
+{
+    auto nav = Client(MAP);
+    std::vector<std::unique_ptr<RemoteTransport>> requesters;
+    requesters.push_back(Client(DASH));
+    requesters.push_back(Client(DASH));
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener(); // never answers
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+    const size_t count = kMaxExportedHandlesPerConnection + 100;
+    std::vector<sptr<RecordingCallback>> answers;
+    for (size_t i = 0; i < count; ++i) {
+        answers.push_back(new RecordingCallback());
+        ASSERT_EQ(requesters[i % 2]->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answers.back()),
+            NAV_INFO_SUCCESS);
+    }
+    auto refused = [&] {
+        return std::count_if(answers.begin(), answers.end(), [](const sptr<RecordingCallback>& a) {
+            return a->Count() == 1 && a->First().code == NAV_INFO_ERR_TOO_MANY_REQUESTS;
+        });
+    };
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() + refused() == count; }));
+    EXPECT_GE(refused(), 100);
+    EXPECT_LE(listener->Count(), kMaxExportedHandlesPerConnection);
+}
+
+TEST_F(DaemonTest, ArgumentResultsComeFromTheCoreAsInProcess)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<RecordingCallback> never = new RecordingCallback();
+    EXPECT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, never), NAV_INFO_ERR_NOT_FOUND); // no listener
+    EXPECT_EQ(nav->RegisterSystemNavigationListener(nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener();
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+    EXPECT_EQ(sys->QueryNavigationInfo(MAP, static_cast<QueryType>(99), {}, never), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(sys->SendNavigationCmd(MAP, static_cast<CommandType>(-1), {}, never), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(sys->QueryNavigationInfo("", NAVIGATION_STATUS, {}, never), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(sys->RegisterNavigationStatusListener(MAP, nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    NavigationStatus read;
+    EXPECT_EQ(sys->GetNavigationStatus(DASH, read), NAV_INFO_ERR_NOT_FOUND);
+    // Parameters over the record limits never leave the client.
+    EXPECT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, NestedParams(33), never), NAV_INFO_ERR_INVALID_PARAM);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(never->Count(), 0u);
+    EXPECT_EQ(listener->Count(), 0u);
+    EXPECT_EQ(sys->OutstandingRequestCount(), 0u);
+}
+
+TEST_F(DaemonTest, PolicyRefusalsAre1005And1015)
+{
+    auto guest = Client(GUEST);
+    auto noPerm = Client(NO_PERM);
+    auto map = Client(MAP);
+    sptr<RecordingCallback> never = new RecordingCallback();
+    NavigationStatus read;
+    EXPECT_EQ(guest->UpdateNavigationStatus(NavigationStatus()), NAV_INFO_ERR_NO_PERMISSION);
+    EXPECT_EQ(guest->RegisterSystemNavigationListener(new HoldingSystemListener()), NAV_INFO_ERR_NO_PERMISSION);
+    EXPECT_EQ(guest->GetNavigationStatus(MAP, read), NAV_INFO_ERR_NOT_SYSTEM_APP);
+    EXPECT_EQ(guest->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, never), NAV_INFO_ERR_NOT_SYSTEM_APP);
+    EXPECT_EQ(map->SendNavigationCmd(MAP, GO_HOME, {}, never), NAV_INFO_ERR_NOT_SYSTEM_APP);
+    EXPECT_EQ(map->RegisterNavigationMetadataListener(MAP, new RecordingMetadataListener()),
+        NAV_INFO_ERR_NOT_SYSTEM_APP);
+    EXPECT_EQ(noPerm->GetNavigationStatus(MAP, read), NAV_INFO_ERR_NO_PERMISSION);
+    EXPECT_EQ(noPerm->UpdateNavigationMetadata(NavigationMetadata()), NAV_INFO_ERR_NO_PERMISSION);
+    // Access is checked before arguments, over the wire as in-process.
+    EXPECT_EQ(guest->QueryNavigationInfo("", static_cast<QueryType>(99), {}, nullptr), NAV_INFO_ERR_NOT_SYSTEM_APP);
+    EXPECT_EQ(never->Count(), 0u);
+    EXPECT_EQ(guest->OutstandingRequestCount(), 0u);
+}
+
+TEST_F(DaemonTest, TheOutstandingRequestLimitOfAConnectionAnswers1006)
+{
+    StopDaemon();
+    config_.maxOutstandingPerClient = 3;
+    StartDaemon();
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    auto other = Client(DASH);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener();
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+    std::vector<sptr<RecordingCallback>> callbacks;
+    for (int i = 0; i < 4; ++i) {
+        callbacks.push_back(new RecordingCallback());
+        EXPECT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, callbacks.back()),
+            i < 3 ? NAV_INFO_SUCCESS : NAV_INFO_ERR_TOO_MANY_REQUESTS);
+    }
+    // The limit is per connection: another one of the same bundle still gets through.
+    sptr<RecordingCallback> fromOther = new RecordingCallback();
+    EXPECT_EQ(other->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, fromOther), NAV_INFO_SUCCESS);
+    EXPECT_EQ(sys->OutstandingRequestCount(), 3u);
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() == 4; }));
+    listener->CallbackAt(0)->Callback(Answer(0, "first"));
+    ASSERT_TRUE(WaitUntil([&] { return callbacks[0]->Count() == 1; }));
+    EXPECT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, callbacks[3]), NAV_INFO_SUCCESS);
+}
+
+TEST_F(DaemonTest, AClaimIsAcceptedOnlyAsThePolicyAllowsForUidAndToken)
+{
+    struct Claim {
+        std::string bundle;
+        std::string token;
+        bool accepted;
+    };
+    const std::vector<Claim> claims = {
+        {SECURE, SECURE_TOKEN, true},
+        {SECURE, "", false},
+        {SECURE, "guess", false},
+        {OTHER_UID, "", false},
+        {UNLISTED, "", false},
+        {"", "", false},
+        {DASH, "any token", true}, // no token needed: one presented is ignored
+    };
+    for (const Claim& claim : claims) {
+        SCOPED_TRACE(claim.bundle + " / " + claim.token);
+        auto client = Client(claim.bundle, claim.token);
+        NavigationStatus read;
+        sptr<RecordingCallback> never = new RecordingCallback();
+        if (claim.accepted) {
+            EXPECT_EQ(client->GetNavigationStatus(MAP, read), NAV_INFO_ERR_NOT_FOUND);
+            EXPECT_EQ(client->UpdateNavigationStatus(NavigationStatus()), NAV_INFO_SUCCESS);
+        } else {
+            // Every call of a refused connection is answered 1005, and again on retries.
+            EXPECT_EQ(client->GetNavigationStatus(MAP, read), NAV_INFO_ERR_NO_PERMISSION);
+            EXPECT_EQ(client->UpdateNavigationStatus(NavigationStatus()), NAV_INFO_ERR_NO_PERMISSION);
+            EXPECT_EQ(client->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, never), NAV_INFO_ERR_NO_PERMISSION);
+            std::this_thread::sleep_for(std::chrono::milliseconds(RETRY_BACKOFF_MIN_MS * 3));
+            EXPECT_EQ(client->UnRegisterSystemNavigationListener(), NAV_INFO_ERR_NO_PERMISSION);
+            EXPECT_EQ(client->ConnectionGeneration(), 0u);
+            EXPECT_EQ(never->Count(), 0u);
+        }
+    }
+}
+
+TEST_F(DaemonTest, AConnectionPublishesOnlyUnderItsVerifiedName)
+{
+    auto secure = Client(SECURE, SECURE_TOKEN);
+    auto dash = Client(DASH);
+    sptr<RecordingStatusListener> followsMap = new RecordingStatusListener();
+    sptr<RecordingStatusListener> followsSecure = new RecordingStatusListener();
+    ASSERT_EQ(dash->RegisterNavigationStatusListener(MAP, followsMap), NAV_INFO_SUCCESS);
+    ASSERT_EQ(dash->RegisterNavigationStatusListener(SECURE, followsSecure), NAV_INFO_SUCCESS);
+    ASSERT_EQ(secure->UpdateNavigationStatus(NavigationStatus()), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return followsSecure->Count() == 1; }));
+    EXPECT_EQ(followsSecure->Calls()[0].bundle, SECURE);
+    NavigationStatus read;
+    EXPECT_EQ(dash->GetNavigationStatus(MAP, read), NAV_INFO_ERR_NOT_FOUND);
+    EXPECT_EQ(followsMap->Count(), 0u);
+}
+
+} // namespace
+} // namespace OHOS::NavigationInfoService

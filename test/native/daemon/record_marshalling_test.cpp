@@ -1,0 +1,356 @@
+// The record codecs: every sample survives a round trip bit for bit and the
+// reader consumes exactly what the writer wrote; every truncation fails
+// without moving the read position; the documented layouts hold; every limit
+// is enforced on both sides.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "record_marshalling.h"
+#include "record_samples.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+using namespace Marshalling;
+using Testing::Same;
+
+struct CodecCase {
+    std::string name;
+    std::function<bool(Parcel&)> write;
+    // Reads one record and compares it with the one written.
+    std::function<bool(Parcel&)> readSame;
+};
+
+template <typename T, typename W, typename R>
+void AddCases(std::vector<CodecCase>& cases, const std::string& kind, const std::vector<T>& samples, W write, R read)
+{
+    for (size_t i = 0; i < samples.size(); ++i) {
+        const T sample = samples[i];
+        cases.push_back({kind + "#" + std::to_string(i), [sample, write](Parcel& p) { return write(p, sample); },
+            [sample, read](Parcel& p) {
+                T back;
+                return read(p, back) && Same(back, sample);
+            }});
+    }
+}
+
+std::vector<CodecCase> AllCases()
+{
+    std::vector<CodecCase> cases;
+    AddCases(cases, "status", Testing::StatusSamples(), WriteNavigationStatus, ReadNavigationStatus);
+    AddCases(cases, "metadata", Testing::MetadataSamples(), WriteNavigationMetadata, ReadNavigationMetadata);
+    AddCases(cases, "result", Testing::ResultSamples(), WriteResultData, ReadResultData);
+    std::vector<Location> locations = {Location(), Testing::SampleLocation("x"), Testing::SampleLocation("four")};
+    AddCases(cases, "location", locations, WriteLocation, ReadLocation);
+    for (const AAFwk::WantParams& params : {AAFwk::WantParams(), Testing::RichParams(), Testing::NestedParams(32),
+             Testing::NestedArrays(32)}) {
+        cases.push_back({"want#" + std::to_string(cases.size()), [params](Parcel& p) { return WriteWantParams(p, params); },
+            [params](Parcel& p) {
+                AAFwk::WantParams back;
+                back.SetParam("stale", AAFwk::WantValue::Int(1)); // the reader must replace, not merge
+                return ReadWantParams(p, back) && back == params;
+            }});
+    }
+    return cases;
+}
+
+TEST(RecordMarshalling, EverySampleRoundTripsAndConsumesExactlyWhatWasWritten)
+{
+    for (const CodecCase& c : AllCases()) {
+        SCOPED_TRACE(c.name);
+        Parcel parcel;
+        ASSERT_TRUE(parcel.WriteInt32(0x5A5A5A5A)); // something before, to catch absolute offsets
+        ASSERT_TRUE(c.write(parcel));
+        const size_t end = parcel.GetDataSize();
+        ASSERT_TRUE(c.write(parcel)); // twice in a row: the second must start where the first ended
+        ASSERT_EQ(parcel.ReadInt32(), 0x5A5A5A5A);
+        EXPECT_TRUE(c.readSame(parcel));
+        EXPECT_EQ(parcel.GetReadPosition(), end);
+        EXPECT_TRUE(c.readSame(parcel));
+        EXPECT_EQ(parcel.GetReadableBytes(), 0u);
+    }
+}
+
+TEST(RecordMarshalling, EveryTruncationFailsAndLeavesThePositionAlone)
+{
+    for (const CodecCase& c : AllCases()) {
+        SCOPED_TRACE(c.name);
+        Parcel whole;
+        ASSERT_TRUE(c.write(whole));
+        for (size_t cut = 0; cut < whole.GetDataSize(); cut += 4) {
+            Parcel part;
+            ASSERT_TRUE(part.SetData(whole.GetData(), cut));
+            EXPECT_FALSE(c.readSame(part)) << "cut at " << cut;
+            EXPECT_EQ(part.GetReadPosition(), 0u) << "cut at " << cut;
+        }
+    }
+}
+
+TEST(RecordMarshalling, AFailedWriteLeavesTheParcelAsItWas)
+{
+    for (const CodecCase& c : AllCases()) {
+        SCOPED_TRACE(c.name);
+        Parcel whole;
+        ASSERT_TRUE(c.write(whole));
+        if (whole.GetDataSize() <= 8) {
+            continue;
+        }
+        Parcel tight;
+        ASSERT_TRUE(tight.WriteInt32(7));
+        ASSERT_TRUE(tight.SetMaxCapacity(whole.GetDataSize())); // 4 bytes short for the record
+        EXPECT_FALSE(c.write(tight));
+        EXPECT_EQ(tight.GetDataSize(), 4u);
+        EXPECT_EQ(tight.ReadInt32(), 7);
+    }
+}
+
+// --- Layouts as documented in docs/service-protocol.md ---
+
+TEST(RecordMarshalling, LocationLayout)
+{
+    Parcel actual;
+    ASSERT_TRUE(WriteLocation(actual, Location{"Rome", -2, 1.5, -2.5, 1e300}));
+    Parcel expected;
+    expected.WriteInt32(4);
+    expected.WriteBuffer("Rome", 4);
+    expected.WriteInt32(-2);
+    expected.WriteDouble(1.5);
+    expected.WriteDouble(-2.5);
+    expected.WriteDouble(1e300);
+    ASSERT_EQ(actual.GetDataSize(), expected.GetDataSize());
+    EXPECT_EQ(0, std::memcmp(actual.GetData(), expected.GetData(), actual.GetDataSize()));
+}
+
+TEST(RecordMarshalling, StatusEndsWithTheRoutePreferencesAndThe64BitUpdateTime)
+{
+    NavigationStatus status;
+    status.routePreference = {AVOID_HIGHWAY, static_cast<RoutePreference>(-5)};
+    status.updateTime = 0x0102030405060708LL;
+    Parcel parcel;
+    ASSERT_TRUE(WriteNavigationStatus(parcel, status));
+    // status, naviType, empty location (32), 0 pass points, routeIndex, empty string, theme
+    const size_t preferences = 4 + 4 + 32 + 4 + 4 + 4 + 4;
+    ASSERT_EQ(parcel.GetDataSize(), preferences + 4 + 2 * 4 + 8);
+    ASSERT_TRUE(parcel.RewindRead(preferences));
+    EXPECT_EQ(parcel.ReadInt32(), 2);
+    EXPECT_EQ(parcel.ReadInt32(), AVOID_HIGHWAY);
+    EXPECT_EQ(parcel.ReadInt32(), -5);
+    EXPECT_EQ(parcel.ReadInt64(), 0x0102030405060708LL);
+}
+
+TEST(RecordMarshalling, WantParamsLayoutHasCountKeyTagAndValue)
+{
+    AAFwk::WantParams inner;
+    inner.SetParam("b", AAFwk::WantValue::Bool(true));
+    AAFwk::WantParams params;
+    params.SetParam("k", AAFwk::WantValue::Long(-2));
+    params.SetParam("m", AAFwk::WantValue::Params(inner));
+    params.SetParam("a", AAFwk::WantValue::Array({AAFwk::WantValue::Double(0.5)}));
+    Parcel actual;
+    ASSERT_TRUE(WriteWantParams(actual, params));
+    Parcel expected;
+    expected.WriteInt32(3);
+    expected.WriteString("k");
+    expected.WriteInt32(3); // LONG
+    expected.WriteInt64(-2);
+    expected.WriteString("m");
+    expected.WriteInt32(6); // WANT_PARAMS
+    expected.WriteInt32(1);
+    expected.WriteString("b");
+    expected.WriteInt32(1); // BOOLEAN
+    expected.WriteBool(true);
+    expected.WriteString("a");
+    expected.WriteInt32(7); // ARRAY
+    expected.WriteInt32(1);
+    expected.WriteInt32(4); // DOUBLE
+    expected.WriteDouble(0.5);
+    ASSERT_EQ(actual.GetDataSize(), expected.GetDataSize());
+    EXPECT_EQ(0, std::memcmp(actual.GetData(), expected.GetData(), actual.GetDataSize()));
+}
+
+// --- Limits ---
+
+// Writes raw WantParams bytes: a chain of `levels` maps, each holding the next under "in".
+void WriteRawNestedMaps(Parcel& parcel, size_t levels)
+{
+    for (size_t level = 1; level < levels; ++level) {
+        parcel.WriteInt32(1);
+        parcel.WriteString("in");
+        parcel.WriteInt32(6);
+    }
+    parcel.WriteInt32(0);
+}
+
+TEST(RecordMarshallingLimits, WantDepthIsCappedOnBothSides)
+{
+    Parcel ok;
+    EXPECT_TRUE(WriteWantParams(ok, Testing::NestedParams(MAX_WANT_DEPTH)));
+    EXPECT_TRUE(WriteWantParams(ok, Testing::NestedArrays(MAX_WANT_DEPTH)));
+
+    Parcel deep;
+    EXPECT_FALSE(WriteWantParams(deep, Testing::NestedParams(MAX_WANT_DEPTH + 1)));
+    EXPECT_FALSE(WriteWantParams(deep, Testing::NestedArrays(MAX_WANT_DEPTH + 1)));
+    EXPECT_EQ(deep.GetDataSize(), 0u);
+
+    Parcel raw;
+    WriteRawNestedMaps(raw, MAX_WANT_DEPTH + 1);
+    AAFwk::WantParams back;
+    EXPECT_FALSE(ReadWantParams(raw, back));
+    EXPECT_EQ(raw.GetReadPosition(), 0u);
+
+    Parcel rawOk;
+    WriteRawNestedMaps(rawOk, MAX_WANT_DEPTH);
+    EXPECT_TRUE(ReadWantParams(rawOk, back));
+
+    // 40 arrays one inside the other: refused at level 33, long before the stack matters.
+    Parcel arrays;
+    arrays.WriteInt32(1);
+    arrays.WriteString("a");
+    for (int i = 0; i < 40; ++i) {
+        arrays.WriteInt32(7);
+        arrays.WriteInt32(1);
+    }
+    arrays.WriteInt32(2);
+    arrays.WriteInt32(0);
+    EXPECT_FALSE(ReadWantParams(arrays, back));
+}
+
+TEST(RecordMarshallingLimits, WantValueCountIsCappedAcrossTheTree)
+{
+    // Two arrays together pass the limit although each stays under it.
+    const size_t half = MAX_WANT_VALUES / 2 + 1;
+    std::vector<AAFwk::WantValue> many(half, AAFwk::WantValue::Int(1));
+    AAFwk::WantParams params;
+    params.SetParam("x", AAFwk::WantValue::Array(many));
+    params.SetParam("y", AAFwk::WantValue::Array(many));
+    Parcel parcel;
+    EXPECT_FALSE(WriteWantParams(parcel, params));
+
+    Parcel raw;
+    raw.WriteInt32(2);
+    for (const char* key : {"x", "y"}) {
+        raw.WriteString(key);
+        raw.WriteInt32(7);
+        raw.WriteInt32(static_cast<int32_t>(half));
+        for (size_t i = 0; i < half; ++i) {
+            raw.WriteInt32(2);
+            raw.WriteInt32(1);
+        }
+    }
+    AAFwk::WantParams back;
+    EXPECT_FALSE(ReadWantParams(raw, back));
+    EXPECT_EQ(raw.GetReadPosition(), 0u);
+}
+
+TEST(RecordMarshallingLimits, MalformedWantParamsAreRefused)
+{
+    struct Bad {
+        const char* what;
+        std::function<void(Parcel&)> build;
+    };
+    const std::vector<Bad> bad = {
+        {"negative count", [](Parcel& p) { p.WriteInt32(-1); }},
+        {"count beyond the data", [](Parcel& p) { p.WriteInt32(0x7FFFFFFF); p.WriteString("k"); }},
+        {"unknown tag", [](Parcel& p) { p.WriteInt32(1); p.WriteString("k"); p.WriteInt32(8); p.WriteInt32(0); }},
+        {"tag zero", [](Parcel& p) { p.WriteInt32(1); p.WriteString("k"); p.WriteInt32(0); p.WriteInt32(0); }},
+        {"bool of 2", [](Parcel& p) { p.WriteInt32(1); p.WriteString("k"); p.WriteInt32(1); p.WriteInt32(2); }},
+        {"duplicate key", [](Parcel& p) {
+             p.WriteInt32(2);
+             for (int i = 0; i < 2; ++i) {
+                 p.WriteString("k");
+                 p.WriteInt32(2);
+                 p.WriteInt32(i);
+             }
+         }},
+        {"negative array count", [](Parcel& p) { p.WriteInt32(1); p.WriteString("k"); p.WriteInt32(7); p.WriteInt32(-3); }},
+        {"key over the limit", [](Parcel& p) {
+             p.WriteInt32(1);
+             p.WriteString(std::string(MAX_STRING_BYTES + 1, 'k'));
+             p.WriteInt32(2);
+             p.WriteInt32(0);
+         }},
+    };
+    for (const Bad& b : bad) {
+        SCOPED_TRACE(b.what);
+        Parcel parcel;
+        parcel.SetMaxCapacity(4 * 1024 * 1024);
+        b.build(parcel);
+        AAFwk::WantParams back;
+        EXPECT_FALSE(ReadWantParams(parcel, back));
+        EXPECT_EQ(parcel.GetReadPosition(), 0u);
+    }
+}
+
+TEST(RecordMarshallingLimits, StringsAndListsOverTheirLimitsAreRefused)
+{
+    const std::string longest(MAX_STRING_BYTES, 's');
+    Parcel parcel;
+    EXPECT_TRUE(WriteBoundedString(parcel, longest));
+    std::string back;
+    EXPECT_TRUE(ReadBoundedString(parcel, back));
+    EXPECT_EQ(back, longest);
+
+    Parcel over;
+    EXPECT_FALSE(WriteBoundedString(over, longest + "s"));
+    EXPECT_EQ(over.GetDataSize(), 0u);
+    ASSERT_TRUE(over.WriteString(longest + "s"));
+    EXPECT_FALSE(ReadBoundedString(over, back));
+    EXPECT_EQ(over.GetReadPosition(), 0u);
+
+    NavigationStatus status;
+    status.passPoint.resize(MAX_PASS_POINTS + 1);
+    EXPECT_FALSE(WriteNavigationStatus(over, status));
+    status.passPoint.resize(MAX_PASS_POINTS);
+    status.routePreference.resize(MAX_ROUTE_PREFERENCES + 1, HIGHWAY_FIRST);
+    EXPECT_FALSE(WriteNavigationStatus(over, status));
+
+    NavigationMetadata metadata;
+    metadata.trafficLane.resize(MAX_TEXT_VECTOR_UNITS + 1, 'x');
+    EXPECT_FALSE(WriteNavigationMetadata(over, metadata));
+    metadata.trafficLane.clear();
+    metadata.currentRoadName.assign(MAX_STRING_BYTES + 1, 'r');
+    EXPECT_FALSE(WriteNavigationMetadata(over, metadata));
+
+    ResultData result;
+    result.message.assign(MAX_STRING_BYTES + 1, 'm');
+    EXPECT_FALSE(WriteResultData(over, result));
+}
+
+TEST(RecordMarshallingLimits, ACraftedPassPointCountIsRefusedBeforeReading)
+{
+    Parcel parcel;
+    parcel.WriteInt32(0);                    // status
+    parcel.WriteInt32(0);                    // naviType
+    WriteLocation(parcel, Location());       // destLocation
+    parcel.WriteInt32(static_cast<int32_t>(MAX_PASS_POINTS + 1));
+    for (size_t i = 0; i <= MAX_PASS_POINTS; ++i) {
+        WriteLocation(parcel, Location());
+    }
+    NavigationStatus status;
+    EXPECT_FALSE(ReadNavigationStatus(parcel, status));
+    EXPECT_EQ(parcel.GetReadPosition(), 0u);
+}
+
+TEST(RecordMarshallingLimits, NarrowMetadataFieldsRefuseWideValues)
+{
+    NavigationMetadata sample;
+    Parcel good;
+    ASSERT_TRUE(WriteNavigationMetadata(good, sample));
+
+    // naviTurnMode is the first slot, cameraSpeedLimitValid the first bool.
+    const size_t boolSlot = 4 + 4 + 4 + 4 + 4 + 4 + 4 + 4;
+    for (auto [slot, value] : {std::pair<size_t, int32_t>{0, 0x10000}, {boolSlot, 2}}) {
+        std::vector<uint8_t> bytes(good.GetData(), good.GetData() + good.GetDataSize());
+        std::memcpy(&bytes[slot], &value, sizeof(value));
+        Parcel bad;
+        ASSERT_TRUE(bad.SetData(bytes.data(), bytes.size()));
+        NavigationMetadata back;
+        EXPECT_FALSE(ReadNavigationMetadata(bad, back)) << "slot " << slot;
+    }
+}
+
+} // namespace
+} // namespace OHOS::NavigationInfoService
