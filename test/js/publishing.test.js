@@ -17,25 +17,25 @@ const EMPTY_STATUS = {
   routePreference: [],
 };
 
-function publishAndRead(status) {
-  let error = null;
+// The error fn throws, or null.
+function errorOf(fn) {
   try {
-    controller.updateNavigationStatus(status);
+    fn();
+    return null;
   } catch (e) {
-    error = e;
+    return e;
   }
+}
+
+function publishAndRead(status) {
+  const error = errorOf(() => controller.updateNavigationStatus(status));
   return { error, read: system.getNavigationStatus(BUNDLE) };
 }
 
 async function publishMetadata(metadata) {
   const delivered = deferred('onMetadataChanged');
   system.registerNavigationMetadataListener({ onMetadataChanged: (b, m) => delivered.resolve({ b, m }) }, BUNDLE);
-  let error = null;
-  try {
-    controller.updateNavigationMetadata(metadata);
-  } catch (e) {
-    error = e;
-  }
+  const error = errorOf(() => controller.updateNavigationMetadata(metadata));
   const { b, m } = await delivered.promise;
   assert.equal(b, BUNDLE);
   return { error, metadata: m };
