@@ -1,8 +1,6 @@
 // Publishing, reading and following through the core.
 #include <gtest/gtest.h>
 
-#include <chrono>
-
 #include "core_test_support.h"
 #include "nav_info_errors.h"
 #include "worker_pool.h"
@@ -35,30 +33,6 @@ protected:
     CallerInfo sysA_ = MakeCaller("com.sys.a", 2);
     CallerInfo sysB_ = MakeCaller("com.sys.b", 3);
 };
-
-TEST_F(CorePublishTest, StoredStatusIsReadBackWithTheServiceTime)
-{
-    using namespace std::chrono;
-    int64_t before = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(1)), NAV_INFO_SUCCESS);
-    int64_t after = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-
-    NavigationStatus read;
-    ASSERT_EQ(core_->GetNavigationStatus(sysA_, "com.nav", read), NAV_INFO_SUCCESS);
-    EXPECT_GE(read.updateTime, before);
-    EXPECT_LE(read.updateTime, after);
-    EXPECT_EQ(read.status, 1);
-    EXPECT_EQ(read.destLocation.name, "Office");
-    EXPECT_EQ(read.destLocation.latitude, 52.5);
-    ASSERT_EQ(read.passPoint.size(), 1u);
-    EXPECT_EQ(read.passPoint[0].name, "A");
-    EXPECT_EQ(read.customData, "payload");
-    EXPECT_EQ(read.routePreference, SampleStatus(1).routePreference);
-
-    ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(4)), NAV_INFO_SUCCESS);
-    ASSERT_EQ(core_->GetNavigationStatus(sysA_, "com.nav", read), NAV_INFO_SUCCESS);
-    EXPECT_EQ(read.status, 4) << "the latest status replaces the earlier one";
-}
 
 TEST_F(CorePublishTest, EveryFollowerOfTheBundleGetsTheRecordThroughTheExecutorAndOthersNothing)
 {

@@ -63,11 +63,19 @@ TEST_F(NavInfoClientTest, PublishedStatusIsReadBackAndFollowersAreCalledOnIpcThr
     NavigationStatus status;
     status.status = 1;
     status.customData = "hello";
+    status.updateTime = 12345; // the service sets its own time
+    auto now = [] {
+        using namespace std::chrono;
+        return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    };
+    int64_t before = now();
     ASSERT_EQ(client_->UpdateNavigationStatus(status), NAV_INFO_SUCCESS);
+    int64_t after = now();
     NavigationStatus read;
     ASSERT_EQ(client_->GetNavigationStatus(SELF, read), NAV_INFO_SUCCESS);
     EXPECT_EQ(read.customData, "hello");
-    EXPECT_GT(read.updateTime, 0);
+    EXPECT_GE(read.updateTime, before);
+    EXPECT_LE(read.updateTime, after);
     ASSERT_TRUE(WaitUntil([&] { return follower->Count() == 1; }));
     auto call = follower->Calls()[0];
     EXPECT_EQ(call.bundle, SELF);
