@@ -91,26 +91,35 @@ test('a listener without a usable function: failure report, then deliveries end 
   system.unregisterNavigationStatusListener(BUNDLE);
 });
 
-test('a Worker has its own controller and its listener runs on the Worker', async () => {
+test('a Worker has controllers of its own, its listener runs on the Worker, and it ends by itself', async () => {
+  controller.marker = 'main';
   const worker = new Worker(`
     const { parentPort, threadId, workerData } = require('node:worker_threads');
     const nav = require(workerData.root);
+    const ctl = nav.getNavigationController();
     const sys = nav.getSystemNavigationController();
+    const own = {
+      same: ctl === nav.getNavigationController() && sys === nav.getSystemNavigationController(),
+      own: ctl instanceof nav.NavigationController && sys instanceof nav.SystemNavigationController,
+      marker: ctl.marker,
+      status: nav.MapStatus.UNAVAILABLE,
+    };
     const keep = setInterval(() => {}, 1000);
     sys.registerNavigationStatusListener({
       onStatusChanged(bundle, status) {
-        parentPort.postMessage({ threadId, routeIndex: status.routeIndex });
+        parentPort.postMessage({ ...own, threadId, routeIndex: status.routeIndex });
         clearInterval(keep);
       },
     }, workerData.bundle);
-    nav.getNavigationController().updateNavigationStatus({ routeIndex: 77 });`,
+    ctl.updateNavigationStatus({ routeIndex: 77 });`,
   { eval: true, workerData: { root: paths.root, bundle: BUNDLE } });
-  const message = await new Promise((resolve, reject) => {
-    worker.once('message', resolve);
-    worker.once('error', reject);
-  });
-  assert.deepEqual(message, { threadId: worker.threadId, routeIndex: 77 });
-  await worker.terminate();
+  const { threadId } = worker; // -1 once it has ended
+  const [message] = await Promise.all([
+    new Promise((resolve, reject) => { worker.once('message', resolve); worker.once('error', reject); }),
+    new Promise((resolve) => worker.once('exit', resolve)),
+  ]);
+  assert.deepEqual(message,
+    { same: true, own: true, marker: undefined, status: 5, threadId, routeIndex: 77 });
 });
 
 test('a terminated Worker with listeners leaves nothing broken behind', async () => {

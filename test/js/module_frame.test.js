@@ -4,7 +4,6 @@
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const { execFileSync } = require('node:child_process');
-const { Worker } = require('node:worker_threads');
 const paths = require('./support/paths');
 
 const nav = paths.loadModule();
@@ -94,27 +93,6 @@ test('one controller of each kind per thread; arguments are ignored', () => {
     ['getNavigationStatus', 'registerNavigationStatusListener', 'unregisterNavigationStatusListener',
       'registerNavigationMetadataListener', 'unregisterNavigationMetadataListener', 'queryNavigationInfo',
       'sendNavigationCmd']);
-});
-
-test('a Worker loads the module and gets controllers of its own', async () => {
-  const mainController = nav.getNavigationController();
-  mainController.marker = 'main';
-  const worker = new Worker(`
-    const { parentPort, workerData } = require('node:worker_threads');
-    const nav = require(workerData.root);
-    const a = nav.getNavigationController();
-    const s = nav.getSystemNavigationController();
-    parentPort.postMessage({
-      same: a === nav.getNavigationController() && s === nav.getSystemNavigationController(),
-      own: a instanceof nav.NavigationController && s instanceof nav.SystemNavigationController,
-      marker: a.marker,
-      status: nav.MapStatus.UNAVAILABLE,
-    });`, { eval: true, workerData: { root: paths.root } });
-  const [message] = await Promise.all([
-    new Promise((resolve, reject) => { worker.once('message', resolve); worker.once('error', reject); }),
-    new Promise((resolve) => worker.once('exit', resolve)),
-  ]);
-  assert.deepEqual(message, { same: true, own: true, marker: undefined, status: 5 });
 });
 
 test('the library exports no symbol of its own', () => {
