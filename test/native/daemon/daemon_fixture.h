@@ -13,6 +13,7 @@
 #include "core_test_support.h"
 #include "daemon_service.h"
 #include "remote_transport.h"
+#include "ipc_test_util.h"
 
 namespace OHOS::NavigationInfoService::Testing {
 
@@ -24,17 +25,6 @@ constexpr const char* SECURE = "com.example.secure";     // system application b
 constexpr const char* SECURE_TOKEN = "s3cret";
 constexpr const char* OTHER_UID = "com.example.otheruid"; // only for a uid that is not ours
 constexpr const char* UNLISTED = "com.example.unlisted"; // not in the policy (denied by default)
-
-// A directory under /tmp removed with its contents at the end.
-class TempDir {
-public:
-    TempDir();
-    ~TempDir();
-    const std::string& Path() const { return path_; }
-
-private:
-    std::string path_;
-};
 
 std::shared_ptr<const RuleAccessPolicy> TestPolicy();
 
@@ -48,16 +38,11 @@ protected:
     void StopDaemon();
     std::unique_ptr<RemoteTransport> Client(const std::string& bundle, const std::string& token = "");
 
-    TempDir dir_;
+    IpcTest::TempDir dir_;
     std::string socketPath_;
     DaemonConfig config_;
     std::unique_ptr<DaemonService> daemon_;
 };
-
-// A raw client socket connected to path, or -1.
-int RawConnect(const std::string& path);
-// True when the peer closes fd within timeoutMs (reading until EOF).
-bool PeerClosesWithin(int fd, int timeoutMs);
 
 } // namespace OHOS::NavigationInfoService::Testing
 

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "daemon_fixture.h"
+#include "ipc_test_util.h"
 #include "ipc_client.h"
 #include "ipc_errors.h"
 #include "message_parcel.h"
@@ -276,11 +277,11 @@ TEST_F(DaemonTest, GarbageOnTheSocketClosesThatConnectionOnly)
 {
     auto good = Client(DASH);
     ASSERT_EQ(good->UpdateNavigationStatus(NavigationStatus()), NAV_INFO_SUCCESS);
-    int fd = RawConnect(socketPath_);
+    int fd = IpcTest::RawConnect(socketPath_);
     ASSERT_GE(fd, 0);
     const char garbage[] = "GET / HTTP/1.1\r\n\r\n and more bytes that are no frame at all";
     ASSERT_GT(send(fd, garbage, sizeof(garbage), MSG_NOSIGNAL), 0);
-    EXPECT_TRUE(PeerClosesWithin(fd, 5000));
+    EXPECT_TRUE(IpcTest::PeerClosesWithin(fd, 5000));
     close(fd);
     NavigationStatus read;
     EXPECT_EQ(good->GetNavigationStatus(DASH, read), NAV_INFO_SUCCESS);
@@ -303,9 +304,9 @@ TEST_F(DaemonTest, StoppingClosesEveryConnectionAndRemovesTheSocket)
 
 TEST(RemoteTransportWithoutService, EveryCallFailsFastWith1002)
 {
-    TempDir dir;
+    IpcTest::TempDir dir;
     ServiceEndpoint endpoint;
-    endpoint.socketPath = dir.Path() + "/nobody.sock";
+    endpoint.socketPath = dir.File("nobody.sock");
     endpoint.bundleName = DASH;
     RemoteTransport transport(endpoint);
     sptr<RecordingCallback> never = new RecordingCallback();
@@ -323,8 +324,8 @@ TEST(RemoteTransportWithoutService, EveryCallFailsFastWith1002)
 // never says anything: the handshake times out instead of hanging the call.
 TEST(RemoteTransportWithoutService, ASilentServerCostsNoMoreThanTheConnectTimeout)
 {
-    TempDir dir;
-    const std::string path = dir.Path() + "/silent.sock";
+    IpcTest::TempDir dir;
+    const std::string path = dir.File("silent.sock");
     int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     struct sockaddr_un addr {};
     addr.sun_family = AF_UNIX;

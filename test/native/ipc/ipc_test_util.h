@@ -21,6 +21,7 @@ class TempDir {
 public:
     TempDir();
     ~TempDir();
+    const std::string& Path() const { return path_; } // empty if it could not be made
     std::string File(const std::string& name) const { return path_ + "/" + name; }
 
 private:
