@@ -41,6 +41,10 @@ bool OperationFromName(const std::string& name, Operation& op) noexcept;
 // From now on the client returns result for op without reaching the service
 // (any value, -1 included). A forced GetNavigationStatus leaves its output as
 // it was. Calls are still counted and recorded.
+// Starts recording the client's calls (counts, arguments, listeners). Every
+// other hook starts it too; until then the client records nothing.
+void Enable() noexcept;
+
 void ForceResult(Operation op, int32_t result) noexcept;
 void ClearForcedResults() noexcept;
 

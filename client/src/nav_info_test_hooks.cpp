@@ -51,7 +51,7 @@ Result Guarded(const char* hook, Result fallback, Body&& body) noexcept
 class RecordingMapCallback : public MapCallback {
 public:
     explicit RecordingMapCallback(int64_t id) : id_(id) {}
-    void Callback(ResultData data) override { TestHookState::Instance().RecordAnswer(id_, std::move(data)); }
+    void Callback(ResultData data) override { TestHookState::ForHooks().RecordAnswer(id_, std::move(data)); }
 
 private:
     const int64_t id_;
@@ -61,11 +61,11 @@ enum class RequestKind { QUERY, COMMAND };
 
 int64_t FireRequest(RequestKind kind, int32_t type, const AAFwk::WantParams& params)
 {
-    sptr<ISystemNavigationListener> listener = TestHookState::Instance().SystemListener();
+    sptr<ISystemNavigationListener> listener = TestHookState::ForHooks().SystemListener();
     if (listener == nullptr) {
         return -1;
     }
-    const int64_t id = TestHookState::Instance().NextAnswerId();
+    const int64_t id = TestHookState::ForHooks().NextAnswerId();
     sptr<IMapCallback> callback = new RecordingMapCallback(id);
     bool posted = IpcThreads()->Post(listener.GetRefPtr(), [kind, listener, type, params, callback] {
         if (kind == RequestKind::QUERY) {
@@ -95,41 +95,46 @@ bool OperationFromName(const std::string& name, Operation& op) noexcept
     return false;
 }
 
+void Enable() noexcept
+{
+    TestHookState::ForHooks();
+}
+
 void ForceResult(Operation op, int32_t result) noexcept
 {
     if (Valid(op)) {
-        TestHookState::Instance().ForceResult(op, result);
+        TestHookState::ForHooks().ForceResult(op, result);
     }
 }
 
 void ClearForcedResults() noexcept
 {
-    TestHookState::Instance().ClearForcedResults();
+    TestHookState::ForHooks().ClearForcedResults();
 }
 
 uint64_t CallCount(Operation op) noexcept
 {
-    return Valid(op) ? TestHookState::Instance().CallCount(op) : 0;
+    return Valid(op) ? TestHookState::ForHooks().CallCount(op) : 0;
 }
 
 void ResetCounts() noexcept
 {
-    TestHookState::Instance().ResetCounts();
+    TestHookState::ForHooks().ResetCounts();
 }
 
 bool LastStatus(NavigationStatus& status) noexcept
 {
-    return Guarded(__func__, false, [&] { return TestHookState::Instance().LastStatus(status); });
+    return Guarded(__func__, false, [&] { return TestHookState::ForHooks().LastStatus(status); });
 }
 
 bool LastMetadata(NavigationMetadata& metadata) noexcept
 {
-    return Guarded(__func__, false, [&] { return TestHookState::Instance().LastMetadata(metadata); });
+    return Guarded(__func__, false, [&] { return TestHookState::ForHooks().LastMetadata(metadata); });
 }
 
 bool LastRequest(Operation op, RequestRecord& record) noexcept
 {
-    return Valid(op) && Guarded(__func__, false, [&] { return TestHookState::Instance().LastRequest(op, record); });
+    return Valid(op) && Guarded(__func__, false, [&] { return TestHookState::ForHooks().LastRequest(op, record); });
 }
 
 void SetBundleName(const std::string& bundleName) noexcept
@@ -175,7 +180,7 @@ void ResetService() noexcept
 {
     Guarded(__func__, 0, [] {
         EmbeddedService::Instance().Reset();
-        TestHookState::Instance().ForgetListenersAndAnswers();
+        TestHookState::ForHooks().ForgetListenersAndAnswers();
         return 0;
     });
 }
@@ -183,7 +188,7 @@ void ResetService() noexcept
 size_t FireStatusChanged(const std::string& bundleName, const NavigationStatus& status) noexcept
 {
     return Guarded(__func__, size_t(0), [&]() -> size_t {
-        sptr<INavigationStatusListener> listener = TestHookState::Instance().StatusListener(bundleName);
+        sptr<INavigationStatusListener> listener = TestHookState::ForHooks().StatusListener(bundleName);
         if (listener == nullptr) {
             return 0;
         }
@@ -195,7 +200,7 @@ size_t FireStatusChanged(const std::string& bundleName, const NavigationStatus& 
 size_t FireMetadataChanged(const std::string& bundleName, const NavigationMetadata& metadata) noexcept
 {
     return Guarded(__func__, size_t(0), [&]() -> size_t {
-        sptr<INavigationMetadataListener> listener = TestHookState::Instance().MetadataListener(bundleName);
+        sptr<INavigationMetadataListener> listener = TestHookState::ForHooks().MetadataListener(bundleName);
         if (listener == nullptr) {
             return 0;
         }
@@ -216,7 +221,7 @@ int64_t FireCommand(int32_t type, const AAFwk::WantParams& params) noexcept
 
 std::vector<RecordedAnswer> TakeAnswers() noexcept
 {
-    return Guarded(__func__, std::vector<RecordedAnswer>(), [] { return TestHookState::Instance().TakeAnswers(); });
+    return Guarded(__func__, std::vector<RecordedAnswer>(), [] { return TestHookState::ForHooks().TakeAnswers(); });
 }
 
 bool CallLastCallbackTwice(Operation op, const ResultData& first, const ResultData& second) noexcept
@@ -225,7 +230,7 @@ bool CallLastCallbackTwice(Operation op, const ResultData& first, const ResultDa
         return false;
     }
     return Guarded(__func__, false, [&] {
-        sptr<IMapCallback> callback = TestHookState::Instance().LastCallback(op);
+        sptr<IMapCallback> callback = TestHookState::ForHooks().LastCallback(op);
         if (callback == nullptr) {
             return false;
         }

@@ -8,9 +8,19 @@ TestHookState& TestHookState::Instance()
     return *instance;
 }
 
+TestHookState& TestHookState::ForHooks()
+{
+    TestHookState& state = Instance();
+    state.active_.store(true, std::memory_order_release);
+    return state;
+}
+
 std::optional<int32_t> TestHookState::OnCall(Operation op, const TestHooks::RequestRecord& record,
     sptr<IMapCallback> callback)
 {
+    if (!active_.load(std::memory_order_acquire)) {
+        return std::nullopt;
+    }
     sptr<IMapCallback> previous; // released after the lock
     std::lock_guard<std::mutex> lock(mutex_);
     auto& entry = operations_[static_cast<size_t>(op)];
@@ -25,6 +35,9 @@ std::optional<int32_t> TestHookState::OnCall(Operation op, const TestHooks::Requ
 
 std::optional<int32_t> TestHookState::OnStatusCall(const NavigationStatus& status)
 {
+    if (!active_.load(std::memory_order_acquire)) {
+        return std::nullopt;
+    }
     {
         std::lock_guard<std::mutex> lock(mutex_);
         lastStatus_ = status;
@@ -34,6 +47,9 @@ std::optional<int32_t> TestHookState::OnStatusCall(const NavigationStatus& statu
 
 std::optional<int32_t> TestHookState::OnMetadataCall(const NavigationMetadata& metadata)
 {
+    if (!active_.load(std::memory_order_acquire)) {
+        return std::nullopt;
+    }
     {
         std::lock_guard<std::mutex> lock(mutex_);
         lastMetadata_ = metadata;
@@ -43,6 +59,9 @@ std::optional<int32_t> TestHookState::OnMetadataCall(const NavigationMetadata& m
 
 void TestHookState::TrackStatusListener(const std::string& bundleName, sptr<INavigationStatusListener> listener)
 {
+    if (!active_.load(std::memory_order_acquire)) {
+        return;
+    }
     sptr<INavigationStatusListener> previous;
     std::lock_guard<std::mutex> lock(mutex_);
     if (listener == nullptr) {
@@ -60,6 +79,9 @@ void TestHookState::TrackStatusListener(const std::string& bundleName, sptr<INav
 void TestHookState::TrackMetadataListener(const std::string& bundleName,
     sptr<INavigationMetadataListener> listener)
 {
+    if (!active_.load(std::memory_order_acquire)) {
+        return;
+    }
     sptr<INavigationMetadataListener> previous;
     std::lock_guard<std::mutex> lock(mutex_);
     if (listener == nullptr) {
@@ -76,6 +98,9 @@ void TestHookState::TrackMetadataListener(const std::string& bundleName,
 
 void TestHookState::TrackSystemListener(sptr<ISystemNavigationListener> listener)
 {
+    if (!active_.load(std::memory_order_acquire)) {
+        return;
+    }
     sptr<ISystemNavigationListener> previous;
     std::lock_guard<std::mutex> lock(mutex_);
     previous = std::move(systemListener_);

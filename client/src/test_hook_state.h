@@ -4,6 +4,7 @@
 #define CLIENT_TEST_HOOK_STATE_H
 
 #include <array>
+#include <atomic>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -22,6 +23,10 @@ public:
 
     // Any thread. Created at first use and never destroyed.
     static TestHookState& Instance();
+    // The state as the test hooks use it: from their first use on, the
+    // client records its calls. A process that never uses them (every
+    // application) pays nothing beyond one flag read per call.
+    static TestHookState& ForHooks();
 
     // Called by NavInfoClient at the start of each operation: counts the call,
     // keeps its arguments, and returns the forced result, if any.
@@ -62,6 +67,7 @@ private:
         sptr<IMapCallback> lastCallback;
     };
 
+    std::atomic<bool> active_{false}; // set by ForHooks, never cleared
     std::mutex mutex_; // guards every field below
     std::array<PerOperation, OPERATION_COUNT> operations_;
     std::optional<NavigationStatus> lastStatus_;

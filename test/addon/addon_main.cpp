@@ -1,4 +1,5 @@
 #include "addon_exports.h"
+#include "nav_info_test_hooks.h"
 
 namespace NavInfoTest {
 
@@ -44,6 +45,8 @@ namespace {
 
 napi_value Init(napi_env env, napi_value exports)
 {
+    // Loading the control surface starts the client's recording.
+    OHOS::NavigationInfoService::TestHooks::Enable();
     std::vector<napi_property_descriptor> descriptors;
     for (const auto& entry : NavInfoTest::AddonExports()) {
         descriptors.push_back(

@@ -5,6 +5,7 @@ const test = require('node:test');
 const assert = require('node:assert/strict');
 const paths = require('./support/paths');
 const { deferred, sleep } = require('./support/wait');
+const { runScript } = require('./support/child');
 
 const nav = paths.loadModule();
 const addon = paths.loadAddon();
@@ -162,4 +163,18 @@ test('a second answer to the same request never settles the promise again', asyn
   assert.equal(addon.callLastCallbackTwice('queryNavigationInfo', { code: 1, message: 'first' },
     { code: 2, message: 'second' }), true);
   assert.deepEqual(await promise, { code: 1, message: 'first', data: {} });
+});
+
+test('an application that never loads the control surface has nothing recorded', () => {
+  const result = runScript(`
+    const path = require('path');
+    const nav = require(process.env.NAVINFO_ROOT);
+    nav.getNavigationController().updateNavigationStatus({ status: 1 });
+    nav.getSystemNavigationController().getNavigationStatus('com.example.navigation');
+    const addon = require(path.join(process.env.NAVINFO_BUILD_DIR, 'lib', 'navinfo_test_addon.node'));
+    console.log(JSON.stringify([addon.callCount('updateNavigationStatus'), addon.lastStatus()]));
+    nav.getNavigationController().updateNavigationStatus({ status: 2 });
+    console.log(JSON.stringify([addon.callCount('updateNavigationStatus'), addon.lastStatus().status]));`);
+  assert.equal(result.status, 0, result.stderr);
+  assert.deepEqual(result.stdout.trim().split('\n').map((l) => JSON.parse(l)), [[0, null], [1, 2]]);
 });
