@@ -45,7 +45,12 @@ function publish() {
     const tick = () => {
       const now = Date.now();
       if (now >= end) {
-        process.send({ published: index }, () => process.disconnect());
+        // One last status after a pause: followers that were behind log
+        // what they still had to count with it (their log is rate-limited).
+        setTimeout(() => {
+          send();
+          process.send({ published: index }, () => process.disconnect());
+        }, 1100);
         return;
       }
       if (rate > 0) {

@@ -20,6 +20,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -30,17 +31,28 @@
 #include "caller_info.h"
 #include "deadline_timer.h"
 #include "executor.h"
+#include "follower_outbox.h"
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
+#include "rate_limited_count.h"
 #include "service_settings.h"
 
 namespace OHOS::NavigationInfoService {
+
+// Whether a record published by a bundle can reach its followers (its
+// notification fits the transport); an empty function lets every record pass.
+struct NotificationLimits {
+    std::function<bool(const NavigationStatus&, const std::string& bundleName)> statusFits;
+    std::function<bool(const NavigationMetadata&, const std::string& bundleName)> metadataFits;
+};
 
 struct CoreOptions {
     std::shared_ptr<Executor> executor;                   // required; runs every listener call
     std::shared_ptr<const AccessPolicy> policy;           // null: deny everything
     std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
     size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;
+    size_t followerOutboxCapacity = DEFAULT_FOLLOWER_OUTBOX_CAPACITY;
+    NotificationLimits limits;
     ThreadStarter timerThreadStarter = DefaultThreadStarter();
 };
 
@@ -59,8 +71,13 @@ public:
 
     // --- Navigation application (needs the permission) ---
     // Stores the status as the caller's latest (updateTime set to now, in ms
-    // since the epoch) and posts OnStatusChanged(status, caller bundle) to
-    // every follower of the caller's bundle. Empty caller bundle: 1001.
+    // since the epoch) and sends OnStatusChanged(status, caller bundle) to
+    // every follower of the caller's bundle, through the follower's outbox:
+    // each follower gets the records in publishing order and ends on the
+    // latest; one that cannot keep up gets the newest and loses superseded
+    // ones (counted in the log; listeners that take numbers get them, so that
+    // the follower's side counts them too). Empty caller bundle, or a record
+    // whose notification does not fit (options.limits): 1001.
     int32_t UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status);
     int32_t UpdateNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
     // One listener per bundle: a new registration replaces the old one, and
@@ -122,18 +139,34 @@ private:
         sptr<IMapCallback> callback;
         ResultData data;
     };
-    template <typename Listener>
-    using Followers = std::map<std::string, std::map<uint64_t, sptr<Listener>>>; // bundle -> clientId -> listener
+    template <typename Listener, typename Record>
+    struct Follower {
+        sptr<Listener> listener;
+        std::shared_ptr<FollowerOutbox<Record>> outbox;
+    };
+    // bundle -> clientId -> follower
+    template <typename Listener, typename Record>
+    using Followers = std::map<std::string, std::map<uint64_t, Follower<Listener, Record>>>;
+    using StatusFollowers = Followers<INavigationStatusListener, NavigationStatus>;
+    using MetadataFollowers = Followers<INavigationMetadataListener, NavigationMetadata>;
 
     int32_t CheckPublisher(const CallerInfo& caller) const;
     int32_t CheckSystemApp(const CallerInfo& caller) const;
     int32_t SubmitRequest(const CallerInfo& caller, const std::string& bundleName, RequestKind kind,
         int32_t type, AAFwk::WantParams params, sptr<IMapCallback> callback);
-    template <typename Listener>
+    template <typename Listener, typename Record>
     int32_t Follow(const CallerInfo& caller, const std::string& bundleName, sptr<Listener> listener,
-        Followers<Listener>& followers);
-    template <typename Listener>
-    int32_t Unfollow(const CallerInfo& caller, const std::string& bundleName, Followers<Listener>& followers);
+        Followers<Listener, Record>& followers);
+    template <typename Listener, typename Record>
+    int32_t Unfollow(const CallerInfo& caller, const std::string& bundleName,
+        Followers<Listener, Record>& followers);
+    // Stores the record (under mutex_, with store) and puts it in the outbox
+    // of every follower of bundle, scheduling the drains that are needed.
+    template <typename Listener, typename Record, typename Store>
+    void Publish(const std::string& bundle, Record record, Followers<Listener, Record>& followers, Store&& store);
+    // A drain of one follower's outbox, on the executor.
+    template <typename Listener, typename Record>
+    static void Drain(const sptr<Listener>& listener, const std::shared_ptr<FollowerOutbox<Record>>& outbox);
 
     // Called by the forwarder with the navigation application's answer, and
     // by the timer. The first completion of a request wins.
@@ -148,6 +181,8 @@ private:
 
     const std::shared_ptr<Executor> executor_;
     const size_t maxOutstandingPerClient_;
+    const size_t followerOutboxCapacity_;
+    const NotificationLimits limits_;
     DeadlineTimer timer_; // has its own lock; taken inside mutex_, never the other way round
 
     mutable std::mutex mutex_; // guards every field below
@@ -155,8 +190,11 @@ private:
     std::chrono::milliseconds requestTimeout_;
     std::map<std::string, NavigationStatus> statuses_;      // by publishing bundle
     std::map<std::string, NavigationMetadata> metadata_;    // by publishing bundle
-    Followers<INavigationStatusListener> statusFollowers_;
-    Followers<INavigationMetadataListener> metadataFollowers_;
+    StatusFollowers statusFollowers_;
+    MetadataFollowers metadataFollowers_;
+    uint64_t nextStream_ = 1;             // of the next follower outbox
+    RateLimitedCount droppedForFollowers_; // superseded records dropped in outboxes
+    uint64_t droppedForFollowersTotal_ = 0;
     std::map<std::string, SystemListenerEntry> systemListeners_; // by navigation bundle
     std::unordered_map<uint64_t, PendingRequest> pending_;       // by request id
     std::unordered_map<uint64_t, size_t> outstandingByClient_;   // requester clientId -> pending count
