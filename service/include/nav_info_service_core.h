@@ -26,6 +26,7 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "access_policy.h"
 #include "caller_info.h"
@@ -35,6 +36,7 @@
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
 #include "rate_limited_count.h"
+#include "request_pacer.h"
 #include "service_settings.h"
 
 namespace OHOS::NavigationInfoService {
@@ -51,6 +53,9 @@ struct CoreOptions {
     std::shared_ptr<const AccessPolicy> policy;           // null: deny everything
     std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
     size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;
+    // Requests sent to one navigation application and not completed; the
+    // others wait in the core (request_pacer.h).
+    size_t maxInFlightPerListener = DEFAULT_MAX_IN_FLIGHT_PER_LISTENER;
     size_t followerOutboxCapacity = DEFAULT_FOLLOWER_OUTBOX_CAPACITY;
     NotificationLimits limits;
     ThreadStarter timerThreadStarter = DefaultThreadStarter();
@@ -96,7 +101,9 @@ public:
     int32_t RegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
         sptr<INavigationMetadataListener> listener);
     int32_t UnRegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName);
-    // Sends the request to bundleName's system navigation listener. On 0 the
+    // Sends the request to bundleName's system navigation listener, at once
+    // or, while that listener has maxInFlightPerListener requests it has not
+    // answered, when its turn comes. On 0 the
     // callback is called exactly once, through the executor: with the
     // navigation application's first answer, {1004, "Timed out"} after the
     // request time-out, or {1003, "Not found"} when that listener goes away
@@ -134,6 +141,20 @@ private:
         uint64_t requesterClientId = 0;
         uint64_t targetRegistrationId = 0;
         sptr<IMapCallback> callback;
+        bool inFlight = false; // sent to the listener; else waiting in pacer_
+        // What to send, kept while the request waits.
+        sptr<ISystemNavigationListener> listener;
+        RequestKind kind = RequestKind::QUERY;
+        int32_t type = 0;
+        AAFwk::WantParams params;
+    };
+    // A request to hand to its listener, outside the lock.
+    struct Dispatch {
+        uint64_t requestId = 0;
+        sptr<ISystemNavigationListener> listener;
+        RequestKind kind = RequestKind::QUERY;
+        int32_t type = 0;
+        AAFwk::WantParams params;
     };
     struct Answer {
         sptr<IMapCallback> callback;
@@ -172,8 +193,14 @@ private:
     // by the timer. The first completion of a request wins.
     void CompleteRequest(uint64_t requestId, ResultData data);
     void OnRequestTimedOut(uint64_t requestId);
-    // mutex_ held: removes a pending request and its time-out, returns its callback (null if absent).
+    // mutex_ held: removes a pending request and its time-out, returns its
+    // callback (null if absent). A waiting request that may go out in its
+    // place is added to readyToSend_.
     sptr<IMapCallback> TakePendingLocked(uint64_t requestId);
+    // Without mutex_: hands the requests in readyToSend_ to their listeners.
+    void SendReady();
+    // Without mutex_: posts the request to its listener; false if it could not be.
+    bool Send(Dispatch dispatch);
     // mutex_ held: takes every request sent to that registration, answering each NOT_FOUND.
     void TakeRequestsOfRegistrationLocked(uint64_t registrationId, std::vector<Answer>& answers);
     // Without mutex_: posts each answer to its callback.
@@ -198,6 +225,8 @@ private:
     std::map<std::string, SystemListenerEntry> systemListeners_; // by navigation bundle
     std::unordered_map<uint64_t, PendingRequest> pending_;       // by request id
     std::unordered_map<uint64_t, size_t> outstandingByClient_;   // requester clientId -> pending count
+    RequestPacer pacer_;
+    std::vector<Dispatch> readyToSend_;                          // see TakePendingLocked
     uint64_t nextRequestId_ = 1;
     uint64_t nextRegistrationId_ = 1;
 };

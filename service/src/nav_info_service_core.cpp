@@ -69,7 +69,8 @@ NavInfoServiceCore::NavInfoServiceCore(Passkey, CoreOptions options)
       limits_(std::move(options.limits)),
       timer_([this](uint64_t requestId) { OnRequestTimedOut(requestId); }, std::move(options.timerThreadStarter)),
       policy_(std::move(options.policy)),
-      requestTimeout_(options.requestTimeout)
+      requestTimeout_(options.requestTimeout),
+      pacer_(options.maxInFlightPerListener)
 {
     if (executor_ == nullptr) {
         SERVICE_LOGE("no executor: listeners will not be called and requests are refused");
@@ -373,6 +374,7 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
         }
     }
     DeliverAnswers(answers);
+    SendReady(); // requests that waited behind the dropped ones
 }
 
 void NavInfoServiceCore::Reset()
@@ -390,6 +392,8 @@ void NavInfoServiceCore::Reset()
         }
         pending_.clear();
         outstandingByClient_.clear();
+        pacer_.Clear();
+        readyToSend_.clear();
         timer_.CancelAll();
         statusFollowers.swap(statusFollowers_);
         metadataFollowers.swap(metadataFollowers_);

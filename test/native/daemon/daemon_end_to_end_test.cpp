@@ -142,31 +142,63 @@ TEST_F(DaemonTest, MoreRequestsThanObjectHandlesAreAnsweredWhileTheApplicationKe
     }
 }
 
-// Requests left unanswered hold their callback objects; one the navigation
-// connection cannot take any more is answered 1006 at once, not after the time-out.
-TEST_F(DaemonTest, ARequestTheNavigationConnectionCannotTakeIsAnswered1006AtOnce)
+// A flood of queries from one requester: beyond its share (outstanding
+// requests) it is refused 1006 at once; the navigation application is handed
+// only DEFAULT_MAX_IN_FLIGHT_PER_LISTENER at a time and keeps its connection;
+// the others wait in the daemon, taking turns with another requester, and
+// every accepted query is answered exactly once.
+TEST_F(DaemonTest, AQueryFloodIsPacedToTheNavigationApplicationAndEveryAcceptedQueryIsAnsweredOnce)
 {
     auto nav = Client(MAP);
-    std::vector<std::unique_ptr<RemoteTransport>> requesters;
-    requesters.push_back(Client(DASH));
-    requesters.push_back(Client(DASH));
-    sptr<HoldingSystemListener> listener = new HoldingSystemListener(); // never answers
+    auto flooding = Client(DASH);
+    auto other = Client(DASH);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener(); // answered by the test
     ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
-    const size_t count = kMaxExportedHandlesPerConnection + 100;
-    std::vector<sptr<RecordingCallback>> answers;
-    for (size_t i = 0; i < count; ++i) {
-        answers.push_back(new RecordingCallback());
-        ASSERT_EQ(requesters[i % 2]->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answers.back()),
-            NAV_INFO_SUCCESS);
+    const uint64_t navConnection = nav->ConnectionGeneration();
+    const size_t share = DEFAULT_MAX_OUTSTANDING_REQUESTS;
+    std::vector<sptr<RecordingCallback>> accepted;
+    size_t refused = 0;
+    for (size_t i = 0; i < share + 100; ++i) {
+        sptr<RecordingCallback> answer = new RecordingCallback();
+        int32_t result = flooding->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answer);
+        if (result == NAV_INFO_SUCCESS) {
+            accepted.push_back(answer);
+        } else {
+            ASSERT_EQ(result, NAV_INFO_ERR_TOO_MANY_REQUESTS);
+            ++refused;
+        }
     }
-    auto refused = [&] {
-        return std::count_if(answers.begin(), answers.end(), [](const sptr<RecordingCallback>& a) {
-            return a->Count() == 1 && a->First().code == NAV_INFO_ERR_TOO_MANY_REQUESTS;
-        });
-    };
-    ASSERT_TRUE(WaitUntil([&] { return listener->Count() + refused() == count; }));
-    EXPECT_GE(refused(), 100);
-    EXPECT_LE(listener->Count(), kMaxExportedHandlesPerConnection);
+    EXPECT_EQ(accepted.size(), share);
+    EXPECT_EQ(refused, 100u);
+    AAFwk::WantParams fromOther;
+    fromOther.SetParam("from", AAFwk::WantValue::String("other"));
+    sptr<RecordingCallback> otherAnswer = new RecordingCallback();
+    ASSERT_EQ(other->QueryNavigationInfo(MAP, NAVIGATION_STATUS, fromOther, otherAnswer), NAV_INFO_SUCCESS);
+
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() == DEFAULT_MAX_IN_FLIGHT_PER_LISTENER; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(listener->Count(), DEFAULT_MAX_IN_FLIGHT_PER_LISTENER) << "no more than its share in flight";
+    // Each answer lets the next waiting request out; the other requester's
+    // turn comes second.
+    for (size_t answered = 0; answered < share + 1; ++answered) {
+        ASSERT_TRUE(WaitUntil([&] { return listener->Count() > answered; })) << answered;
+        listener->CallbackAt(answered)->Callback(Answer(0, "ok"));
+    }
+    {
+        std::lock_guard<std::mutex> lock(listener->mutex);
+        EXPECT_NE(listener->requests[DEFAULT_MAX_IN_FLIGHT_PER_LISTENER + 1].params.GetParam("from"), nullptr);
+    }
+    accepted.push_back(otherAnswer);
+    ASSERT_TRUE(WaitUntil([&] {
+        return std::all_of(accepted.begin(), accepted.end(), [](const auto& a) { return a->Count() >= 1; });
+    }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    for (const auto& answer : accepted) {
+        ASSERT_EQ(answer->Count(), 1u);
+        EXPECT_EQ(answer->First().code, 0);
+    }
+    EXPECT_EQ(nav->ConnectionGeneration(), navConnection) << "the navigation application stayed connected";
+    EXPECT_EQ(daemon_->Core().OutstandingRequestCount(), 0u);
 }
 
 TEST_F(DaemonTest, ArgumentResultsComeFromTheCoreAsInProcess)
