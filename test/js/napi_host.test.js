@@ -121,6 +121,24 @@ describe('thread-safe functions', () => {
     assert.deepEqual(seen, [0, 1, 2, 3].map((value) => ({ self: undefined, value })));
   });
 
+  test('items run in the order of their hand-off tickets; a ticket given up holds nothing back', async () => {
+    for (const skip of [0, 3]) {
+      const expected = Array.from({ length: 40 }, (_, i) => i).filter((i) => skip === 0 || i % skip !== 0);
+      const seen = [];
+      let done;
+      const allSeen = new Promise((resolve) => { done = resolve; });
+      const keepAlive = setTimeout(() => {}, 10000);
+      const id = addon.createTsfn((value) => {
+        seen.push(value);
+        if (seen.length === expected.length) done();
+      });
+      addon.sendInTicketOrder(id, 40, skip);
+      await allSeen;
+      clearTimeout(keepAlive);
+      assert.deepEqual(seen, expected, `skip ${skip}`);
+    }
+  });
+
   test('after its release, the function is finalized once and later calls answer napi_closing', async () => {
     const id = addon.createTsfn(() => {});
     assert.equal(addon.callStatusFromThread(id), S.ok);
