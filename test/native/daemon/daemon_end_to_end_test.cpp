@@ -9,7 +9,11 @@
 #include "ipc_limits.h"
 
 #include "daemon_fixture.h"
+#include "listener_proxies.h"
+#include "message_parcel.h"
 #include "nav_info_errors.h"
+#include "nav_info_service_ipc.h"
+#include "record_marshalling.h"
 #include "record_samples.h"
 
 namespace OHOS::NavigationInfoService {
@@ -66,6 +70,56 @@ TEST_F(DaemonTest, AFollowerSeesStatusesInPublishingOrder)
     for (int i = 0; i < COUNT; ++i) {
         ASSERT_EQ(calls[i].status.routeIndex, i);
     }
+}
+
+// Near the frame limit: a status whose publishing request fits but whose
+// notification (a longer token, the bundle name, the number) would not is
+// refused with 1001 and not stored; one that just fits reaches the follower.
+TEST_F(DaemonTest, AStatusWhoseNotificationCannotFitIsRefusedAtPublishing)
+{
+    auto statusOfSize = [](size_t lastName) {
+        NavigationStatus status;
+        for (int i = 0; i < 16; ++i) {
+            status.passPoint.push_back(Location{std::string(64000, 'p'), 0, 0, 0, 0});
+        }
+        status.passPoint.push_back(Location{std::string(lastName, 'q'), 0, 0, 0, 0});
+        return status;
+    };
+    auto requestFits = [](const NavigationStatus& status) {
+        MessageParcel request;
+        return request.WriteInterfaceToken(NavInfoServiceDescriptor()) &&
+            Marshalling::WriteNavigationStatus(request, status);
+    };
+    // The longest last name (a multiple of 4) for which fits holds.
+    auto longest = [&](auto fits) {
+        size_t low = 0;
+        size_t high = 64000 / 4;
+        while (low < high) {
+            size_t middle = (low + high + 1) / 2;
+            if (fits(statusOfSize(middle * 4))) {
+                low = middle;
+            } else {
+                high = middle - 1;
+            }
+        }
+        return low * 4;
+    };
+    const size_t lastName = longest(requestFits);
+    const NavigationStatus tooLarge = statusOfSize(lastName);
+    ASSERT_FALSE(StatusNotificationFits(tooLarge, MAP)) << "the largest request must not fit as a notification";
+    const size_t fitting = longest([](const NavigationStatus& s) { return StatusNotificationFits(s, MAP); });
+
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<RecordingStatusListener> listener = new RecordingStatusListener();
+    ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, listener), NAV_INFO_SUCCESS);
+    ASSERT_EQ(nav->UpdateNavigationStatus(statusOfSize(fitting)), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() == 1; }));
+    EXPECT_EQ(listener->Calls()[0].status.passPoint.back().name.size(), fitting);
+    EXPECT_EQ(nav->UpdateNavigationStatus(tooLarge), NAV_INFO_ERR_INVALID_PARAM);
+    NavigationStatus read;
+    ASSERT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_SUCCESS);
+    EXPECT_EQ(read.passPoint.back().name.size(), fitting) << "the refused status was not stored";
 }
 
 TEST_F(DaemonTest, UnfollowingStopsDeliveries)
