@@ -11,7 +11,7 @@
 // follower's log), out of order, whether the last delivered is the last
 // published; in total the followers' self-disconnects (connection losses in
 // their log); latency p50/p99 over all deliveries; the daemon's resident
-// memory at the end and its peak.
+// memory at the end and its peak; CPU time of the daemon and of a follower.
 //
 //   FOLLOWERS=1,8,32  SECONDS=5  RATE=0 (statuses per second, 0: as fast as
 //   the publisher can)
@@ -139,10 +139,21 @@ function startApp(env, roleName, logs) {
   return child;
 }
 
+// 'close' comes after every message of the child: a rejection then only means none came.
 const nextMessage = (child) => new Promise((resolve, reject) => {
   child.once('message', resolve);
-  child.once('exit', (code) => reject(new Error(`a ${child.role} ended early (${code})`)));
+  child.once('close', (code) => reject(new Error(`a ${child.role} ended early (${code})`)));
 });
+
+// CPU seconds (user + system) a process has used so far.
+function cpuSeconds(pid) {
+  try {
+    const fields = fs.readFileSync(`/proc/${pid}/stat`, 'utf8').split(') ')[1].split(' ');
+    return (Number(fields[11]) + Number(fields[12])) / 100;
+  } catch {
+    return null;
+  }
+}
 
 // Superseded records reported dropped in a follower's log (daemon and client library lines).
 function conflatedIn(log) {
@@ -180,6 +191,11 @@ async function run(dir, followers) {
     const done = nextMessage(publisher);
     publisher.send({ go: true });
     const { published } = await done;
+    const cpu = {
+      daemon: cpuSeconds(daemon.pid),
+      followerAverage: +(followerProcesses.reduce((sum, child) => sum + cpuSeconds(child.pid), 0) / followers)
+        .toFixed(2),
+    };
     const results = await Promise.all(followerProcesses.map((child) => {
       const result = nextMessage(child);
       child.send({ published });
@@ -209,6 +225,7 @@ async function run(dir, followers) {
       selfDisconnects: logs.reduce((sum, log) => sum + (log.text.match(/connection to .* lost/g) || []).length, 0),
       latencyUs: { p50: pct(0.5), p99: pct(0.99) },
       daemonMemory: memory,
+      cpuSeconds: cpu,
       daemonConflatedLines: (daemonLog.text.match(/superseded/g) || []).length,
     };
   } finally {
