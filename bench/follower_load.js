@@ -5,7 +5,8 @@
 // of the machine shares; each follower counts what it receives.
 //
 // Per follower count it prints one JSON line: statuses published, deliveries
-// per second (all followers together), and per follower on average: records
+// per second (all followers together, from the first publication to the last
+// delivery before the final status), and per follower on average: records
 // lost (neither delivered nor reported conflated), conflated (superseded
 // records the daemon or the client library reported dropped in the
 // follower's log), out of order, whether the last delivered is the last
@@ -35,11 +36,13 @@ function publish() {
   const nav = require(root);
   const controller = nav.getNavigationController();
   let index = 0;
-  const send = () => {
-    controller.updateNavigationStatus({ routeIndex: index, customData: String(process.hrtime.bigint()) });
+  // The final status (theme 1) comes after a pause and does not count for the rate.
+  const send = (theme = 0) => {
+    controller.updateNavigationStatus({ routeIndex: index, theme, customData: String(process.hrtime.bigint()) });
     index++;
   };
   process.once('message', () => {
+    const startedAt = String(process.hrtime.bigint());
     const start = Date.now();
     const end = start + seconds * 1000;
     const tick = () => {
@@ -48,8 +51,8 @@ function publish() {
         // One last status after a pause: followers that were behind log
         // what they still had to count with it (their log is rate-limited).
         setTimeout(() => {
-          send();
-          process.send({ published: index }, () => process.disconnect());
+          send(1);
+          process.send({ published: index, startedAt }, () => process.disconnect());
         }, 1100);
         return;
       }
@@ -77,9 +80,12 @@ function follow() {
   let outOfOrder = 0;
   let highest = -1;
   let last = -1;
+  let lastRegularAtUs = 0; // when the last status before the final one came
   system.registerNavigationStatusListener({
     onStatusChanged(bundle, status) {
-      latencies.push(Number(process.hrtime.bigint() - BigInt(status.customData)) / 1000);
+      const now = process.hrtime.bigint();
+      latencies.push(Number(now - BigInt(status.customData)) / 1000);
+      if (status.theme !== 1) lastRegularAtUs = Number(now / 1000n);
       delivered++;
       if (status.routeIndex < highest) outOfOrder++;
       highest = Math.max(highest, status.routeIndex);
@@ -95,7 +101,7 @@ function follow() {
         return;
       }
       clearInterval(keepAlive);
-      process.send({ delivered, outOfOrder, endsOnLatest: last === published - 1, latencies },
+      process.send({ delivered, outOfOrder, endsOnLatest: last === published - 1, lastRegularAtUs, latencies },
         () => process.disconnect());
     };
     finish();
@@ -190,7 +196,7 @@ async function run(dir, followers) {
     await nextMessage(publisher);
     const done = nextMessage(publisher);
     publisher.send({ go: true });
-    const { published } = await done;
+    const { published, startedAt } = await done;
     const cpu = {
       daemon: cpuSeconds(daemon.pid),
       followerAverage: +(followerProcesses.reduce((sum, child) => sum + cpuSeconds(child.pid), 0) / followers)
@@ -214,7 +220,8 @@ async function run(dir, followers) {
       seconds,
       rate: rate || 'max',
       published,
-      deliveriesPerSecond: Math.round(delivered / seconds),
+      deliveriesPerSecond: Math.round(results.reduce((sum, r) => sum + r.delivered - 1, 0) /
+        (Math.max(...results.map((r) => r.lastRegularAtUs)) - Number(BigInt(startedAt) / 1000n)) * 1e6),
       perFollower: {
         delivered: average(delivered),
         lost: average(followers * published - delivered - conflated),

@@ -10,7 +10,9 @@
 // received; connection losses in either application's log; and the daemon's
 // resident memory.
 //
-//   QUERIES=10000
+//   QUERIES=10000  ANSWER_DELAY_MS=0 (how long the navigation application
+//   takes for each answer; while it is slower than the queries come, the
+//   requester's share fills up and the excess is refused 1006)
 const { spawn, fork } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
@@ -19,6 +21,7 @@ const path = require('node:path');
 const root = path.join(__dirname, '..');
 const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(root, 'build');
 const queries = Number(process.env.QUERIES || 10000);
+const answerDelayMs = Number(process.env.ANSWER_DELAY_MS || 0);
 const MAP = 'com.example.map';
 const DASH = 'com.example.dash';
 
@@ -28,7 +31,11 @@ if (role === 'navigation') {
   const nav = require(root);
   let received = 0;
   nav.getNavigationController().registerSystemNavigationListener({
-    onQueryNavigationInfo: async (type) => { received++; return { code: 0, message: 'ok', data: { type } }; },
+    onQueryNavigationInfo: async (type) => {
+      received++;
+      if (answerDelayMs > 0) await new Promise((resolve) => setTimeout(resolve, answerDelayMs));
+      return { code: 0, message: 'ok', data: { type } };
+    },
     onReceiveNavigationCmd: async () => ({ code: 0, message: 'ok', data: {} }),
   });
   process.on('message', () => process.send({ received }, () => process.disconnect()));
@@ -117,6 +124,7 @@ const nextMessage = (child) => new Promise((resolve, reject) => {
     console.log(JSON.stringify({
       benchmark: 'query_flood',
       queries,
+      answerDelayMs,
       sendMs: Math.round(flood.sendMs),
       settleMs: Math.round(flood.settleMs),
       answersByCode: flood.byCode,
