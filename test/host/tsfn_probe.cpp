@@ -12,8 +12,8 @@
 // sendInTicketOrder(id, n, skip) takes n hand-off tickets here, in order, then
 //                           one thread per ticket calls with its index, the
 //                           later tickets first; tickets whose index is a
-//                           multiple of skip are given up instead (the first
-//                           one last of all).
+//                           multiple of skip are given up instead, a second
+//                           after the others.
 // releaseTsfn(id)           status of a release on this thread.
 // startHammer(id, blocking) id of a native thread calling acquire, call and
 //                           release on the handle until stopped.
@@ -195,8 +195,9 @@ HOST_EXPORT(sendInTicketOrder)
         auto ticket = std::make_shared<NapiHost::HandOffTicket>(NapiHost::HandOffTicket::Take(record.tsfn));
         try {
             std::thread([record, ticket, i, count, skip] {
-                std::this_thread::sleep_for(std::chrono::milliseconds(2 * (count - i)));
-                if (skip != 0 && i % skip == 0) {
+                const bool givenUp = skip != 0 && i % skip == 0;
+                std::this_thread::sleep_for(std::chrono::milliseconds(2 * (count - i) + (givenUp ? 1000 : 0)));
+                if (givenUp) {
                     return; // the ticket is given up when the thread's copy goes
                 }
                 NapiHost::HandOffTicket::Use inOrder(*ticket);

@@ -170,6 +170,21 @@ describe('thread-safe functions', () => {
     assert.equal(counters.freed, counters.allocated, 'every queued item freed exactly once');
   });
 
+  test('items still waiting for their turn when a Worker is terminated are freed once', async () => {
+    const worker = startWorker('parentPort.postMessage(addon.createTsfn(() => {})); setInterval(() => {}, 1000);');
+    const id = await firstMessage(worker);
+    // Ticket 0 is given up a second after the others came: they wait for it.
+    addon.sendInTicketOrder(id, 200, 1000);
+    for (let i = 0; i < 100 && addon.counters(id).allocated < 199; i++) await sleep(10);
+    assert.equal(addon.counters(id).freed, 0, 'nothing ran before its turn');
+    await worker.terminate();
+    for (let i = 0; i < 100 && addon.counters(id).finalized === 0; i++) await sleep(10);
+    const counters = addon.counters(id);
+    assert.equal(counters.finalized, 1);
+    assert.equal(counters.allocated, 199);
+    assert.equal(counters.freed, counters.allocated);
+  });
+
   test('callers blocked on the full queue of a busy Worker are let go when it is terminated', () => {
     // In a child: if a caller stayed blocked, the Worker's teardown would hang.
     const child = runChild(`
