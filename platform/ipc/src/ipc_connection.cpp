@@ -9,6 +9,7 @@
 #include <chrono>
 #include <exception>
 
+#include "hilog/log_rate_limit.h"
 #include "ipc_errors.h"
 #include "ipc_log.h"
 #include "ipc_object_proxy.h"
@@ -35,7 +36,9 @@ IpcConnection::IpcConnection(int fd, Options options)
       authenticator_(std::move(options.authenticator)),
       onClosed_(std::move(options.onClosed)),
       sendTimeoutMs_(options.sendTimeoutMs > 0 ? options.sendTimeoutMs : kSendTimeoutMs),
-      handshakeTimeoutMs_(options.handshakeTimeoutMs > 0 ? options.handshakeTimeoutMs : kHandshakeTimeoutMs)
+      handshakeTimeoutMs_(options.handshakeTimeoutMs > 0 ? options.handshakeTimeoutMs : kHandshakeTimeoutMs),
+      frameTimeoutMs_(options.frameTimeoutMs > 0 ? options.frameTimeoutMs : kFrameReadTimeoutMs),
+      idleTimeoutMs_(role_ == Role::SERVER && options.idleTimeoutMs > 0 ? options.idleTimeoutMs : 0)
 {
     if (role_ == Role::SERVER && options.root != nullptr) {
         ExportEntry root;
@@ -189,39 +192,76 @@ void IpcConnection::ReaderMain()
         std::vector<uint8_t> chunk(kReadChunk);
         IpcWire::FrameDecoder decoder;
         IpcWire::Frame frame;
+        Clock::time_point frameStarted;              // first bytes of the unfinished frame
+        Clock::time_point lastFrame = Clock::now();  // the latest whole frame
         bool running = true;
         while (running) {
-            int timeoutMs = -1;
+            // Whatever the reader waits for has a deadline, except a whole
+            // frame on a connection that holds something (or a client's).
+            enum class Wait { HANDSHAKE, REST_OF_FRAME, IDLE, FRAME } wait = Wait::FRAME;
+            Clock::time_point deadline = Clock::time_point::max();
             {
                 std::lock_guard<std::mutex> lock(mutex_);
                 if (state_ == State::HANDSHAKE) {
-                    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                        handshakeDeadline - Clock::now()).count();
-                    timeoutMs = left > 0 ? static_cast<int>(left) : 0;
+                    wait = Wait::HANDSHAKE;
+                    deadline = handshakeDeadline;
                 }
             }
+            if (wait == Wait::FRAME && decoder.BufferedBytes() > 0) {
+                wait = Wait::REST_OF_FRAME;
+                deadline = frameStarted + std::chrono::milliseconds(frameTimeoutMs_);
+            } else if (wait == Wait::FRAME && idleTimeoutMs_ > 0) {
+                wait = Wait::IDLE;
+                deadline = lastFrame + std::chrono::milliseconds(idleTimeoutMs_);
+            }
+            int timeoutMs = -1;
+            if (deadline != Clock::time_point::max()) {
+                auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+                timeoutMs = left > 0 ? static_cast<int>(left) : 0;
+            }
             long n = IpcSocket::ReceiveSome(fd_, chunk.data(), chunk.size(), timeoutMs);
+            if (n == IpcSocket::kReceiveTimedOut && wait == Wait::IDLE && !HoldsNothing()) {
+                lastFrame = Clock::now(); // busy, not idle: look again later
+                continue;
+            }
             if (n <= 0) {
-                IPC_LOGI("connection %{public}llu: %{public}s", static_cast<unsigned long long>(id_),
-                    n == 0 ? "peer closed" : "read failed or handshake timed out");
+                const char* why = n == 0 ? "peer closed" : n != IpcSocket::kReceiveTimedOut ? "read failed"
+                    : wait == Wait::HANDSHAKE ? "handshake timed out"
+                    : wait == Wait::REST_OF_FRAME ? "frame not completed in time" : "idle";
+                if (wait == Wait::REST_OF_FRAME && n == IpcSocket::kReceiveTimedOut) {
+                    HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: frame not completed within %{public}d ms",
+                        static_cast<unsigned long long>(id_), frameTimeoutMs_);
+                }
+                IPC_LOGI("connection %{public}llu: %{public}s", static_cast<unsigned long long>(id_), why);
                 break;
             }
+            const bool hadPartFrame = decoder.BufferedBytes() > 0;
             decoder.Feed(chunk.data(), static_cast<size_t>(n));
+            size_t frames = 0;
             for (;;) {
                 IpcWire::DecodeStatus status = decoder.Next(frame);
                 if (status == IpcWire::DecodeStatus::NEED_MORE) {
                     break;
                 }
                 if (status != IpcWire::DecodeStatus::OK) {
-                    IPC_LOGW("connection %{public}llu: bad frame: %{public}s", static_cast<unsigned long long>(id_),
-                        IpcWire::DecodeStatusName(status));
+                    HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: bad frame: %{public}s",
+                        static_cast<unsigned long long>(id_), IpcWire::DecodeStatusName(status));
                     running = false;
                     break;
                 }
+                ++frames;
                 if (!HandleFrame(frame)) {
                     running = false;
                     break;
                 }
+            }
+            const auto now = Clock::now();
+            if (frames > 0) {
+                lastFrame = now;
+            }
+            // Bytes left over start a new frame, unless they continue the one that was waiting.
+            if (frames > 0 || !hadPartFrame) {
+                frameStarted = now;
             }
         }
     } catch (const std::exception& e) {
@@ -231,6 +271,13 @@ void IpcConnection::ReaderMain()
     }
     shutdown(fd_, SHUT_RDWR);
     TearDown();
+}
+
+bool IpcConnection::HoldsNothing() const
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return proxies_.empty() && exports_.size() <= 1 && pending_.empty() && incomingSync_ == 0 && oneway_.empty() &&
+        !onewayRunning_;
 }
 
 bool IpcConnection::HandleFrame(IpcWire::Frame& frame)
@@ -260,7 +307,7 @@ bool IpcConnection::HandleFrame(IpcWire::Frame& frame)
             default: break;
         }
     }
-    IPC_LOGW("connection %{public}llu: frame type %{public}u out of order", static_cast<unsigned long long>(id_),
+    HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: frame type %{public}u out of order", static_cast<unsigned long long>(id_),
         static_cast<unsigned>(type));
     return false;
 }
@@ -272,7 +319,7 @@ bool IpcConnection::HandleHello(const IpcWire::Frame& frame)
     if (!payload.SetData(frame.payload.data(), frame.payload.size()) || !payload.ReadString(hello.bundleName) ||
         !payload.ReadString(hello.token) || hello.bundleName.size() > kMaxBundleNameLength ||
         hello.token.size() > kMaxTokenLength) {
-        IPC_LOGW("connection %{public}llu: malformed HELLO", static_cast<unsigned long long>(id_));
+        HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: malformed HELLO", static_cast<unsigned long long>(id_));
         return false;
     }
     {
@@ -299,7 +346,7 @@ bool IpcConnection::HandleHello(const IpcWire::Frame& frame)
         return false;
     }
     if (status != IPC_OK) {
-        IPC_LOGW("connection %{public}llu: refused (pid %{public}d, status %{public}d)",
+        HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: refused (pid %{public}d, status %{public}d)",
             static_cast<unsigned long long>(id_), static_cast<int>(peer_.pid), status);
         return false;
     }
@@ -331,7 +378,7 @@ bool IpcConnection::HandleReply(IpcWire::Frame& frame)
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (frame.header.transactionId >= nextTransactionId_) {
-            IPC_LOGW("connection %{public}llu: reply to a transaction never sent", static_cast<unsigned long long>(id_));
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: reply to a transaction never sent", static_cast<unsigned long long>(id_));
             return false;
         }
         auto it = pending_.find(frame.header.transactionId);
@@ -359,7 +406,7 @@ bool IpcConnection::HandleRelease(const IpcWire::Frame& frame)
         std::lock_guard<std::mutex> lock(mutex_);
         auto it = exports_.find(frame.header.handle);
         if (it == exports_.end()) {
-            IPC_LOGW("connection %{public}llu: release of unknown handle %{public}u",
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: release of unknown handle %{public}u",
                 static_cast<unsigned long long>(id_), frame.header.handle);
             return false;
         }
@@ -368,7 +415,7 @@ bool IpcConnection::HandleRelease(const IpcWire::Frame& frame)
             return true;
         }
         if (entry.peerRefs < frame.header.code) {
-            IPC_LOGW("connection %{public}llu: release of more references than handed out",
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: release of more references than handed out",
                 static_cast<unsigned long long>(id_));
             return false;
         }
