@@ -26,6 +26,26 @@ constexpr int kHandshakePending = 1;
 
 std::atomic<uint64_t> gNextConnectionId{1};
 
+// What the reader waits for. Every wait has a deadline except for the next
+// frame on a client's connection, or on a server's without an idle rule.
+enum class ReadWait { HANDSHAKE, REST_OF_FRAME, IDLE, FRAME };
+
+// Why reading ended, for the log: received is what ReceiveSome returned.
+const char* EndOfReading(long received, ReadWait wait)
+{
+    if (received == 0) {
+        return "peer closed";
+    }
+    if (received != IpcSocket::kReceiveTimedOut) {
+        return "read failed";
+    }
+    switch (wait) {
+        case ReadWait::HANDSHAKE: return "handshake timed out";
+        case ReadWait::REST_OF_FRAME: return "frame not completed in time";
+        default: return "idle";
+    }
+}
+
 } // namespace
 
 IpcConnection::IpcConnection(int fd, Options options)
@@ -196,22 +216,20 @@ void IpcConnection::ReaderMain()
         Clock::time_point lastFrame = Clock::now();  // the latest whole frame
         bool running = true;
         while (running) {
-            // Whatever the reader waits for has a deadline, except a whole
-            // frame on a connection that holds something (or a client's).
-            enum class Wait { HANDSHAKE, REST_OF_FRAME, IDLE, FRAME } wait = Wait::FRAME;
+            ReadWait wait = ReadWait::FRAME;
             Clock::time_point deadline = Clock::time_point::max();
             {
                 std::lock_guard<std::mutex> lock(mutex_);
                 if (state_ == State::HANDSHAKE) {
-                    wait = Wait::HANDSHAKE;
+                    wait = ReadWait::HANDSHAKE;
                     deadline = handshakeDeadline;
                 }
             }
-            if (wait == Wait::FRAME && decoder.BufferedBytes() > 0) {
-                wait = Wait::REST_OF_FRAME;
+            if (wait == ReadWait::FRAME && decoder.BufferedBytes() > 0) {
+                wait = ReadWait::REST_OF_FRAME;
                 deadline = frameStarted + std::chrono::milliseconds(frameTimeoutMs_);
-            } else if (wait == Wait::FRAME && idleTimeoutMs_ > 0) {
-                wait = Wait::IDLE;
+            } else if (wait == ReadWait::FRAME && idleTimeoutMs_ > 0) {
+                wait = ReadWait::IDLE;
                 deadline = lastFrame + std::chrono::milliseconds(idleTimeoutMs_);
             }
             int timeoutMs = -1;
@@ -220,19 +238,17 @@ void IpcConnection::ReaderMain()
                 timeoutMs = left > 0 ? static_cast<int>(left) : 0;
             }
             long n = IpcSocket::ReceiveSome(fd_, chunk.data(), chunk.size(), timeoutMs);
-            if (n == IpcSocket::kReceiveTimedOut && wait == Wait::IDLE && !HoldsNothing()) {
+            if (n == IpcSocket::kReceiveTimedOut && wait == ReadWait::IDLE && !HoldsNothing()) {
                 lastFrame = Clock::now(); // busy, not idle: look again later
                 continue;
             }
             if (n <= 0) {
-                const char* why = n == 0 ? "peer closed" : n != IpcSocket::kReceiveTimedOut ? "read failed"
-                    : wait == Wait::HANDSHAKE ? "handshake timed out"
-                    : wait == Wait::REST_OF_FRAME ? "frame not completed in time" : "idle";
-                if (wait == Wait::REST_OF_FRAME && n == IpcSocket::kReceiveTimedOut) {
+                if (wait == ReadWait::REST_OF_FRAME && n == IpcSocket::kReceiveTimedOut) {
                     HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: frame not completed within %{public}d ms",
                         static_cast<unsigned long long>(id_), frameTimeoutMs_);
                 }
-                IPC_LOGI("connection %{public}llu: %{public}s", static_cast<unsigned long long>(id_), why);
+                IPC_LOGI("connection %{public}llu: %{public}s", static_cast<unsigned long long>(id_),
+                    EndOfReading(n, wait));
                 break;
             }
             const bool hadPartFrame = decoder.BufferedBytes() > 0;
