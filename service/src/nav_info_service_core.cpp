@@ -18,6 +18,11 @@ int64_t NowMillis()
     return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
 
+bool InvalidBundleName(const std::string& name)
+{
+    return name.empty() || name.size() > MAX_BUNDLE_NAME_LENGTH;
+}
+
 // Moves every listener of clientId out of followers into graveyard, so that
 // they are released after the lock is let go.
 template <typename Map, typename Graveyard>
@@ -43,6 +48,7 @@ std::shared_ptr<NavInfoServiceCore> NavInfoServiceCore::Create(CoreOptions optio
 NavInfoServiceCore::NavInfoServiceCore(Passkey, CoreOptions options)
     : executor_(std::move(options.executor)),
       maxOutstandingPerClient_(options.maxOutstandingPerClient),
+      maxFollowsPerClient_(options.maxFollowsPerClient),
       timer_([this](uint64_t requestId) { OnRequestTimedOut(requestId); }, std::move(options.timerThreadStarter)),
       policy_(std::move(options.policy)),
       requestTimeout_(options.requestTimeout)
@@ -92,7 +98,7 @@ int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, Nav
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (caller.bundleName.empty()) {
+    if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     status.updateTime = NowMillis();
@@ -127,7 +133,7 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (caller.bundleName.empty()) {
+    if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::vector<sptr<INavigationMetadataListener>> followers;
@@ -161,7 +167,7 @@ int32_t NavInfoServiceCore::RegisterSystemNavigationListener(const CallerInfo& c
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (caller.bundleName.empty() || listener == nullptr) {
+    if (InvalidBundleName(caller.bundleName) || listener == nullptr) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::vector<Answer> answers;
@@ -187,7 +193,7 @@ int32_t NavInfoServiceCore::UnRegisterSystemNavigationListener(const CallerInfo&
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (caller.bundleName.empty()) {
+    if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::vector<Answer> answers;
@@ -213,7 +219,7 @@ int32_t NavInfoServiceCore::GetNavigationStatus(const CallerInfo& caller, const 
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (bundleName.empty()) {
+    if (InvalidBundleName(bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::lock_guard<std::mutex> lock(mutex_);
@@ -233,15 +239,27 @@ int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& 
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (bundleName.empty() || listener == nullptr) {
+    if (InvalidBundleName(bundleName) || listener == nullptr) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     sptr<Listener> replaced; // released after the lock
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        auto& slot = followers[bundleName][caller.clientId];
-        replaced = std::move(slot);
-        slot = std::move(listener);
+        auto bundle = followers.find(bundleName);
+        if (bundle != followers.end()) {
+            auto slot = bundle->second.find(caller.clientId);
+            if (slot != bundle->second.end()) {
+                replaced = std::move(slot->second);
+                slot->second = std::move(listener);
+                return NAV_INFO_SUCCESS;
+            }
+        }
+        auto follows = followsByClient_.find(caller.clientId);
+        if ((follows == followsByClient_.end() ? 0 : follows->second) >= maxFollowsPerClient_) {
+            return NAV_INFO_ERR_TOO_MANY_REQUESTS;
+        }
+        followers[bundleName].emplace(caller.clientId, std::move(listener));
+        ++followsByClient_[caller.clientId];
     }
     return NAV_INFO_SUCCESS;
 }
@@ -254,7 +272,7 @@ int32_t NavInfoServiceCore::Unfollow(const CallerInfo& caller, const std::string
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (bundleName.empty()) {
+    if (InvalidBundleName(bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     sptr<Listener> removed; // released after the lock
@@ -272,6 +290,10 @@ int32_t NavInfoServiceCore::Unfollow(const CallerInfo& caller, const std::string
         bundle->second.erase(found);
         if (bundle->second.empty()) {
             followers.erase(bundle);
+        }
+        auto follows = followsByClient_.find(caller.clientId);
+        if (follows != followsByClient_.end() && --follows->second == 0) {
+            followsByClient_.erase(follows);
         }
     }
     return NAV_INFO_SUCCESS;
@@ -312,6 +334,7 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
         std::lock_guard<std::mutex> lock(mutex_);
         RemoveClientFollowers(statusFollowers_, clientId, statusGraveyard);
         RemoveClientFollowers(metadataFollowers_, clientId, metadataGraveyard);
+        followsByClient_.erase(clientId);
         // Its own requests first: nobody is left to answer them to.
         std::vector<uint64_t> own;
         for (const auto& entry : pending_) {
@@ -350,6 +373,7 @@ void NavInfoServiceCore::Reset()
         }
         pending_.clear();
         outstandingByClient_.clear();
+        followsByClient_.clear();
         timer_.CancelAll();
         statusFollowers.swap(statusFollowers_);
         metadataFollowers.swap(metadataFollowers_);

@@ -10,7 +10,10 @@
 //   - the synchronous calls waiting for replies.
 // Frames are written whole under a write lock, with a time-out
 // (kSendTimeoutMs); a peer that does not read in time is taken as dead.
-// Anything malformed, oversized or out of order closes the connection.
+// Anything malformed, oversized or out of order closes the connection, and
+// so does a frame left unfinished for frameTimeoutMs, a handshake not done in
+// handshakeTimeoutMs, and (server side, when idleTimeoutMs is set) silence
+// for idleTimeoutMs while the connection holds nothing.
 //
 // When the connection ends (peer closed, protocol error, write failure or
 // Close()), the reader thread: fails every waiting synchronous call with
@@ -81,6 +84,9 @@ public:
         ClosedCallback onClosed;
         int sendTimeoutMs = kSendTimeoutMs;
         int handshakeTimeoutMs = kHandshakeTimeoutMs;
+        int frameTimeoutMs = kFrameReadTimeoutMs;
+        // Server side: see kIdleTimeoutMs; 0 keeps idle connections.
+        int idleTimeoutMs = 0;
     };
 
     ~IpcConnection();
@@ -158,6 +164,9 @@ private:
     bool HandleHelloAck(const IpcWire::Frame& frame);
     bool HandleReply(IpcWire::Frame& frame);
     bool HandleRelease(const IpcWire::Frame& frame);
+    // Server side: nothing would be lost by closing: no proxy of the peer's
+    // objects, no export but the root, no call in flight either way.
+    bool HoldsNothing() const;
     // Fails waiting calls, drops exports, notifies proxies' recipients.
     void TearDown();
 
@@ -203,6 +212,8 @@ private:
     const ClosedCallback onClosed_;
     const int sendTimeoutMs_;
     const int handshakeTimeoutMs_;
+    const int frameTimeoutMs_;
+    const int idleTimeoutMs_;
     PeerCredentials peer_; // written before the reader starts, then read-only
 
     std::mutex writeMutex_; // serialises frames on the socket
