@@ -17,7 +17,7 @@ function main() {
   if (!forced) {
     const shipped = native.bindingLoads();
     if (shipped.ok) return 0;
-    console.error(`${NAME}: no prebuilt binary fits ${platformTag()} (Node-API ${napiVersion}): ${shipped.reason}`);
+    console.error(`${NAME}: no prebuilt binary loads on ${platformTag()} (Node-API ${napiVersion}): ${shipped.reason}`);
   }
   console.error(`${NAME}: building the native binaries from source with CMake`);
   const missing = native.missingForBuild();

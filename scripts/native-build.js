@@ -100,8 +100,8 @@ function bindingLoads() {
   const loader = path.join(packageRoot, 'lib', 'load-binding.js');
   const result = spawnSync(process.execPath,
     ['-e', `require(${JSON.stringify(loader)}).loadBinding('navigationinfomgr')`], { env, encoding: 'utf8' });
-  const lines = `${result.stderr || ''}`.split('\n').filter((l) => /Error|error:/.test(l));
-  return { ok: result.status === 0, reason: lines[0] || `exit status ${result.status}` };
+  const thrown = /^\w*Error: (.*)$/m.exec(result.stderr || '');
+  return { ok: result.status === 0, reason: thrown ? thrown[1] : `exit status ${result.status}` };
 }
 
 module.exports = { packageRoot, DEBIAN_PACKAGES, missingForBuild, configure, build, stage, bindingLoads };
