@@ -58,8 +58,10 @@ function missingForBuild() {
   return missing;
 }
 
+// Runs a build step with its output on stderr, where npm shows script
+// output, and away from stdout (npm pack --json prints there).
 function run(command, args, what) {
-  const result = spawnSync(command, args, { stdio: 'inherit' });
+  const result = spawnSync(command, args, { stdio: ['ignore', process.stderr, process.stderr] });
   if (result.status !== 0) {
     throw new Error(`${what} failed (${command} ${args.join(' ')}: ${result.error ? result.error.message :
       `exit status ${result.status}`})`);
