@@ -90,6 +90,17 @@ describe('the packed package installed into an empty application', () => {
     run(process.execPath, [path.join(paths.root, 'node_modules', 'typescript', 'bin', 'tsc'), '-p', 'types'], { cwd: app });
   });
 
+  test('with --build-from-source, install builds the binaries from the packed sources', () => {
+    const fromSource = tmp.file('app-from-source');
+    fs.mkdirSync(fromSource);
+    fs.writeFileSync(path.join(fromSource, 'package.json'), JSON.stringify({ name: 'app', private: true }));
+    fs.copyFileSync(path.join(app, 'roundtrip.mjs'), path.join(fromSource, 'roundtrip.mjs'));
+    const install = run('npm', ['install', '--offline', '--no-audit', '--no-fund', '--foreground-scripts',
+      '--build-from-source', path.join(tmp.dir, packed.filename)], { cwd: fromSource, timeout: 900000 });
+    assert.match(install.stdout + install.stderr, /building the native binaries from source[^]*built into/);
+    assert.deepEqual(JSON.parse(run(process.execPath, ['roundtrip.mjs'], { cwd: fromSource }).stdout), expected);
+  });
+
   test('without a usable binary and without build tools, install names what is missing', () => {
     const onlyNode = tmp.file('only-node');
     fs.mkdirSync(onlyNode);
