@@ -11,7 +11,9 @@ function main() {
   const given = process.env.NAVINFO_BUILD_DIR;
   const buildDir = given ? path.resolve(given) : path.join(native.packageRoot, 'build', 'package');
   if (given) {
-    const cache = fs.readFileSync(path.join(buildDir, 'CMakeCache.txt'), 'utf8');
+    const cacheFile = path.join(buildDir, 'CMakeCache.txt');
+    if (!fs.existsSync(cacheFile)) throw new Error(`NAVINFO_BUILD_DIR=${given} is no CMake build folder`);
+    const cache = fs.readFileSync(cacheFile, 'utf8');
     if (/^NAVINFO_SANITIZE:BOOL=ON$/m.test(cache)) {
       throw new Error(`${buildDir} is a sanitizer build: its binaries do not run in a plain Node.js`);
     }
