@@ -18,6 +18,7 @@ if [ "${#missing[@]}" -gt 0 ]; then
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${missing[@]}"
 fi
 
-if ! [ -f node_modules/node-api-headers/include/node_api.h ]; then
-  npm ci --no-audit --no-fund
+# Without the package's own install step: scripts/build.sh builds here.
+if ! [ -f node_modules/node-api-headers/include/node_api.h ] || ! [ -f node_modules/typescript/bin/tsc ]; then
+  npm ci --ignore-scripts --no-audit --no-fund
 fi
