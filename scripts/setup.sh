@@ -17,6 +17,7 @@ if [ "${#missing[@]}" -gt 0 ]; then
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${missing[@]}"
 fi
 
-if ! [ -f node_modules/node-api-headers/include/node_api.h ]; then
+if ! [ -f node_modules/node-api-headers/include/node_api.h ] || ! [ -f node_modules/typescript/bin/tsc ] ||
+   ! [ -f node_modules/@types/node/index.d.ts ]; then
   npm ci --no-audit --no-fund
 fi

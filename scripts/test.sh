@@ -9,5 +9,7 @@ export NAVINFO_BUILD_DIR="$PWD/$BUILD_DIR"
 
 status=0
 (cd "$BUILD_DIR" && ctest --output-on-failure -j2 --timeout 300) || status=1
+# The typed examples of the client API must compile under --strict.
+node_modules/.bin/tsc -p examples/client/tsconfig.json || status=1
 node --test --test-concurrency=2 --test-timeout=120000 test/js/*.test.js || status=1
 exit $status
