@@ -7,7 +7,7 @@ const { Worker } = require('node:worker_threads');
 const api = require('navigation-info-mgr/client');
 const paths = require('./support/paths');
 const { runScript } = require('./support/child');
-const { sleep, collector } = require('./support/wait');
+const { sleep } = require('./support/wait');
 
 const addon = paths.loadAddon();
 const BUNDLE = process.env.NAVINFO_BUNDLE_NAME || 'com.example.navigation';
@@ -25,27 +25,36 @@ test('subscribers per bundle and kind each get their own records, the current st
   assert.equal(client.getStatus(OTHER), null);
   assert.ok(client.getStatus(BUNDLE).updatedAt instanceof Date);
 
-  const seen = collector('records', 7);
+  const seen = [];
+  let wake = () => {};
+  const reach = (count) => new Promise((resolve, reject) => {
+    const timer = setTimeout(() => reject(new Error(`${seen.length} of ${count} records`)), 5000);
+    wake = () => { if (seen.length >= count) { clearTimeout(timer); resolve(); } };
+    wake();
+  });
+  const subs = {};
   const record = (name) => function (value, bundleName) {
     seen.push([name, this === subs[name], bundleName, value.routeIndex ?? value.currentSpeed]);
+    wake();
   };
-  const subs = {};
   for (const [name, kind, bundle] of [['a1', 'Status', BUNDLE], ['a2', 'Status', BUNDLE], ['b', 'Status', OTHER],
     ['meta', 'Metadata', BUNDLE]]) {
     subs[name] = client[`follow${kind}`](bundle);
     subs[name].on(kind.toLowerCase(), record(name));
   }
-  await sleep(20); // the current statuses come first
+  await reach(2); // the current status, to a1 and a2
   assert.equal(addon.fireStatusChanged(OTHER, { routeIndex: 2 }), 1);
-  await sleep(20);
+  await reach(3);
   client.publishStatus({ routeIndex: 3 });
   client.publishMetadata({ currentSpeed: 4 });
-  await sleep(20);
+  await reach(6);
   subs.a1.close();
   assert.equal(subs.a1.closed, true);
   client.publishStatus({ routeIndex: 5 });
+  await reach(7);
+  await sleep(50); // nothing more comes
   const key = ([name]) => name;
-  assert.deepEqual((await seen.promise).sort((x, y) => key(x).localeCompare(key(y))), [
+  assert.deepEqual(seen.sort((x, y) => key(x).localeCompare(key(y))), [
     ['a1', true, BUNDLE, 1], ['a1', true, BUNDLE, 3],
     ['a2', true, BUNDLE, 1], ['a2', true, BUNDLE, 3], ['a2', true, BUNDLE, 5],
     ['b', true, OTHER, 2],
@@ -61,13 +70,13 @@ test('async iteration: records in order; break, abort and close end it and close
     for await (const metadata of looped) {
       speeds.push(metadata.currentSpeed);
       if (metadata.currentSpeed === 3) break;
+      client.publishMetadata({ currentSpeed: metadata.currentSpeed + 1 });
     }
   })();
-  for (const currentSpeed of [1, 2, 3, 4]) {
-    client.publishMetadata({ currentSpeed });
-    await sleep(10);
-  }
+  client.publishMetadata({ currentSpeed: 1 });
   await loop;
+  client.publishMetadata({ currentSpeed: 4 });
+  await sleep(20);
   assert.deepEqual(speeds, [1, 2, 3]);
   assert.equal(looped.closed, true);
 

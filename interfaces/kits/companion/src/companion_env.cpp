@@ -1,6 +1,7 @@
 #include "companion_env.h"
 
 #include <atomic>
+#include <memory>
 #include <new>
 
 #include "thread_claims.h"
@@ -16,9 +17,8 @@ bool InitCompanionEnv(napi_env env)
     }
     state->id = nextId++;
     auto finalize = [](napi_env, void* data, void*) {
-        auto* gone = static_cast<CompanionEnv*>(data);
+        std::unique_ptr<CompanionEnv> gone(static_cast<CompanionEnv*>(data));
         ReleaseAllRoles(gone->id);
-        delete gone;
     };
     if (napi_set_instance_data(env, state, finalize, nullptr) != napi_ok) {
         delete state;

@@ -27,14 +27,18 @@ void CallJsAnswer(napi_env env, napi_value function, void*, void* data)
     if (env == nullptr || function == nullptr) {
         return;
     }
-    napi_value argv[] = {
-        MakeDouble(env, answer->id),
-        MakeInt32(env, answer->data.code),
-        MakeString(env, answer->data.message),
-        OHOS::AppExecFwk::WrapWantParams(env, answer->data.data),
-    };
-    // A throwing answer function is reported by napi_host as uncaught.
-    napi_call_function(env, Undefined(env), function, 4, argv, nullptr);
+    try {
+        napi_value argv[] = {
+            MakeDouble(env, answer->id),
+            MakeInt32(env, answer->data.code),
+            MakeString(env, answer->data.message),
+            OHOS::AppExecFwk::WrapWantParams(env, answer->data.data),
+        };
+        // A throwing answer function is reported by napi_host as uncaught.
+        napi_call_function(env, Undefined(env), function, 4, argv, nullptr);
+    } catch (...) {
+        // No memory to convert the answer: it is lost, and the request runs into its time-out.
+    }
 }
 
 // Takes the one answer of one request on an IPC thread and queues it for

@@ -40,12 +40,16 @@ void ReleaseRole(const std::string& role, uint64_t envId)
     }
 }
 
-void ReleaseAllRoles(uint64_t envId)
+void ReleaseAllRoles(uint64_t envId) noexcept
 {
-    std::lock_guard<std::mutex> lock(Registry().mutex);
-    auto& holders = Registry().holders;
-    for (auto it = holders.begin(); it != holders.end();) {
-        it = it->second == envId ? holders.erase(it) : std::next(it);
+    try {
+        std::lock_guard<std::mutex> lock(Registry().mutex);
+        auto& holders = Registry().holders;
+        for (auto it = holders.begin(); it != holders.end();) {
+            it = it->second == envId ? holders.erase(it) : std::next(it);
+        }
+    } catch (...) {
+        // The mutex could not be taken: the roles stay held by an environment that is gone.
     }
 }
 

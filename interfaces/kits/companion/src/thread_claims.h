@@ -22,7 +22,7 @@ namespace NavInfoCompanion {
 bool ClaimRole(const std::string& role, uint64_t envId);
 // Gives the role up if envId holds it.
 void ReleaseRole(const std::string& role, uint64_t envId);
-void ReleaseAllRoles(uint64_t envId);
+void ReleaseAllRoles(uint64_t envId) noexcept;
 
 // claim(role) -> boolean; release(role).
 napi_value JsClaim(napi_env env, napi_callback_info info);
