@@ -6,35 +6,31 @@ const MAP = process.env.MAP_BUNDLE ?? 'com.example.map';
 
 async function main(): Promise<void> {
   const client = createClient();
-  const done = new AbortController();
-
-  // Events: the current status first, then each change; `this` is the subscription.
-  client.followStatus(MAP, { signal: done.signal }).on('status', function (status, bundleName) {
-    console.log(`${bundleName} (${this.kind}): status ${status.status}, to ${status.destLocation.name}`);
-  });
-
-  // Async iteration: leaving the loop closes the subscription.
-  const guidance = (async () => {
-    for await (const metadata of client.followMetadata(MAP, { signal: done.signal })) {
-      show(metadata);
-      if (metadata.totalLeftDis === 0) break;
-    }
-  })();
-
-  const known = client.getStatus(MAP);
-  console.log(known === null ? `${MAP} has not published yet` : `last update ${known.updatedAt.toISOString()}`);
-
   try {
+    // Events: the current status first, then each change; `this` is the subscription.
+    client.followStatus(MAP).on('status', function (status, bundleName) {
+      console.log(`${bundleName} (${this.kind}): status ${status.status}, to ${status.destLocation.name}`);
+    });
+
+    const known = client.getStatus(MAP);
+    console.log(known === null ? `${MAP} has not published yet` : `last update ${known.updatedAt.toISOString()}`);
+
     const answer = await client.query(MAP, QueryType.NAVIGATION_STATUS, {}, { timeout: 2000 });
     console.log('answer:', answer.code, answer.message, answer.data);
     await client.command(MAP, CommandType.GO_HOME, {}, { signal: AbortSignal.timeout(5000) });
-  } catch (error) {
-    if (error instanceof NavInfoError) console.error(`${error.code} (${error.result ?? '-'}): ${error.message}`);
-    else throw error;
-  }
 
-  await guidance;
-  done.abort(); // ends the status subscription: nothing is left open, the process exits
+    // Async iteration: leaving the loop closes the subscription.
+    for await (const metadata of client.followMetadata(MAP)) {
+      show(metadata);
+      if (metadata.totalLeftDis === 0) break;
+    }
+  } catch (error) {
+    if (!(error instanceof NavInfoError)) throw error;
+    console.error(`${error.code} (${error.result ?? '-'}): ${error.message}`);
+    process.exitCode = 1;
+  } finally {
+    client.close(); // nothing is left open: the process exits
+  }
 }
 
 function show(metadata: NavigationMetadata): void {

@@ -27,13 +27,14 @@ class NavigationClient {
 
   get closed() { return this.#closed; }
 
+  // Whether the service is reachable now: always with the embedded service;
+  // with the daemon, while this process has a connection to it.
+  get connected() { return companion.serviceConnected(); }
+
   // --- System role ---
 
   followStatus(bundleName, options = undefined) {
-    const subscription = this.#follow('status', bundleName, options);
-    const current = subscription.closed ? null : companion.readStatus(bundleName);
-    if (current !== null && current.result === 0) following.deliverFirst(subscription, current.status);
-    return subscription;
+    return this.#follow('status', bundleName, options);
   }
 
   followMetadata(bundleName, options = undefined) {

@@ -11,7 +11,9 @@ const EventEmitter = require('node:events');
 const { nav, companion } = require('./bindings');
 const { LoopHold } = require('./keep_alive');
 const { recordIterator } = require('./record_iterator');
-const { NavInfoError, fromModuleError } = require('./errors');
+const { NavInfoError, resultError, fromModuleError } = require('./errors');
+
+const SERVICE_UNAVAILABLE = 1002;
 
 const KINDS = {
   status: { register: 'registerNavigationStatusListener', unregister: 'unregisterNavigationStatusListener' },
@@ -81,28 +83,43 @@ function dispatch(kind, bundleName, record) {
   for (const subscription of [...open]) subscription[kDeliver](record);
 }
 
-// Opens a subscription (kind 'status' or 'metadata'); throws NavInfoError
-// when the service refuses or another thread follows.
+// Opens a subscription (kind 'status' or 'metadata'); a status subscription
+// gets the bundle's current status first, if there is one. Throws
+// NavInfoError when the service refuses or cannot be reached, or another
+// thread follows.
 function follow(kind, bundleName) {
   if (openCount === 0 && !companion.claim('following')) {
     throw new NavInfoError('ERR_NAVINFO_OTHER_THREAD',
       'Another JavaScript thread of this process follows navigation applications: records reach one thread only');
   }
+  const what = `following the ${kind} of "${bundleName}"`;
   let open = subscribers[kind].get(bundleName);
-  if (open === undefined) {
-    try {
-      system = system || nav.getSystemNavigationController();
+  let current;
+  try {
+    system = system || nav.getSystemNavigationController();
+    if (open === undefined) {
       system[KINDS[kind].register](DISPATCHERS[kind], bundleName);
-    } catch (error) {
-      if (openCount === 0) companion.release('following');
-      throw fromModuleError(error, `following the ${kind} of "${bundleName}"`);
+      // The module does not tell whether the registration reached the
+      // service, and one made while the daemon is away is not restored when
+      // it comes back: fail now instead of never delivering.
+      if (!companion.serviceConnected()) {
+        system[KINDS[kind].unregister](bundleName);
+        throw resultError(SERVICE_UNAVAILABLE, what);
+      }
     }
+    if (kind === 'status') current = companion.readStatus(bundleName);
+  } catch (error) {
+    if (openCount === 0) companion.release('following');
+    throw fromModuleError(error, what);
+  }
+  if (open === undefined) {
     open = new Set();
     subscribers[kind].set(bundleName, open);
   }
   const subscription = new Subscription(kCreate, kind, bundleName);
   open.add(subscription);
   openCount++;
+  if (current !== undefined && current.result === 0) process.nextTick(() => subscription[kDeliver](current.status));
   return subscription;
 }
 
@@ -122,9 +139,4 @@ function unfollow(subscription) {
   if (openCount === 0) companion.release('following');
 }
 
-// Delivers record to subscription alone, after the caller's current task.
-function deliverFirst(subscription, record) {
-  process.nextTick(() => subscription[kDeliver](record));
-}
-
-module.exports = { Subscription, follow, deliverFirst };
+module.exports = { Subscription, follow };

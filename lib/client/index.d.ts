@@ -163,6 +163,8 @@ export declare class NavigationServer extends EventEmitter implements Handle {
 export declare class NavigationClient implements Disposable {
   constructor(options?: ClientOptions);
   readonly closed: boolean;
+  /** Whether the service is reachable now: always with the embedded service; with the daemon, while connected. */
+  readonly connected: boolean;
 
   /** Status records of the bundle: its current one first, if it has published one. */
   followStatus(bundleName: string, options?: SignalOption): StatusSubscription;

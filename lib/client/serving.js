@@ -10,7 +10,9 @@ const EventEmitter = require('node:events');
 const { nav, companion, QUERY_TYPES, COMMAND_TYPES } = require('./bindings');
 const { LoopHold } = require('./keep_alive');
 const { checkAnswer, isPlainObject } = require('./validate');
-const { AnswerCode, RESULTS, NavInfoError, fromModuleError, invalidType, invalidValue } = require('./errors');
+const { AnswerCode, RESULTS, NavInfoError, resultError, fromModuleError, invalidType, invalidValue } = require('./errors');
+
+const SERVICE_UNAVAILABLE = 1002;
 
 const GROUPS = { query: ['queries', QUERY_TYPES], command: ['commands', COMMAND_TYPES] };
 const kCreate = Symbol('create');
@@ -143,6 +145,11 @@ function serve(handlers) {
   try {
     controller = controller || nav.getNavigationController();
     controller.registerSystemNavigationListener(LISTENER);
+    // A registration made while the daemon is away is not restored when it comes back.
+    if (!companion.serviceConnected()) {
+      controller.unregisterSystemNavigationListener();
+      throw resultError(SERVICE_UNAVAILABLE, 'serving queries and commands');
+    }
   } catch (error) {
     companion.release('serving');
     throw fromModuleError(error, 'serving queries and commands');

@@ -3,6 +3,8 @@
 // the current status first, async iteration, keep-alive, Workers.
 const test = require('node:test');
 const assert = require('node:assert/strict');
+const os = require('node:os');
+const path = require('node:path');
 const { Worker } = require('node:worker_threads');
 const api = require('navigation-info-mgr/client');
 const paths = require('./support/paths');
@@ -24,6 +26,7 @@ test('subscribers per bundle and kind each get their own records, the current st
   client.publishStatus({ routeIndex: 1 });
   assert.equal(client.getStatus(OTHER), null);
   assert.ok(client.getStatus(BUNDLE).updatedAt instanceof Date);
+  assert.equal(client.connected, true);
 
   const seen = [];
   let wake = () => {};
@@ -140,6 +143,21 @@ test('open subscriptions and servers keep a script alive until unsubscribed, unr
     assert.equal(result.status, 0, `${name}: ${result.stderr}`);
     assert.deepEqual(result.stdout.trim().split('\n'), lines, name);
   }
+});
+
+test('without the daemon, following and serving fail at once, requests reject, and the script exits', () => {
+  const result = runScript(`${LIFETIME}
+    const report = (what, fn) => { try { fn(); console.log(what + ': opened'); } catch (e) { console.log(what + ': ' + e.code); } };
+    console.log('connected: ' + client.connected);
+    report('follow', () => client.followMetadata(bundle));
+    report('serve', () => client.serve(() => {}));
+    report('read', () => client.getStatus(bundle));
+    client.query(bundle, 'navigationStatus').catch((e) => console.log('query: ' + e.code));`,
+  { env: { NAVINFO_SERVICE_SOCKET: path.join(os.tmpdir(), `navinfo-absent-${process.pid}.sock`), HILOG_LEVEL: 'off' } });
+  assert.equal(result.status, 0, result.stderr);
+  const unavailable = 'ERR_NAVINFO_SERVICE_UNAVAILABLE';
+  assert.deepEqual(result.stdout.trim().split('\n'), ['connected: false', `follow: ${unavailable}`,
+    `serve: ${unavailable}`, `read: ${unavailable}`, `query: ${unavailable}`, 'exit']);
 });
 
 test('one thread of the process follows at a time; a Worker that follows ends by itself once it closes', async (t) => {

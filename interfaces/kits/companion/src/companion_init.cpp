@@ -3,6 +3,7 @@
 
 #include "companion_env.h"
 #include "request_sender.h"
+#include "service_state.h"
 #include "status_reader.h"
 #include "thread_claims.h"
 
@@ -17,6 +18,7 @@ napi_value Init(napi_env env, napi_value exports)
     }
     const napi_property_descriptor properties[] = {
         {"readStatus", nullptr, JsReadStatus, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"serviceConnected", nullptr, JsServiceConnected, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"setAnswerHandler", nullptr, JsSetAnswerHandler, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"sendRequest", nullptr, JsSendRequest, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"claim", nullptr, JsClaim, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
