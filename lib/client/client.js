@@ -12,6 +12,12 @@ const { NavInfoError, resultError, fromModuleError, invalidType } = require('./e
 
 const NOT_FOUND = 1003;
 
+function strictOption(options, fallback) {
+  const { strict = fallback } = checkOptions(options, ['strict']);
+  if (typeof strict !== 'boolean') throw invalidType('options.strict', 'of type boolean', strict);
+  return strict;
+}
+
 class NavigationClient {
   #strict;
   #closed = false;
@@ -20,9 +26,7 @@ class NavigationClient {
   #controller = null;
 
   constructor(options = undefined) {
-    const { strict = true } = checkOptions(options, ['strict']);
-    if (typeof strict !== 'boolean') throw invalidType('options.strict', 'of type boolean', strict);
-    this.#strict = strict;
+    this.#strict = strictOption(options, true);
   }
 
   get closed() { return this.#closed; }
@@ -120,8 +124,7 @@ class NavigationClient {
 
   #publish(method, check, record, options) {
     this.#checkOpen();
-    const { strict = this.#strict } = checkOptions(options, ['strict']);
-    if (strict) check(record);
+    if (strictOption(options, this.#strict)) check(record);
     this.#controller = this.#controller || nav.getNavigationController();
     try {
       this.#controller[method](record);

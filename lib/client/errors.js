@@ -89,8 +89,8 @@ function invalidType(name, expected, value, what = 'property') {
 
 function invalidValue(name, reason, value, what = 'property') {
   const shown = inspect(value, { depth: 0, breakLength: Infinity });
-  return withCode(new TypeError(`The ${what} "${name}" ${reason}. Received ${shown.length > 40 ? `${shown.slice(0, 37)}...` : shown}`),
-    'ERR_INVALID_ARG_VALUE');
+  const brief = shown.length > 40 ? `${shown.slice(0, 37)}...` : shown;
+  return withCode(new TypeError(`The ${what} "${name}" ${reason}. Received ${brief}`), 'ERR_INVALID_ARG_VALUE');
 }
 
 function outOfRange(name, range, value) {

@@ -39,7 +39,9 @@ class Subscription extends EventEmitter {
   #closed = false;
 
   constructor(token, kind, bundleName) {
-    if (token !== kCreate) throw new TypeError('Illegal constructor: subscriptions come from followStatus() and followMetadata()');
+    if (token !== kCreate) {
+      throw new TypeError('Illegal constructor: subscriptions come from followStatus() and followMetadata()');
+    }
     super();
     this.#kind = kind;
     this.#bundleName = bundleName;

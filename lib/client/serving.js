@@ -10,7 +10,9 @@ const EventEmitter = require('node:events');
 const { nav, companion, QUERY_TYPES, COMMAND_TYPES } = require('./bindings');
 const { LoopHold } = require('./keep_alive');
 const { checkAnswer, isPlainObject } = require('./validate');
-const { AnswerCode, RESULTS, NavInfoError, resultError, fromModuleError, invalidType, invalidValue } = require('./errors');
+const {
+  AnswerCode, RESULTS, NavInfoError, resultError, fromModuleError, invalidType, invalidValue,
+} = require('./errors');
 
 const SERVICE_UNAVAILABLE = 1002;
 
@@ -30,7 +32,8 @@ const LISTENER = {
 };
 
 function answerRequest(kind, type, params) {
-  return active !== null ? active[kAnswer](kind, type, params) : Promise.resolve(failureAnswer(AnswerCode.NOT_SUPPORTED));
+  if (active === null) return Promise.resolve(failureAnswer(AnswerCode.NOT_SUPPORTED));
+  return active[kAnswer](kind, type, params);
 }
 
 // handlers: one function for every request, or { queries, commands }, each a
@@ -42,17 +45,22 @@ function checkHandlers(handlers) {
   }
   if (isPlainObject(handlers)) {
     for (const key of Object.keys(handlers)) {
-      if (key !== 'queries' && key !== 'commands') throw invalidValue(`handlers.${key}`, 'is not "queries" or "commands"', handlers[key]);
+      if (key !== 'queries' && key !== 'commands') {
+        throw invalidValue(`handlers.${key}`, 'is not "queries" or "commands"', handlers[key]);
+      }
     }
   }
   for (const [group, types] of Object.values(GROUPS)) {
     const byType = handlers[group];
     if (byType === undefined || typeof byType === 'function') continue;
-    if (byType === null || typeof byType !== 'object') throw invalidType(`handlers.${group}`, 'a function or an object', byType);
+    if (byType === null || typeof byType !== 'object') {
+      throw invalidType(`handlers.${group}`, 'a function or an object', byType);
+    }
     const names = isPlainObject(byType) ? Object.keys(byType) : types.filter((type) => type in byType);
     for (const name of names) {
-      if (!types.includes(name)) throw invalidValue(`handlers.${group}.${name}`, `is not one of ${types.join(', ')}`, byType[name]);
-      if (typeof byType[name] !== 'function') throw invalidType(`handlers.${group}.${name}`, 'a function', byType[name]);
+      const path = `handlers.${group}.${name}`;
+      if (!types.includes(name)) throw invalidValue(path, `is not one of ${types.join(', ')}`, byType[name]);
+      if (typeof byType[name] !== 'function') throw invalidType(path, 'a function', byType[name]);
     }
   }
 }
@@ -138,9 +146,12 @@ class NavigationServer extends EventEmitter {
 
 function serve(handlers) {
   checkHandlers(handlers);
-  if (active !== null) throw new NavInfoError('ERR_NAVINFO_ALREADY_SERVING', 'This thread serves already: close its server first');
+  if (active !== null) {
+    throw new NavInfoError('ERR_NAVINFO_ALREADY_SERVING', 'This thread serves already: close its server first');
+  }
   if (!companion.claim('serving')) {
-    throw new NavInfoError('ERR_NAVINFO_OTHER_THREAD', 'Another JavaScript thread of this process serves queries and commands');
+    throw new NavInfoError('ERR_NAVINFO_OTHER_THREAD',
+      'Another JavaScript thread of this process serves queries and commands');
   }
   try {
     controller = controller || nav.getNavigationController();

@@ -177,7 +177,9 @@ function checkSignal(signal) {
 
 function checkOptions(options, allowed) {
   if (options === undefined) return {};
-  if (options === null || typeof options !== 'object') throw invalidType('options', 'of type object', options, 'argument');
+  if (options === null || typeof options !== 'object') {
+    throw invalidType('options', 'of type object', options, 'argument');
+  }
   for (const key of Object.keys(options)) {
     if (!allowed.includes(key)) throw invalidValue(`options.${key}`, 'is not an option here', options[key]);
   }
