@@ -19,6 +19,7 @@ if [ "${#missing[@]}" -gt 0 ]; then
 fi
 
 # Without the package's own install step: scripts/build.sh builds here.
-if ! [ -f node_modules/node-api-headers/include/node_api.h ] || ! [ -f node_modules/typescript/bin/tsc ]; then
+if ! [ -f node_modules/node-api-headers/include/node_api.h ] || ! [ -f node_modules/typescript/bin/tsc ] ||
+   ! [ -f node_modules/@types/node/index.d.ts ]; then
   npm ci --ignore-scripts --no-audit --no-fund
 fi

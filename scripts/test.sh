@@ -11,6 +11,8 @@ export NAVINFO_BUILD_DIR="$PWD/$BUILD_DIR"
 
 status=0
 (cd "$BUILD_DIR" && ctest --output-on-failure -j2 --timeout 300) || status=1
+# The typed examples of the client API must compile under --strict.
+node_modules/.bin/tsc -p examples/client/tsconfig.json || status=1
 node --test --test-concurrency=2 --test-timeout=120000 test/js/*.test.js || status=1
 # The package check builds the package from source once: alone, so that the
 # build slows down no other test.
