@@ -4,7 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev binutils)
+# clang and its runtime libraries (libFuzzer, the sanitizers) build the fuzz targets.
+packages=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev binutils clang libclang-rt-14-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
@@ -17,6 +18,8 @@ if [ "${#missing[@]}" -gt 0 ]; then
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${missing[@]}"
 fi
 
-if ! [ -f node_modules/node-api-headers/include/node_api.h ]; then
-  npm ci --no-audit --no-fund
+# Without the package's own install step: scripts/build.sh builds here.
+if ! [ -f node_modules/node-api-headers/include/node_api.h ] || ! [ -f node_modules/typescript/bin/tsc ] ||
+   ! [ -f node_modules/@types/node/index.d.ts ]; then
+  npm ci --ignore-scripts --no-audit --no-fund
 fi

@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything, then runs the native tests (GoogleTest through CTest) and
-# the JavaScript tests (node --test). Fails if either fails.
+# the JavaScript tests (node --test), among them the check of the npm package
+# (packed, installed into an empty application, used there). Fails if either
+# fails.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/build.sh || exit 1
@@ -9,5 +11,10 @@ export NAVINFO_BUILD_DIR="$PWD/$BUILD_DIR"
 
 status=0
 (cd "$BUILD_DIR" && ctest --output-on-failure -j2 --timeout 300) || status=1
+# The typed examples of the client API must compile under --strict.
+node_modules/.bin/tsc -p examples/client/tsconfig.json || status=1
 node --test --test-concurrency=2 --test-timeout=120000 test/js/*.test.js || status=1
+# The package check builds the package from source once: alone, so that the
+# build slows down no other test.
+node --test --test-timeout=900000 test/package/*.test.js || status=1
 exit $status

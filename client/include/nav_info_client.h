@@ -42,6 +42,11 @@ public:
     int32_t SendNavigationCmd(std::string bundleName, CommandType type, AAFwk::WantParams params,
         sptr<MapCallback> callback);
 
+    // Whether the service is reachable now, without trying to connect: always
+    // for the embedded service; with the daemon, while a connection is live.
+    // A registration made while it is not is not restored later.
+    bool IsServiceConnected() const noexcept;
+
     ~NavInfoClient() override;
 
 private:

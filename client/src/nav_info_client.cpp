@@ -74,6 +74,11 @@ NavInfoClient::NavInfoClient() : transport_(CreateNavInfoTransport()) {}
 
 NavInfoClient::~NavInfoClient() = default;
 
+bool NavInfoClient::IsServiceConnected() const noexcept
+{
+    return transport_ != nullptr && transport_->IsServiceConnected();
+}
+
 int32_t NavInfoClient::UpdateNavigationStatus(NavigationStatus status)
 {
     return Guarded(__func__, [&] {

@@ -32,6 +32,9 @@ public:
         sptr<IMapCallback> callback) = 0;
     virtual int32_t SendNavigationCmd(const std::string& bundleName, CommandType type, AAFwk::WantParams params,
         sptr<IMapCallback> callback) = 0;
+    // Whether the service is reachable now without connecting: true for the
+    // embedded service; for the daemon, whether a connection is live.
+    virtual bool IsServiceConnected() const { return true; }
 };
 
 // The environment variable that selects the daemon's socket.

@@ -57,6 +57,8 @@ public:
     int32_t SendNavigationCmd(const std::string& bundleName, CommandType type, AAFwk::WantParams params,
         sptr<IMapCallback> callback) override;
 
+    bool IsServiceConnected() const override { return ConnectionGeneration() != 0; }
+
     // For tests: requests sent and not yet settled; the live connection's
     // generation (0: none).
     size_t OutstandingRequestCount() const;

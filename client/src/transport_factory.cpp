@@ -20,6 +20,7 @@ std::string EnvOr(const char* name, const char* fallback)
 
 class UnavailableTransport : public NavInfoTransport {
 public:
+    bool IsServiceConnected() const override { return false; }
     int32_t UpdateNavigationStatus(NavigationStatus) override { return NAV_INFO_ERR_SERVICE_UNAVAILABLE; }
     int32_t UpdateNavigationMetadata(NavigationMetadata) override { return NAV_INFO_ERR_SERVICE_UNAVAILABLE; }
     int32_t RegisterSystemNavigationListener(sptr<ISystemNavigationListener>) override

@@ -1,10 +1,15 @@
 #include "client_identity.h"
 
 #include "daemon_log.h"
+#include "hilog/log_rate_limit.h"
 #include "ipc_errors.h"
 #include "ipc_skeleton.h"
+#include "service_settings.h"
 
 namespace OHOS::NavigationInfoService {
+
+// A name a client may claim is one the core takes.
+static_assert(MAX_BUNDLE_NAME_LENGTH == kMaxBundleNameLength, "bundle name limits differ");
 
 IpcConnection::Authenticator MakeIdentityAuthenticator(std::shared_ptr<const RuleAccessPolicy> policy)
 {
@@ -14,7 +19,7 @@ IpcConnection::Authenticator MakeIdentityAuthenticator(std::shared_ptr<const Rul
         if (policy == nullptr || hello.bundleName.empty() ||
             !policy->IdentityAllowed(hello.bundleName, uid, hello.token)) {
             // The token itself is never logged.
-            DAEMON_LOGW("refused pid %{public}d uid %{public}d claiming \"%{public}s\" (%{public}s token)",
+            HILOG_RATE_LIMITED(DAEMON_LOGW, "refused pid %{public}d uid %{public}d claiming \"%{public}s\" (%{public}s token)",
                 static_cast<int>(peer.pid), uid, hello.bundleName.c_str(), hello.token.empty() ? "no" : "a");
             return IPC_ERR_PERMISSION;
         }

@@ -40,6 +40,8 @@ int DaemonService::Start()
     IpcServerOptions options;
     options.socketMode = config_.socketMode;
     options.authenticator = MakeIdentityAuthenticator(config_.policy);
+    options.maxConnectionsPerUid = config_.maxConnectionsPerUid;
+    options.idleTimeoutMs = static_cast<int>(config_.idleTimeout.count());
     std::weak_ptr<NavInfoServiceCore> core = core_;
     auto stopping = stopping_;
     options.onConnectionClosed = [core, stopping](const std::shared_ptr<IpcConnection>& connection) {

@@ -36,6 +36,10 @@ struct DaemonConfig {
     size_t listenerThreads = 4;
     // Outstanding queries and commands per connection (beyond: 1006).
     size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;
+    // Connections: the share of one uid, and how long a connection that holds
+    // nothing may stay silent (the IPC layer's defaults; shorter in tests).
+    size_t maxConnectionsPerUid = kMaxServerConnectionsPerUid;
+    std::chrono::milliseconds idleTimeout{kIdleTimeoutMs};
 };
 
 class DaemonService {

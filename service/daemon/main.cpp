@@ -59,8 +59,8 @@ int Run(int argc, char** argv)
     } else {
         PolicyLoadResult loaded = LoadAccessPolicyFile(options.policyFile);
         if (!loaded.ok) {
-            std::fprintf(stderr, "navinfo-service: policy %s: %s\n", options.policyFile.c_str(),
-                loaded.error.c_str());
+            // One line: the error names the file and the reason.
+            std::fprintf(stderr, "navinfo-service: policy %s\n", loaded.error.c_str());
             return 1;
         }
         config.policy = loaded.policy;

@@ -5,6 +5,7 @@
 
 #include "client_identity.h"
 #include "daemon_log.h"
+#include "hilog/log_rate_limit.h"
 #include "ipc_connection.h"
 #include "ipc_errors.h"
 #include "ipc_skeleton.h"
@@ -69,11 +70,11 @@ int NavInfoServiceStub::OnRemoteRequest(uint32_t code, MessageParcel& data, Mess
     std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection();
     if (status == IPC_ERR_INVALID_DATA || status == IPC_ERR_UNKNOWN_TRANSACTION) {
         uint32_t refused = ++identity->refusedRequests;
-        DAEMON_LOGW("connection %{public}llu (%{public}s): request %{public}u refused (%{public}d), "
+        HILOG_RATE_LIMITED(DAEMON_LOGW, "connection %{public}llu (%{public}s): request %{public}u refused (%{public}d), "
             "%{public}u so far", static_cast<unsigned long long>(caller.clientId), caller.bundleName.c_str(), code,
             status, refused);
         if (refused >= MAX_REFUSED_REQUESTS && connection != nullptr) {
-            DAEMON_LOGW("connection %{public}llu: too many malformed requests, closing",
+            HILOG_RATE_LIMITED(DAEMON_LOGW, "connection %{public}llu: too many malformed requests, closing",
                 static_cast<unsigned long long>(caller.clientId));
             connection->Close();
         }

@@ -14,6 +14,8 @@
 //  - reading, following, querying and commanding need a system application
 //    (else NAV_INFO_ERR_NOT_SYSTEM_APP) that holds the permission (else
 //    NAV_INFO_ERR_NO_PERMISSION).
+// A bundle name, given or the caller's own, that is empty or longer than
+// MAX_BUNDLE_NAME_LENGTH is NAV_INFO_ERR_INVALID_PARAM.
 // Functions may throw std::bad_alloc only; the transport catches it.
 #ifndef SERVICE_NAV_INFO_SERVICE_CORE_H
 #define SERVICE_NAV_INFO_SERVICE_CORE_H
@@ -58,6 +60,7 @@ struct CoreOptions {
     size_t maxInFlightPerListener = DEFAULT_MAX_IN_FLIGHT_PER_LISTENER;
     size_t followerOutboxCapacity = DEFAULT_FOLLOWER_OUTBOX_CAPACITY;
     NotificationLimits limits;
+    size_t maxFollowsPerClient = DEFAULT_MAX_FOLLOWS_PER_CLIENT;
     ThreadStarter timerThreadStarter = DefaultThreadStarter();
 };
 
@@ -94,7 +97,9 @@ public:
     // --- System application (needs a system application with the permission) ---
     // Never published: 1003. Empty bundle name: 1001.
     int32_t GetNavigationStatus(const CallerInfo& caller, const std::string& bundleName, NavigationStatus& status);
-    // One listener per (caller's clientId, bundle): registering again replaces it.
+    // One listener per (caller's clientId, bundle): registering again replaces
+    // it. A client that already follows maxFollowsPerClient (bundle, kind)
+    // pairs gets 1006 for a new one.
     int32_t RegisterNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName,
         sptr<INavigationStatusListener> listener);
     int32_t UnRegisterNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName);
@@ -210,6 +215,7 @@ private:
     const size_t maxOutstandingPerClient_;
     const size_t followerOutboxCapacity_;
     const NotificationLimits limits_;
+    const size_t maxFollowsPerClient_;
     DeadlineTimer timer_; // has its own lock; taken inside mutex_, never the other way round
 
     mutable std::mutex mutex_; // guards every field below
@@ -227,6 +233,7 @@ private:
     std::unordered_map<uint64_t, size_t> outstandingByClient_;   // requester clientId -> pending count
     RequestPacer pacer_;
     std::vector<Dispatch> readyToSend_;                          // see TakePendingLocked
+    std::unordered_map<uint64_t, size_t> followsByClient_;       // clientId -> status and metadata listeners
     uint64_t nextRequestId_ = 1;
     uint64_t nextRegistrationId_ = 1;
 };

@@ -18,6 +18,11 @@ int64_t NowMillis()
     return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
 
+bool InvalidBundleName(const std::string& name)
+{
+    return name.empty() || name.size() > MAX_BUNDLE_NAME_LENGTH;
+}
+
 // Hands one record to a listener: numbered when the listener takes numbers
 // (a proxy to another process), else through its own method.
 void Notify(const sptr<INavigationStatusListener>& listener, const NavigationStatus& status,
@@ -67,6 +72,7 @@ NavInfoServiceCore::NavInfoServiceCore(Passkey, CoreOptions options)
       maxOutstandingPerClient_(options.maxOutstandingPerClient),
       followerOutboxCapacity_(options.followerOutboxCapacity),
       limits_(std::move(options.limits)),
+      maxFollowsPerClient_(options.maxFollowsPerClient),
       timer_([this](uint64_t requestId) { OnRequestTimedOut(requestId); }, std::move(options.timerThreadStarter)),
       policy_(std::move(options.policy)),
       requestTimeout_(options.requestTimeout),
@@ -170,7 +176,8 @@ int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, Nav
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (caller.bundleName.empty() || (limits_.statusFits && !limits_.statusFits(status, caller.bundleName))) {
+    if (InvalidBundleName(caller.bundleName) ||
+        (limits_.statusFits && !limits_.statusFits(status, caller.bundleName))) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     status.updateTime = NowMillis();
@@ -185,7 +192,7 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (caller.bundleName.empty() ||
+    if (InvalidBundleName(caller.bundleName) ||
         (limits_.metadataFits && !limits_.metadataFits(metadata, caller.bundleName))) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
@@ -201,7 +208,7 @@ int32_t NavInfoServiceCore::RegisterSystemNavigationListener(const CallerInfo& c
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (caller.bundleName.empty() || listener == nullptr) {
+    if (InvalidBundleName(caller.bundleName) || listener == nullptr) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::vector<Answer> answers;
@@ -227,7 +234,7 @@ int32_t NavInfoServiceCore::UnRegisterSystemNavigationListener(const CallerInfo&
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (caller.bundleName.empty()) {
+    if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::vector<Answer> answers;
@@ -253,7 +260,7 @@ int32_t NavInfoServiceCore::GetNavigationStatus(const CallerInfo& caller, const 
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (bundleName.empty()) {
+    if (InvalidBundleName(bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::lock_guard<std::mutex> lock(mutex_);
@@ -273,16 +280,29 @@ int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& 
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (bundleName.empty() || listener == nullptr) {
+    if (InvalidBundleName(bundleName) || listener == nullptr) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     Follower<Listener, Record> replaced; // released after the lock
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        auto& slot = followers[bundleName][caller.clientId];
-        replaced = std::move(slot);
-        slot.listener = std::move(listener);
-        slot.outbox = std::make_shared<FollowerOutbox<Record>>(bundleName, nextStream_++, followerOutboxCapacity_);
+        auto bundle = followers.find(bundleName);
+        if (bundle != followers.end()) {
+            auto slot = bundle->second.find(caller.clientId);
+            if (slot != bundle->second.end()) {
+                replaced = std::move(slot->second);
+                slot->second = Follower<Listener, Record>{std::move(listener),
+                    std::make_shared<FollowerOutbox<Record>>(bundleName, nextStream_++, followerOutboxCapacity_)};
+                return NAV_INFO_SUCCESS;
+            }
+        }
+        auto follows = followsByClient_.find(caller.clientId);
+        if ((follows == followsByClient_.end() ? 0 : follows->second) >= maxFollowsPerClient_) {
+            return NAV_INFO_ERR_TOO_MANY_REQUESTS;
+        }
+        followers[bundleName].emplace(caller.clientId, Follower<Listener, Record>{std::move(listener),
+            std::make_shared<FollowerOutbox<Record>>(bundleName, nextStream_++, followerOutboxCapacity_)});
+        ++followsByClient_[caller.clientId];
     }
     return NAV_INFO_SUCCESS;
 }
@@ -295,7 +315,7 @@ int32_t NavInfoServiceCore::Unfollow(const CallerInfo& caller, const std::string
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (bundleName.empty()) {
+    if (InvalidBundleName(bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     Follower<Listener, Record> removed; // released after the lock
@@ -313,6 +333,10 @@ int32_t NavInfoServiceCore::Unfollow(const CallerInfo& caller, const std::string
         bundle->second.erase(found);
         if (bundle->second.empty()) {
             followers.erase(bundle);
+        }
+        auto follows = followsByClient_.find(caller.clientId);
+        if (follows != followsByClient_.end() && --follows->second == 0) {
+            followsByClient_.erase(follows);
         }
     }
     return NAV_INFO_SUCCESS;
@@ -353,6 +377,7 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
         std::lock_guard<std::mutex> lock(mutex_);
         RemoveClientFollowers(statusFollowers_, clientId, statusGraveyard);
         RemoveClientFollowers(metadataFollowers_, clientId, metadataGraveyard);
+        followsByClient_.erase(clientId);
         // Its own requests first: nobody is left to answer them to.
         std::vector<uint64_t> own;
         for (const auto& entry : pending_) {
@@ -394,6 +419,7 @@ void NavInfoServiceCore::Reset()
         outstandingByClient_.clear();
         pacer_.Clear();
         readyToSend_.clear();
+        followsByClient_.clear();
         timer_.CancelAll();
         statusFollowers.swap(statusFollowers_);
         metadataFollowers.swap(metadataFollowers_);

@@ -37,7 +37,8 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
         return result;
     }
     const int32_t kinds = kind == RequestKind::QUERY ? QUERY_TYPE_COUNT : COMMAND_TYPE_COUNT;
-    if (bundleName.empty() || type < 0 || type >= kinds || callback == nullptr) {
+    if (bundleName.empty() || bundleName.size() > MAX_BUNDLE_NAME_LENGTH || type < 0 || type >= kinds ||
+        callback == nullptr) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::weak_ptr<NavInfoServiceCore> self = weak_from_this();

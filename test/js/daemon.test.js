@@ -87,6 +87,24 @@ describe('navinfo-service with applications in separate processes', () => {
     assert.deepEqual(absent.value, { code: 1003, message: 'Not found', data: {} });
   });
 
+  test('lenient reads, non-objects, thenable answers and detached methods behave as in one process', async () => {
+    assert.equal((await sys.call('followMetadata', [MAP])).ok, true);
+    const bad = await nav.call('updateMetadata', [{ cameraSpeedLimitValid: 3, viewWidth: 641, customData: { a: 1 } }]);
+    assert.equal(bad.error.message, 'A boolean was expected');
+    const meta = await sys.waitEvent('metadata', (e) => e.metadata.viewWidth === 641);
+    assert.deepEqual(meta.metadata.customData, { a: 1 });
+    assert.equal((await nav.call('updateStatus', [{ passPoint: 'abc' }])).error.message, 'An object was expected');
+
+    await nav.call('answerWith', [{ answer: { code: 7, message: 42, data: { x: 1 } } }]);
+    assert.deepEqual((await sys.call('detached', ['queryNavigationInfo', MAP, 'navigationStatus', {}])).value,
+      { code: 7, message: '', data: { x: 1 } });
+    await nav.call('answerWith', [{ answer: { code: 9 }, thenable: true }]);
+    assert.deepEqual((await sys.call('command', [MAP, 'goHome', {}])).value, { code: 9, message: '', data: {} });
+    await nav.call('answerWith', [{ answer: null, thenable: false }]);
+    assert.deepEqual(nav.events.filter((e) => e.event === 'uncaught'), []);
+    assert.equal((await sys.call('detached', ['getNavigationStatus', MAP])).ok, true);
+  });
+
   test('policy refusals reach the application as coded errors 1005 and 1015', async () => {
     const guest = await startApp(daemon.socketPath, GUEST);
     const publish = await guest.call('updateStatus', [{ status: 1 }]);

@@ -6,6 +6,7 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const { spawnSync } = require('node:child_process');
 const { daemonBinary, startDaemon, startApp, tempDir, writePolicy, killAll } = require('./support/daemon');
+const { runScript } = require('./support/child');
 
 const tmp = tempDir();
 after(() => {
@@ -28,14 +29,47 @@ test('--help prints the usage and exits 0; bad usage exits 2 with a reason', () 
   assert.equal(run(['--socket-mode', '0999']).status, 2);
 });
 
-test('an invalid policy file or a socket in use stops the start with status 1', async () => {
-  const broken = tmp.file('broken.json');
-  fs.writeFileSync(broken, '{ "version": 1, "bundles": { "x": { "systemapp": true } } }');
-  const refused = run(['--socket', tmp.file('a.sock'), '--policy', broken]);
-  assert.equal(refused.status, 1);
-  assert.match(refused.stderr, /policy/);
-  assert.equal(fs.existsSync(tmp.file('a.sock')), false);
+// Policy files that once crashed, hung or bloated the daemon and embedded
+// applications: each is refused with one line naming the file and the reason.
+function malformedPolicies() {
+  const write = (name, text) => { fs.writeFileSync(tmp.file(name), text); return tmp.file(name); };
+  const fifo = tmp.file('fifo.json');
+  spawnSync('mkfifo', [fifo]);
+  const huge = write('huge.json', '');
+  fs.truncateSync(huge, 300 * 1024 * 1024); // sparse
+  const depth = 100000;
+  return [
+    [write('typo.json', '{ "version": 1, "bundles": { "x": { "systemapp": true } } }'), /unknown key "systemapp"/],
+    [write('deep.json', `{"bundles":{"a":{"uids":${'['.repeat(depth)}${']'.repeat(depth)}}}}`), /nested deeper than 8/],
+    [write('twice.json', '{"bundles":{"com.a":{"token":"t"},"com.a":{}}}'), /the key "com.a" appears twice in "bundles"/],
+    [write('deny-twice.json', '{"defaultDeny":true,"defaultDeny":false}'), /the key "defaultDeny" appears twice/],
+    [fifo, /not a regular file/],
+    ['/dev/zero', /not a regular file/],
+    [huge, /larger than 1048576 bytes/],
+  ];
+}
 
+test('a malformed policy file stops the start with one line and status 1; the embedded service refuses it', () => {
+  for (const [file, reason] of malformedPolicies()) {
+    const refused = run(['--socket', tmp.file('a.sock'), '--policy', file]);
+    assert.equal(refused.status, 1, `${file}: ${refused.signal} ${refused.stderr}`);
+    const lines = refused.stderr.trimEnd().split('\n');
+    assert.equal(lines.length, 1, refused.stderr.slice(0, 500));
+    assert.ok(lines[0].startsWith(`navinfo-service: policy ${file}: `), lines[0]);
+    assert.match(lines[0], reason);
+    assert.equal(fs.existsSync(tmp.file('a.sock')), false);
+
+    const app = runScript(`
+      const nav = require(process.env.NAVINFO_ROOT);
+      try { nav.getNavigationController().updateNavigationStatus({ status: 1 }); console.log('accepted'); }
+      catch (e) { console.log(e.code); }`, { env: { NAVINFO_POLICY_FILE: file, HILOG_LEVEL: 'error' } });
+    assert.equal(app.status, 0, `${file}: ${app.signal} ${app.stderr.slice(0, 500)}`);
+    assert.equal(app.stdout.trim(), '1005', `${file}: every call is refused`);
+    assert.match(app.stderr, reason);
+  }
+});
+
+test('a socket in use stops the start with status 1', async () => {
   const policy = writePolicy(tmp.file('ok.json'), {});
   const first = await startDaemon(['--socket', tmp.file('b.sock'), '--policy', policy]);
   const second = run(['--socket', tmp.file('b.sock'), '--policy', policy]);

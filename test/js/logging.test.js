@@ -6,6 +6,7 @@ const assert = require('node:assert/strict');
 const fs = require('node:fs');
 const path = require('node:path');
 const paths = require('./support/paths');
+const { sleep } = require('./support/wait');
 
 const nav = paths.loadModule();
 const addon = paths.loadAddon();
@@ -55,4 +56,35 @@ test('a skipped property is logged in the name of the parser that met it', (t) =
   controller.updateNavigationMetadata({ unknown: 1 });
   const invalid = addon.takeLogs().filter((l) => l.text === 'invalid property name').map((l) => l.func);
   assert.deepEqual(invalid, ['ParseNavigationStatusData', 'ParseLocationData', 'ProcessNavigationMetadataProperty']);
+});
+
+test('request lines: the completion under operator(), the rejection line only when no answer is sent', async (t) => {
+  const controller = nav.getNavigationController();
+  const system = nav.getSystemNavigationController();
+  const bundle = process.env.NAVINFO_BUNDLE_NAME || 'com.example.navigation';
+  addon.captureLogs(4);
+  t.after(() => addon.stopLogCapture());
+  // [listener's answer, code the requester gets, "no answer is sent" lines]
+  const cases = [
+    [async () => ({ code: 1 }), 1, 0],
+    [async () => ({ code: 'x' }), 0, 0], // answered, then reading the answer raised an error
+    [() => ({ then(resolve) { resolve({ code: 2 }); } }), 2, 0],
+    [async () => { throw new Error('refused'); }, 1003, 1], // no answer: settled by the unregistration
+  ];
+  for (const [answer, code, rejectedLines] of cases) {
+    controller.registerSystemNavigationListener({ onQueryNavigationInfo: answer, onReceiveNavigationCmd: answer });
+    const pending = system.queryNavigationInfo(bundle, 'navigationStatus', {});
+    let logs = [];
+    for (let i = 0; i < 100 && !logs.some((l) => /notify result|no answer/.test(l.text)); i++) {
+      await sleep(10);
+      logs = logs.concat(addon.takeLogs());
+    }
+    controller.unregisterSystemNavigationListener();
+    assert.equal((await pending).code, code);
+    await sleep(10);
+    logs = logs.concat(addon.takeLogs());
+    assert.equal(logs.filter((l) => l.text === 'request promise rejected: no answer is sent').length, rejectedLines);
+    const completion = logs.filter((l) => l.text === 'notify result to app.');
+    assert.deepEqual(completion.map((l) => [l.file, l.func]), [['map_callback_napi.cpp', 'operator()']]);
+  }
 });

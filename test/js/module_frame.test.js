@@ -86,13 +86,51 @@ test('one controller of each kind per thread; arguments are ignored', () => {
   assert.ok(system instanceof nav.SystemNavigationController);
   assert.notEqual(new nav.NavigationController(), controller);
   assert.notEqual(new nav.SystemNavigationController(), system);
-  assert.deepEqual(Object.getOwnPropertyNames(nav.NavigationController.prototype).filter((n) => n !== 'constructor'),
-    ['updateNavigationStatus', 'updateNavigationMetadata', 'registerSystemNavigationListener',
-      'unregisterSystemNavigationListener']);
-  assert.deepEqual(Object.getOwnPropertyNames(nav.SystemNavigationController.prototype).filter((n) => n !== 'constructor'),
-    ['getNavigationStatus', 'registerNavigationStatusListener', 'unregisterNavigationStatusListener',
-      'registerNavigationMetadataListener', 'unregisterNavigationMetadataListener', 'queryNavigationInfo',
-      'sendNavigationCmd']);
+});
+
+test('class shape: methods in order, then the constructor, each with its name and attributes', () => {
+  const shapes = {
+    NavigationController: ['updateNavigationStatus', 'updateNavigationMetadata', 'registerSystemNavigationListener',
+      'unregisterSystemNavigationListener'],
+    SystemNavigationController: ['getNavigationStatus', 'registerNavigationStatusListener',
+      'unregisterNavigationStatusListener', 'registerNavigationMetadataListener',
+      'unregisterNavigationMetadataListener', 'queryNavigationInfo', 'sendNavigationCmd'],
+  };
+  for (const [className, methods] of Object.entries(shapes)) {
+    const prototype = nav[className].prototype;
+    assert.deepEqual(Reflect.ownKeys(prototype), [...methods, 'constructor']);
+    for (const name of methods) {
+      const d = Object.getOwnPropertyDescriptor(prototype, name);
+      assert.deepEqual([d.value.name, d.value.length, d.writable, d.enumerable, d.configurable],
+        [name, 0, false, false, false]);
+    }
+    const d = Object.getOwnPropertyDescriptor(prototype, 'constructor');
+    assert.deepEqual([d.value, d.writable, d.enumerable, d.configurable], [nav[className], true, false, true]);
+  }
+});
+
+test('methods work the same with another this: an object, null, a number, or taken off their object', async () => {
+  const controller = nav.getNavigationController();
+  const system = nav.getSystemNavigationController();
+  const bundle = 'com.example.navigation';
+  const listener = { onQueryNavigationInfo: async () => ({ code: 4 }), onReceiveNavigationCmd: async () => ({ code: 5 }) };
+  const calls = [
+    [controller.updateNavigationStatus, { status: 3 }], [controller.updateNavigationMetadata, {}],
+    [controller.registerSystemNavigationListener, listener], [system.getNavigationStatus, bundle],
+    [system.queryNavigationInfo, bundle, 'navigationStatus', {}], [system.sendNavigationCmd, bundle, 'goHome', {}],
+    [system.registerNavigationStatusListener, { onStatusChanged() {} }, bundle],
+    [system.unregisterNavigationStatusListener, bundle],
+    [system.registerNavigationMetadataListener, { onMetadataChanged() {} }, bundle],
+    [system.unregisterNavigationMetadataListener, bundle],
+  ];
+  for (const receiver of [{}, null, 42, undefined]) {
+    const results = calls.map(([method, ...args]) => method.apply(receiver, args));
+    assert.equal(results[3].status, 3);
+    assert.deepEqual(await Promise.all([results[4], results[5]]),
+      [{ code: 4, message: '', data: {} }, { code: 5, message: '', data: {} }]);
+    results.push(controller.unregisterSystemNavigationListener.call(receiver));
+    assert.deepEqual(results.filter((r, i) => i < 3 || i > 5), Array(8).fill(undefined));
+  }
 });
 
 test('the library exports no symbol of its own', () => {

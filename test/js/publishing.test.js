@@ -122,18 +122,38 @@ test('metadata: fields, the 16-bit turn mode, text vectors and flags come back a
   });
 });
 
-test('metadata: a bad value is reported and the walk goes on', async () => {
-  const { error, metadata } = await publishMetadata({
-    cameraSpeedLimitValid: 1, currentRoadName: 5, viewWidth: 'wide', trafficLane: 'x'.repeat(10000),
-    nextRoadName: 'y'.repeat(10000), remainingTime: 3,
-  });
-  assert.ok(error instanceof Error);
-  assert.equal(metadata.cameraSpeedLimitValid, false);
-  assert.equal(metadata.currentRoadName, '');
-  assert.equal(metadata.viewWidth, 0);
-  assert.equal(metadata.trafficLane, 'x'.repeat(10000));
-  assert.equal(metadata.nextRoadName, 'y'.repeat(255));
-  assert.equal(metadata.remainingTime, 3);
+test('metadata: a failed read is reported, the field keeps its value, and the walk goes on', async () => {
+  const failedReads = [[{ cameraSpeedLimitValid: 3 }, 'A boolean was expected'],
+    [{ segmentLeftDis: 'x' }, 'A number was expected'], [{ currentRoadName: 5 }, 'A string was expected'],
+    [{ trafficLane: 5 }, 'A string was expected'], [{ naviTurnMode: 'x' }, 'A number was expected'],
+    [{ naviBearing: 'x', nextRoadName: null, viewHeight: 'high' }, 'A number was expected']];
+  for (const [bad, message] of failedReads) {
+    const { error, metadata } = await publishMetadata({ ...bad, viewWidth: 640, customData: { a: 1 } });
+    assert.equal(error.message, message);
+    for (const key of Object.keys(bad)) assert.ok(!metadata[key], key);
+    assert.deepEqual([metadata.viewWidth, metadata.customData], [640, { a: 1 }], JSON.stringify(bad));
+  }
+});
+
+test('a value that is not an object is refused where an object is walked', async () => {
+  const statuses = [
+    [{ passPoint: 'abc', theme: 1 }, { ...EMPTY_STATUS, theme: 1 }],
+    [{ passPoint: [7, 'ab', { name: 'ok' }] }, { ...EMPTY_STATUS,
+      passPoint: [EMPTY_LOCATION, EMPTY_LOCATION, { ...EMPTY_LOCATION, name: 'ok' }] }],
+    [{ destLocation: 5, theme: 1 }, { ...EMPTY_STATUS, theme: 1 }],
+    [{ routePreference: 5, theme: 1 }, { ...EMPTY_STATUS, theme: 1 }],
+    ['abc', EMPTY_STATUS], [true, EMPTY_STATUS], [null, EMPTY_STATUS], [undefined, EMPTY_STATUS],
+  ];
+  for (const [status, expected] of statuses) {
+    const { error, read } = publishAndRead(status);
+    assert.equal(error && error.message, 'An object was expected', JSON.stringify(status));
+    assert.deepEqual(read, expected, JSON.stringify(status));
+  }
+  for (const given of ['abc', 5, null]) {
+    const { error, metadata } = await publishMetadata(given);
+    assert.equal(error && error.message, 'An object was expected', String(given));
+    assert.deepEqual(metadata.customData, {});
+  }
 });
 
 test('metadata: text vectors stop at an embedded NUL', async () => {

@@ -106,11 +106,16 @@ test('kind names become kinds; unknown names are sent as the value past the last
     ['queryNavigationInfo', 'navigationMetadata', 1], ['queryNavigationInfo', 'NavigationStatus', 2],
     ['queryNavigationInfo', '', 2], ['sendNavigationCmd', 'changeTheme', 8], ['sendNavigationCmd', 'GoHome', 11],
     ['sendNavigationCmd', 'goHome ', 11], ['sendNavigationCmd', 'startMap', 11], ['sendNavigationCmd', 'startMapLayer', 4],
+    // A name or bundle name that is not a string is reported; the parameters are still read.
+    ['queryNavigationInfo', 5, 2], ['sendNavigationCmd', null, 11], ['queryNavigationInfo', 'navigationStatus', 0, 42],
   ];
-  for (const [op, name, type] of cases) {
+  for (const [op, name, type, bundle = BUNDLE] of cases) {
     addon.forceResult(op, 0);
-    system[op](BUNDLE, name, { theme: 1 });
-    assert.deepEqual(addon.lastRequest(op), { bundleName: BUNDLE, type, params: { theme: 1 } }, `${op} ${name}`);
+    const call = () => system[op](bundle, name, { theme: 1 });
+    if (typeof name === 'string' && typeof bundle === 'string') call();
+    else assert.throws(call, { message: 'A string was expected' });
+    assert.deepEqual(addon.lastRequest(op), { bundleName: typeof bundle === 'string' ? bundle : '', type,
+      params: { theme: 1 } }, `${op} ${name}`);
   }
 });
 

@@ -3,8 +3,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "access_policy.h"
@@ -100,35 +102,99 @@ TEST(AccessPolicyFileTest, ParsesEveryFieldWithDenyingEmptyDefaults)
     EXPECT_EQ(Rights(*result.policy, "anyone"), Expected(true, true));
 }
 
-TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAReason)
+std::string Nested(size_t depth)
 {
-    const char* bad[] = {
-        "",
-        "{",
-        "[]",
-        "42",
-        R"({"defaultDeny": "no"})",
-        R"({"defaultDeny": false, "bundles": []})",
-        R"({"defaultDeny": false, "bundles": {"": {}}})",
-        R"({"defaultDeny": false, "bundles": {"a": true}})",
-        R"({"defaultDeny": false, "bundles": {"a": {"systemApp": 1}}})",
-        R"({"defaultDeny": false, "bundles": {"a": {"navigationPermision": true}}})",
-        R"({"defaultDeny": false, "bundles": {"a": {"uids": "1000"}}})",
-        R"({"defaultDeny": false, "bundles": {"a": {"uids": [-1]}}})",
-        R"({"defaultDeny": false, "bundles": {"a": {"uids": [1.5]}}})",
-        R"({"defaultDeny": false, "bundles": {"a": {"uids": [4294967296]}}})",
-        R"({"defaultDeny": false, "bundles": {"a": {"token": 7}}})",
-        R"({"defaultDeny": false, "version": 2})",
-        R"({"defaultDeny": false, "extra": 1})",
+    return R"({"bundles": {"a": {"uids": )" + std::string(depth, '[') + std::string(depth, ']') + "}}}";
+}
+
+TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAOneLineReason)
+{
+    const std::string hostileName = "evil\\n" + std::string(100000, 'n');
+    const struct {
+        std::string text;
+        const char* reason; // a piece of the error
+    } bad[] = {
+        {"", "not valid JSON"},
+        {"{", "not valid JSON"},
+        {"[]", "must be a JSON object"},
+        {"42", "must be a JSON object"},
+        {R"({"defaultDeny": "no"})", "\"defaultDeny\" must be true or false"},
+        {R"({"defaultDeny": false, "bundles": []})", "\"bundles\" must be an object"},
+        {R"({"defaultDeny": false, "bundles": {"": {}}})", "empty bundle name"},
+        {R"({"defaultDeny": false, "bundles": {"a": true}})", "must be an object"},
+        {R"({"defaultDeny": false, "bundles": {"a": {"systemApp": 1}}})", "\"systemApp\" must be true or false"},
+        {R"({"defaultDeny": false, "bundles": {"a": {"navigationPermision": true}}})", "unknown key"},
+        {R"({"defaultDeny": false, "bundles": {"a": {"uids": "1000"}}})", "must be an array"},
+        {R"({"defaultDeny": false, "bundles": {"a": {"uids": [-1]}}})", "not a user id: -1"},
+        {R"({"defaultDeny": false, "bundles": {"a": {"uids": [1.5]}}})", "not a user id"},
+        {R"({"defaultDeny": false, "bundles": {"a": {"uids": [4294967296]}}})", "not a user id"},
+        {R"({"defaultDeny": false, "bundles": {"a": {"uids": [[1]]}}})", "not a user id: an array"},
+        {R"({"defaultDeny": false, "bundles": {"a": {"token": 7}}})", "\"token\" must be a string"},
+        {R"({"defaultDeny": false, "version": 2})", "\"version\" must be 1"},
+        {R"({"defaultDeny": false, "extra": 1})", "unknown key \"extra\""},
+        // A key given twice is refused by name: with "last one wins" a second
+        // entry of a bundle without its token would open it to anyone.
+        {R"({"defaultDeny": true, "defaultDeny": false})", "the key \"defaultDeny\" appears twice"},
+        {R"({"bundles": {"a": {"token": "t"}, "a": {}}})", "the key \"a\" appears twice in \"bundles\""},
+        {R"({"bundles": {"a": {"token": "t", "token": ""}}})", "the key \"token\" appears twice in \"a\""},
+        {Nested(MAX_POLICY_DEPTH - 3), "not a user id: an array"}, // 8 levels: parsed, then refused
+        {Nested(MAX_POLICY_DEPTH - 2), "nested deeper than 8 levels"},
+        {Nested(100000), "nested deeper than 8 levels"},
+        {std::string(MAX_POLICY_FILE_BYTES + 1, ' '), "larger than 1048576 bytes"},
+        {R"({"bundles": {")" + hostileName + R"(": 1}})", "bundles[\"evil\\x0annnn"},
+        {R"({")" + hostileName + R"(": 1})", "unknown key \"evil\\x0a"},
+        {"{\"a\" 1 " + hostileName, "not valid JSON"},
     };
-    for (const char* text : bad) {
-        PolicyLoadResult result = ParseAccessPolicy(text);
-        EXPECT_FALSE(result.ok) << text;
-        EXPECT_FALSE(result.error.empty()) << text;
-        ASSERT_NE(result.policy, nullptr) << text;
-        EXPECT_EQ(Rights(*result.policy, "anyone"), Expected(false, false)) << text;
-        EXPECT_EQ(Rights(*result.policy, "a"), Expected(false, false)) << text;
+    for (const auto& c : bad) {
+        SCOPED_TRACE(testing::Message() << "case " << (&c - bad) << ": " << c.reason);
+        PolicyLoadResult result = ParseAccessPolicy(c.text);
+        EXPECT_FALSE(result.ok);
+        EXPECT_NE(result.error.find(c.reason), std::string::npos) << result.error;
+        EXPECT_EQ(result.error.find('\n'), std::string::npos) << "one line";
+        EXPECT_LE(result.error.size(), 300u) << "no hostile value copied whole";
+        ASSERT_NE(result.policy, nullptr);
+        EXPECT_EQ(Rights(*result.policy, "anyone"), Expected(false, false));
+        EXPECT_EQ(Rights(*result.policy, "a"), Expected(false, false));
     }
+    EXPECT_EQ(ParseAccessPolicy(R"({"bundles": {"a": {}, "b": {"uids": [1, 1]}}})").ok, true)
+        << "the same key in two objects, or a value twice in a list, is fine";
+}
+
+TEST(AccessPolicyFileTest, OnlyARegularFileOfBoundedSizeIsRead)
+{
+    char name[] = "/tmp/navinfo_policy_dir_XXXXXX";
+    ASSERT_NE(mkdtemp(name), nullptr);
+    const std::string dir = name;
+    const std::string fifo = dir + "/fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::string huge = dir + "/huge.json"; // sparse: costs no disk
+    std::ofstream(huge).close();
+    ASSERT_EQ(truncate(huge.c_str(), 300LL * 1024 * 1024), 0);
+    const std::string good = dir + "/good.json";
+    std::ofstream(good) << R"({"bundles": {"com.a": {"systemApp": true}}})";
+    const std::string link = dir + "/link.json";
+    ASSERT_EQ(symlink(good.c_str(), link.c_str()), 0);
+    const struct {
+        std::string path;
+        const char* reason; // null: read
+    } cases[] = {
+        {fifo, "not a regular file"},  // would block the start forever
+        {"/dev/zero", "not a regular file"}, // would never end
+        {dir, "not a regular file"},
+        {huge, "larger than 1048576 bytes"},
+        {dir + "/absent.json", "cannot open"},
+        {link, nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.path);
+        PolicyLoadResult result = LoadAccessPolicyFile(c.path);
+        EXPECT_EQ(result.ok, c.reason == nullptr) << result.error;
+        if (c.reason != nullptr) {
+            EXPECT_EQ(result.error.rfind(c.path + ": ", 0), 0u) << result.error;
+            EXPECT_NE(result.error.find(c.reason), std::string::npos) << result.error;
+        }
+    }
+    std::filesystem::remove_all(dir);
 }
 
 TEST(AccessPolicyFileTest, FileOnDiskAndTheEnvironmentChooseThePolicy)

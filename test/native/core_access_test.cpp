@@ -14,6 +14,7 @@ using namespace Testing;
 
 const std::string NAV_BUNDLE = "com.nav";
 const std::string CALLER_BUNDLE = "com.caller";
+const std::string EMPTY_NAME;
 
 struct Fixture {
     std::shared_ptr<ManualExecutor> executor = std::make_shared<ManualExecutor>();
@@ -149,19 +150,71 @@ TEST(CoreAccessTest, MissingOrReplacedPolicy)
     EXPECT_EQ(core->UpdateNavigationStatus(caller, {}), NAV_INFO_ERR_NO_PERMISSION);
 }
 
-TEST(CoreValidationTest, EmptyBundleNamesAreInvalidAndUnknownOnesNotFound)
+TEST(CoreValidationTest, EmptyOrOverlongBundleNamesAreInvalidAndUnknownOnesNotFound)
 {
+    const std::string longest(MAX_BUNDLE_NAME_LENGTH, 'b');
+    const std::string tooLong(MAX_BUNDLE_NAME_LENGTH + 1, 'b');
     for (const auto& op : Operations()) {
-        Fixture f = MakeFixture(RuleAccessPolicy::AllowAll());
-        CallerInfo caller = MakeCaller(op.publisher ? "" : "com.sys", 2);
-        EXPECT_EQ(op.call(f, caller, ""), NAV_INFO_ERR_INVALID_PARAM) << op.name;
-        if (!op.publisher) {
-            EXPECT_EQ(op.call(f, caller, "com.silent"), op.unknownTargetResult) << op.name;
+        for (const std::string* bad : {&EMPTY_NAME, &tooLong}) {
+            Fixture f = MakeFixture(RuleAccessPolicy::AllowAll());
+            // Publishers act as themselves: their own name is the one checked.
+            CallerInfo caller = MakeCaller(op.publisher ? *bad : "com.sys", 2);
+            EXPECT_EQ(op.call(f, caller, *bad), NAV_INFO_ERR_INVALID_PARAM) << op.name << " " << bad->size();
+            if (!op.publisher) {
+                EXPECT_EQ(op.call(f, caller, longest), op.unknownTargetResult) << op.name;
+            } else {
+                EXPECT_NE(op.call(f, MakeCaller(longest, 2), ""), NAV_INFO_ERR_INVALID_PARAM) << op.name;
+            }
+            f.executor->RunAll();
+            EXPECT_EQ(f.callback->Count(), 0u);
+            EXPECT_EQ(f.listener->Count(), 0u);
         }
-        f.executor->RunAll();
-        EXPECT_EQ(f.callback->Count(), 0u);
-        EXPECT_EQ(f.listener->Count(), 0u);
     }
+}
+
+TEST(CoreValidationTest, AClientFollowsAtMostItsShareOfBundles)
+{
+    CoreOptions options;
+    options.executor = std::make_shared<InlineExecutor>();
+    options.policy = RuleAccessPolicy::AllowAll();
+    options.maxFollowsPerClient = 4;
+    auto core = NavInfoServiceCore::Create(options);
+    const CallerInfo one = MakeCaller("com.one", 1);
+    sptr<RecordingStatusListener> status = new RecordingStatusListener();
+    sptr<RecordingMetadataListener> metadata = new RecordingMetadataListener();
+    auto followStatus = [&](const CallerInfo& c, const std::string& b) {
+        return core->RegisterNavigationStatusListener(c, b, status);
+    };
+    auto followMetadata = [&](const CallerInfo& c, const std::string& b) {
+        return core->RegisterNavigationMetadataListener(c, b, metadata);
+    };
+    const struct {
+        const char* step;
+        std::function<int32_t()> call;
+        int32_t expected;
+    } steps[] = {
+        {"status a", [&] { return followStatus(one, "a"); }, NAV_INFO_SUCCESS},
+        {"status b", [&] { return followStatus(one, "b"); }, NAV_INFO_SUCCESS},
+        {"metadata a", [&] { return followMetadata(one, "a"); }, NAV_INFO_SUCCESS},
+        {"metadata b: both kinds count", [&] { return followMetadata(one, "b"); }, NAV_INFO_SUCCESS},
+        {"status c: over the share", [&] { return followStatus(one, "c"); }, NAV_INFO_ERR_TOO_MANY_REQUESTS},
+        {"metadata c: over the share", [&] { return followMetadata(one, "c"); }, NAV_INFO_ERR_TOO_MANY_REQUESTS},
+        {"status a again: a replacement", [&] { return followStatus(one, "a"); }, NAV_INFO_SUCCESS},
+        {"another client has its own share", [&] { return followStatus(MakeCaller("com.two", 2), "c"); },
+            NAV_INFO_SUCCESS},
+        {"unfollowing frees a place", [&] { return core->UnRegisterNavigationStatusListener(one, "b"); },
+            NAV_INFO_SUCCESS},
+        {"status c now", [&] { return followStatus(one, "c"); }, NAV_INFO_SUCCESS},
+        {"full again", [&] { return followStatus(one, "d"); }, NAV_INFO_ERR_TOO_MANY_REQUESTS},
+        {"the client goes", [&] { core->OnClientGone(1); return 0; }, 0},
+        {"a new connection of that id starts empty", [&] { return followStatus(one, "d"); }, NAV_INFO_SUCCESS},
+    };
+    for (const auto& step : steps) {
+        EXPECT_EQ(step.call(), step.expected) << step.step;
+    }
+    ASSERT_EQ(core->UpdateNavigationStatus(MakeCaller("c", 9), {}), NAV_INFO_SUCCESS);
+    ASSERT_EQ(core->UpdateNavigationStatus(MakeCaller("d", 9), {}), NAV_INFO_SUCCESS);
+    EXPECT_EQ(status->Count(), 2u) << "the followers of c (client 2) and d (client 1) were told";
 }
 
 TEST(CoreValidationTest, NullListenersAndCallbacksAreInvalid)

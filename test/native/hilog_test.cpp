@@ -5,8 +5,11 @@
 
 #include "hilog/log.h"
 #include "hilog/log_control.h"
+#include "hilog/log_rate_limit.h"
 
 using namespace OHOS::HiviewDFX;
+
+#define HILOG_TEST_WARN(fmt, ...) HiLogPrint(LOG_CORE, LOG_WARN, 1, "T", fmt, ##__VA_ARGS__)
 
 namespace {
 
@@ -69,6 +72,37 @@ TEST(HiLogLineTest, LineCarriesTimePidTidLevelDomainAndTag)
     std::string line = FormatLogLine(record, 1700000000123LL, 321, 654);
     EXPECT_NE(line.find(".123   321   654 E D005401/NavInfoJsNapi: [a.cpp:1]F# boom"), std::string::npos) << line;
     EXPECT_EQ(line.find('\n'), std::string::npos);
+}
+
+TEST(LogRateLimitTest, OneLinePerIntervalCarriesTheCountHeldBack)
+{
+    using namespace std::chrono;
+    LogRateLimit limit(milliseconds(1000));
+    const LogRateLimit::Clock::time_point start{};
+    const struct {
+        int atMs;
+        bool written;
+        uint64_t suppressed; // when written
+    } steps[] = {{0, true, 0}, {1, false, 0}, {500, false, 0}, {999, false, 0}, {1000, true, 3}, {1500, false, 0},
+        {5000, true, 1}, {6000, true, 0}};
+    for (const auto& step : steps) {
+        uint64_t suppressed = 99;
+        EXPECT_EQ(limit.Allow(start + milliseconds(step.atMs), suppressed), step.written) << step.atMs;
+        if (step.written) {
+            EXPECT_EQ(suppressed, step.suppressed) << step.atMs;
+        }
+    }
+    EXPECT_EQ(SuppressedNote(0), "");
+    EXPECT_EQ(SuppressedNote(3), " (3 similar lines suppressed)");
+}
+
+TEST_F(HiLogTest, AFloodFromOneCallSiteWritesOneLine)
+{
+    for (int i = 0; i < 1000; ++i) {
+        HILOG_RATE_LIMITED(HILOG_TEST_WARN, "refused %{public}d", i);
+    }
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].message, "refused 0");
 }
 
 } // namespace

@@ -53,20 +53,22 @@ Length ReadLength(const char*& p)
     }
 }
 
-void AppendFormatted(std::string& out, const std::string& spec, ...)
+// The conversion is passed as a plain pointer: va_start on a reference
+// parameter is undefined behaviour.
+void AppendFormatted(std::string& out, const char* spec, ...)
 {
     va_list ap;
     va_start(ap, spec);
     char small[128];
     va_list copy;
     va_copy(copy, ap);
-    int n = std::vsnprintf(small, sizeof(small), spec.c_str(), copy);
+    int n = std::vsnprintf(small, sizeof(small), spec, copy);
     va_end(copy);
     if (n >= 0 && static_cast<size_t>(n) < sizeof(small)) {
         out.append(small, static_cast<size_t>(n));
     } else if (n > 0) {
         std::string big(static_cast<size_t>(n) + 1, '\0');
-        std::vsnprintf(big.data(), big.size(), spec.c_str(), ap);
+        std::vsnprintf(big.data(), big.size(), spec, ap);
         out.append(big.data(), static_cast<size_t>(n));
     }
     va_end(ap);
@@ -76,21 +78,21 @@ bool ExpandInteger(std::string& out, const std::string& spec, Length len, bool i
 {
     if (isSigned) {
         switch (len) {
-            case Length::L: AppendFormatted(out, spec, va_arg(args, long)); break;
-            case Length::LL: AppendFormatted(out, spec, va_arg(args, long long)); break;
-            case Length::Z: AppendFormatted(out, spec, va_arg(args, ssize_t)); break;
-            case Length::J: AppendFormatted(out, spec, va_arg(args, intmax_t)); break;
-            case Length::T: AppendFormatted(out, spec, va_arg(args, ptrdiff_t)); break;
-            default: AppendFormatted(out, spec, va_arg(args, int)); break;
+            case Length::L: AppendFormatted(out, spec.c_str(), va_arg(args, long)); break;
+            case Length::LL: AppendFormatted(out, spec.c_str(), va_arg(args, long long)); break;
+            case Length::Z: AppendFormatted(out, spec.c_str(), va_arg(args, ssize_t)); break;
+            case Length::J: AppendFormatted(out, spec.c_str(), va_arg(args, intmax_t)); break;
+            case Length::T: AppendFormatted(out, spec.c_str(), va_arg(args, ptrdiff_t)); break;
+            default: AppendFormatted(out, spec.c_str(), va_arg(args, int)); break;
         }
     } else {
         switch (len) {
-            case Length::L: AppendFormatted(out, spec, va_arg(args, unsigned long)); break;
-            case Length::LL: AppendFormatted(out, spec, va_arg(args, unsigned long long)); break;
-            case Length::Z: AppendFormatted(out, spec, va_arg(args, size_t)); break;
-            case Length::J: AppendFormatted(out, spec, va_arg(args, uintmax_t)); break;
-            case Length::T: AppendFormatted(out, spec, va_arg(args, ptrdiff_t)); break;
-            default: AppendFormatted(out, spec, va_arg(args, unsigned int)); break;
+            case Length::L: AppendFormatted(out, spec.c_str(), va_arg(args, unsigned long)); break;
+            case Length::LL: AppendFormatted(out, spec.c_str(), va_arg(args, unsigned long long)); break;
+            case Length::Z: AppendFormatted(out, spec.c_str(), va_arg(args, size_t)); break;
+            case Length::J: AppendFormatted(out, spec.c_str(), va_arg(args, uintmax_t)); break;
+            case Length::T: AppendFormatted(out, spec.c_str(), va_arg(args, ptrdiff_t)); break;
+            default: AppendFormatted(out, spec.c_str(), va_arg(args, unsigned int)); break;
         }
     }
     return true;
@@ -165,7 +167,7 @@ bool ExpandLogFormat(const char* fmt, va_list args, std::string& out)
                 ExpandInteger(value, spec, len, false, ap);
                 break;
             case 'c':
-                AppendFormatted(value, spec, va_arg(ap, int));
+                AppendFormatted(value, spec.c_str(), va_arg(ap, int));
                 break;
             case 'f':
             case 'F':
@@ -176,18 +178,18 @@ bool ExpandLogFormat(const char* fmt, va_list args, std::string& out)
             case 'a':
             case 'A':
                 if (len == Length::BIG_L) {
-                    AppendFormatted(value, spec, va_arg(ap, long double));
+                    AppendFormatted(value, spec.c_str(), va_arg(ap, long double));
                 } else {
-                    AppendFormatted(value, spec, va_arg(ap, double));
+                    AppendFormatted(value, spec.c_str(), va_arg(ap, double));
                 }
                 break;
             case 's': {
                 const char* s = va_arg(ap, const char*);
-                AppendFormatted(value, spec, s == nullptr ? "(null)" : s);
+                AppendFormatted(value, spec.c_str(), s == nullptr ? "(null)" : s);
                 break;
             }
             case 'p':
-                AppendFormatted(value, spec, va_arg(ap, void*));
+                AppendFormatted(value, spec.c_str(), va_arg(ap, void*));
                 break;
             default:
                 ok = false; // unknown conversion: the argument list cannot be walked further

@@ -11,9 +11,10 @@
 // Frames leave in the order they were sent, through one outgoing queue: the
 // sending thread writes what the socket takes at once and never waits for
 // the peer; a writer thread, started when the socket is first full, writes
-// the rest. A one-way call sent with a supersede key replaces an earlier one
-// of the same object and key that is still queued (the peer is behind, and
-// only the latest matters). A peer that reads nothing for kSendTimeoutMs
+// the rest. Once kSupersedeAfterQueuedFrames (or ...Bytes) wait, a one-way
+// call sent with a supersede key replaces the latest one of the same object
+// and key that is still queued (the peer is behind, and only the latest
+// matters). A peer that reads nothing for kSendTimeoutMs
 // while other frames wait for it, or lets more than kMaxQueuedOutgoingBytes
 // pile up, is taken as dead.
 //
@@ -21,7 +22,10 @@
 // kMaxQueuedOnewayTransactions of them wait, the reader stops reading until
 // they are run, so a fast sender is slowed down instead of cut off (while
 // this side waits for a reply, it reads on, up to the hard limits).
-// Anything malformed, oversized or out of order closes the connection.
+// Anything malformed, oversized or out of order closes the connection, and
+// so does a frame left unfinished for frameTimeoutMs, a handshake not done in
+// handshakeTimeoutMs, and (server side, when idleTimeoutMs is set) silence
+// for idleTimeoutMs while the connection holds nothing.
 //
 // When the connection ends (peer closed, protocol error, write failure or
 // Close()), the reader thread: fails every waiting synchronous call with
@@ -95,6 +99,9 @@ public:
         ClosedCallback onClosed;
         int sendTimeoutMs = kSendTimeoutMs;
         int handshakeTimeoutMs = kHandshakeTimeoutMs;
+        int frameTimeoutMs = kFrameReadTimeoutMs;
+        // Server side: see kIdleTimeoutMs; 0 keeps idle connections.
+        int idleTimeoutMs = 0;
     };
 
     ~IpcConnection();
@@ -172,6 +179,9 @@ private:
     bool HandleHelloAck(const IpcWire::Frame& frame);
     bool HandleReply(IpcWire::Frame& frame);
     bool HandleRelease(const IpcWire::Frame& frame);
+    // Server side: nothing would be lost by closing: no proxy of the peer's
+    // objects, no export but the root, no call in flight either way.
+    bool HoldsNothing() const;
     // Fails waiting calls, drops exports, notifies proxies' recipients.
     void TearDown();
 
@@ -238,6 +248,8 @@ private:
     const ClosedCallback onClosed_;
     const int sendTimeoutMs_;
     const int handshakeTimeoutMs_;
+    const int frameTimeoutMs_;
+    const int idleTimeoutMs_;
     PeerCredentials peer_; // written before the reader starts, then read-only
 
     // Outgoing frames, oldest first; the front one may be partly written.

@@ -42,8 +42,12 @@ constexpr size_t kDefaultClientPoolThreads = 2;
 // Tasks waiting in one thread pool's queue (all connections together).
 constexpr size_t kMaxPoolQueuedTasks = 4096;
 
-// Connections one server accepts at once; further ones are closed at accept.
-constexpr size_t kMaxServerConnections = 64;
+// Connections one server keeps at once, and the share of one peer uid among
+// them (counted from accept, handshake done or not); a connection beyond
+// either is closed at accept. The share keeps one local user from locking
+// the others out.
+constexpr size_t kMaxServerConnections = 256;
+constexpr size_t kMaxServerConnectionsPerUid = 64;
 
 // How long a synchronous transaction waits for its reply unless the
 // MessageOption says otherwise.
@@ -53,8 +57,20 @@ constexpr int kDefaultSyncTimeoutMs = 5000;
 constexpr int kSendTimeoutMs = 2000;
 // Bytes waiting to be written to one peer before it is taken as dead.
 constexpr size_t kMaxQueuedOutgoingBytes = 16 * 1024 * 1024;
+// Frames, or bytes, waiting to be written before a one-way call with a
+// supersede key replaces a queued one of its key: a burst smaller than this
+// goes out whole, however slowly the peer reads.
+constexpr size_t kSupersedeAfterQueuedFrames = 1024;
+constexpr size_t kSupersedeAfterQueuedBytes = 4 * 1024 * 1024;
 // How long a new connection may take to complete the HELLO exchange.
 constexpr int kHandshakeTimeoutMs = 3000;
+// How long the rest of a frame may take once its first bytes arrived; a peer
+// that stops mid-frame is taken as dead (a writer has kSendTimeoutMs).
+constexpr int kFrameReadTimeoutMs = 5000;
+// Server side: how long an authenticated connection may stay silent while it
+// holds nothing (no object of the peer, no call in either direction) before
+// it is closed. A client that only publishes connects again on its next call.
+constexpr int kIdleTimeoutMs = 60000;
 
 // HELLO contents a peer may claim.
 constexpr size_t kMaxBundleNameLength = 256;

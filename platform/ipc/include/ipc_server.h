@@ -6,6 +6,11 @@
 // socket left at the path (nobody accepts on it) is removed; a live one, or
 // a file that is not a socket, makes Start fail.
 //
+// Admission: at most maxConnections at once, and at most
+// maxConnectionsPerUid from one peer uid (SO_PEERCRED at accept); a
+// connection beyond either is closed at once. Refusals are logged at most
+// once a second.
+//
 // Threads: Start and Stop from one owning thread (not from an IPC thread of
 // this server); the getters from any thread. An accept thread takes new
 // peers; transactions run on the server's pool.
@@ -29,8 +34,11 @@ struct IpcServerOptions {
     mode_t socketMode = 0600;
     size_t poolThreads = kDefaultServerPoolThreads;
     size_t maxConnections = kMaxServerConnections;
+    size_t maxConnectionsPerUid = kMaxServerConnectionsPerUid;
     int handshakeTimeoutMs = kHandshakeTimeoutMs;
     int sendTimeoutMs = kSendTimeoutMs;
+    int frameTimeoutMs = kFrameReadTimeoutMs;
+    int idleTimeoutMs = kIdleTimeoutMs; // 0: idle connections are kept
     // Checks each client's HELLO (reader thread of that connection); absent:
     // every peer that may open the socket is accepted.
     IpcConnection::Authenticator authenticator;

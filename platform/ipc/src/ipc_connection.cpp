@@ -9,6 +9,7 @@
 #include <chrono>
 #include <exception>
 
+#include "hilog/log_rate_limit.h"
 #include "ipc_errors.h"
 #include "ipc_log.h"
 #include "ipc_object_proxy.h"
@@ -25,6 +26,26 @@ constexpr int kHandshakePending = 1;
 
 std::atomic<uint64_t> gNextConnectionId{1};
 
+// What the reader waits for. Every wait has a deadline except for the next
+// frame on a client's connection, or on a server's without an idle rule.
+enum class ReadWait { HANDSHAKE, REST_OF_FRAME, IDLE, FRAME };
+
+// Why reading ended, for the log: received is what ReceiveSome returned.
+const char* EndOfReading(long received, ReadWait wait)
+{
+    if (received == 0) {
+        return "peer closed";
+    }
+    if (received != IpcSocket::kReceiveTimedOut) {
+        return "read failed";
+    }
+    switch (wait) {
+        case ReadWait::HANDSHAKE: return "handshake timed out";
+        case ReadWait::REST_OF_FRAME: return "frame not completed in time";
+        default: return "idle";
+    }
+}
+
 } // namespace
 
 IpcConnection::IpcConnection(int fd, Options options)
@@ -35,7 +56,9 @@ IpcConnection::IpcConnection(int fd, Options options)
       authenticator_(std::move(options.authenticator)),
       onClosed_(std::move(options.onClosed)),
       sendTimeoutMs_(options.sendTimeoutMs > 0 ? options.sendTimeoutMs : kSendTimeoutMs),
-      handshakeTimeoutMs_(options.handshakeTimeoutMs > 0 ? options.handshakeTimeoutMs : kHandshakeTimeoutMs)
+      handshakeTimeoutMs_(options.handshakeTimeoutMs > 0 ? options.handshakeTimeoutMs : kHandshakeTimeoutMs),
+      frameTimeoutMs_(options.frameTimeoutMs > 0 ? options.frameTimeoutMs : kFrameReadTimeoutMs),
+      idleTimeoutMs_(role_ == Role::SERVER && options.idleTimeoutMs > 0 ? options.idleTimeoutMs : 0)
 {
     if (role_ == Role::SERVER && options.root != nullptr) {
         ExportEntry root;
@@ -195,39 +218,72 @@ void IpcConnection::ReaderMain()
         std::vector<uint8_t> chunk(kReadChunk);
         IpcWire::FrameDecoder decoder;
         IpcWire::Frame frame;
+        Clock::time_point frameStarted;              // first bytes of the unfinished frame
+        Clock::time_point lastFrame = Clock::now();  // the latest whole frame
         bool running = true;
         while (running) {
-            int timeoutMs = -1;
+            ReadWait wait = ReadWait::FRAME;
+            Clock::time_point deadline = Clock::time_point::max();
             {
                 std::lock_guard<std::mutex> lock(mutex_);
                 if (state_ == State::HANDSHAKE) {
-                    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                        handshakeDeadline - Clock::now()).count();
-                    timeoutMs = left > 0 ? static_cast<int>(left) : 0;
+                    wait = ReadWait::HANDSHAKE;
+                    deadline = handshakeDeadline;
                 }
             }
+            if (wait == ReadWait::FRAME && decoder.BufferedBytes() > 0) {
+                wait = ReadWait::REST_OF_FRAME;
+                deadline = frameStarted + std::chrono::milliseconds(frameTimeoutMs_);
+            } else if (wait == ReadWait::FRAME && idleTimeoutMs_ > 0) {
+                wait = ReadWait::IDLE;
+                deadline = lastFrame + std::chrono::milliseconds(idleTimeoutMs_);
+            }
+            int timeoutMs = -1;
+            if (deadline != Clock::time_point::max()) {
+                auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+                timeoutMs = left > 0 ? static_cast<int>(left) : 0;
+            }
             long n = IpcSocket::ReceiveSome(fd_, chunk.data(), chunk.size(), timeoutMs);
+            if (n == IpcSocket::kReceiveTimedOut && wait == ReadWait::IDLE && !HoldsNothing()) {
+                lastFrame = Clock::now(); // busy, not idle: look again later
+                continue;
+            }
             if (n <= 0) {
+                if (wait == ReadWait::REST_OF_FRAME && n == IpcSocket::kReceiveTimedOut) {
+                    HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: frame not completed within %{public}d ms",
+                        static_cast<unsigned long long>(id_), frameTimeoutMs_);
+                }
                 IPC_LOGI("connection %{public}llu: %{public}s", static_cast<unsigned long long>(id_),
-                    n == 0 ? "peer closed" : "read failed or handshake timed out");
+                    EndOfReading(n, wait));
                 break;
             }
+            const bool hadPartFrame = decoder.BufferedBytes() > 0;
             decoder.Feed(chunk.data(), static_cast<size_t>(n));
+            size_t frames = 0;
             for (;;) {
                 IpcWire::DecodeStatus status = decoder.Next(frame);
                 if (status == IpcWire::DecodeStatus::NEED_MORE) {
                     break;
                 }
                 if (status != IpcWire::DecodeStatus::OK) {
-                    IPC_LOGW("connection %{public}llu: bad frame: %{public}s", static_cast<unsigned long long>(id_),
-                        IpcWire::DecodeStatusName(status));
+                    HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: bad frame: %{public}s",
+                        static_cast<unsigned long long>(id_), IpcWire::DecodeStatusName(status));
                     running = false;
                     break;
                 }
+                ++frames;
                 if (!HandleFrame(frame)) {
                     running = false;
                     break;
                 }
+            }
+            const auto now = Clock::now();
+            if (frames > 0) {
+                lastFrame = now;
+            }
+            // Bytes left over start a new frame, unless they continue the one that was waiting.
+            if (frames > 0 || !hadPartFrame) {
+                frameStarted = now;
             }
         }
     } catch (const std::exception& e) {
@@ -237,6 +293,13 @@ void IpcConnection::ReaderMain()
     }
     shutdown(fd_, SHUT_RDWR);
     TearDown();
+}
+
+bool IpcConnection::HoldsNothing() const
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    return proxies_.empty() && exports_.size() <= 1 && pending_.empty() && incomingSync_ == 0 && oneway_.empty() &&
+        !onewayRunning_;
 }
 
 bool IpcConnection::HandleFrame(IpcWire::Frame& frame)
@@ -266,7 +329,7 @@ bool IpcConnection::HandleFrame(IpcWire::Frame& frame)
             default: break;
         }
     }
-    IPC_LOGW("connection %{public}llu: frame type %{public}u out of order", static_cast<unsigned long long>(id_),
+    HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: frame type %{public}u out of order", static_cast<unsigned long long>(id_),
         static_cast<unsigned>(type));
     return false;
 }
@@ -278,7 +341,7 @@ bool IpcConnection::HandleHello(const IpcWire::Frame& frame)
     if (!payload.SetData(frame.payload.data(), frame.payload.size()) || !payload.ReadString(hello.bundleName) ||
         !payload.ReadString(hello.token) || hello.bundleName.size() > kMaxBundleNameLength ||
         hello.token.size() > kMaxTokenLength) {
-        IPC_LOGW("connection %{public}llu: malformed HELLO", static_cast<unsigned long long>(id_));
+        HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: malformed HELLO", static_cast<unsigned long long>(id_));
         return false;
     }
     {
@@ -305,7 +368,7 @@ bool IpcConnection::HandleHello(const IpcWire::Frame& frame)
         return false;
     }
     if (status != IPC_OK) {
-        IPC_LOGW("connection %{public}llu: refused (pid %{public}d, status %{public}d)",
+        HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: refused (pid %{public}d, status %{public}d)",
             static_cast<unsigned long long>(id_), static_cast<int>(peer_.pid), status);
         return false;
     }
@@ -337,7 +400,7 @@ bool IpcConnection::HandleReply(IpcWire::Frame& frame)
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (frame.header.transactionId >= nextTransactionId_) {
-            IPC_LOGW("connection %{public}llu: reply to a transaction never sent", static_cast<unsigned long long>(id_));
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: reply to a transaction never sent", static_cast<unsigned long long>(id_));
             return false;
         }
         auto it = pending_.find(frame.header.transactionId);
@@ -365,7 +428,7 @@ bool IpcConnection::HandleRelease(const IpcWire::Frame& frame)
         std::lock_guard<std::mutex> lock(mutex_);
         auto it = exports_.find(frame.header.handle);
         if (it == exports_.end()) {
-            IPC_LOGW("connection %{public}llu: release of unknown handle %{public}u",
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: release of unknown handle %{public}u",
                 static_cast<unsigned long long>(id_), frame.header.handle);
             return false;
         }
@@ -374,7 +437,7 @@ bool IpcConnection::HandleRelease(const IpcWire::Frame& frame)
             return true;
         }
         if (entry.peerRefs < frame.header.code) {
-            IPC_LOGW("connection %{public}llu: release of more references than handed out",
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: release of more references than handed out",
                 static_cast<unsigned long long>(id_));
             return false;
         }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "ipc_connection.h"
+#include "hilog/log_rate_limit.h"
 #include "ipc_errors.h"
 #include "ipc_log.h"
 #include "ipc_skeleton.h"
@@ -128,7 +129,7 @@ bool IpcConnection::HandleTransaction(IpcWire::Frame& frame)
         // A caller that timed out no longer counts its call while we may still
         // run it, so a well-behaved peer can go past the limit: answer busy.
         if (incomingSync_ >= kMaxOutstandingSyncTransactions || incomingBytes_ + bytes > kMaxPendingIncomingBytes) {
-            IPC_LOGW("connection %{public}llu: too many transactions in progress, answering busy", Id(id_));
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: too many transactions in progress, answering busy", Id(id_));
             busy = true;
         } else {
             incomingSync_++;
@@ -183,7 +184,7 @@ bool IpcConnection::HandleOneway(IpcWire::Frame& frame)
         std::lock_guard<std::mutex> lock(mutex_);
         sptr<IRemoteObject> target = FindExportedLocked(frame.header.handle);
         if (target == nullptr) {
-            IPC_LOGW("connection %{public}llu: one-way transaction for unknown handle %{public}u", Id(id_),
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: one-way transaction for unknown handle %{public}u", Id(id_),
                 frame.header.handle);
             return true; // dropped; `data` releases its objects outside the lock
         }

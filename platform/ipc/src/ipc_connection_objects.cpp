@@ -11,6 +11,7 @@
 #include <climits>
 
 #include "ipc_connection.h"
+#include "hilog/log_rate_limit.h"
 #include "ipc_errors.h"
 #include "ipc_log.h"
 #include "ipc_object_proxy.h"
@@ -111,14 +112,14 @@ bool IpcConnection::ImportObjects(const std::vector<IpcWire::WireObject>& entrie
             bool ok = true;
             sptr<IPCObjectProxy> proxy = ProxyForLocked(wire.handle, true, ok);
             if (!ok) {
-                IPC_LOGW("connection %{public}llu: too many proxies", static_cast<unsigned long long>(id_));
+                HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: too many proxies", static_cast<unsigned long long>(id_));
                 return false;
             }
             out.push_back(proxy);
         } else {
             sptr<IRemoteObject> local = FindExportedLocked(wire.handle);
             if (local == nullptr) {
-                IPC_LOGW("connection %{public}llu: peer named handle %{public}u that we never exported",
+                HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: peer named handle %{public}u that we never exported",
                     static_cast<unsigned long long>(id_), wire.handle);
                 return false;
             }

@@ -37,7 +37,9 @@ bool IpcConnection::QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint
         if (outClosed_) {
             return false;
         }
-        if (supersedeKey != 0) {
+        const bool behind =
+            outbound_.size() >= kSupersedeAfterQueuedFrames || outboundBytes_ >= kSupersedeAfterQueuedBytes;
+        if (supersedeKey != 0 && behind) {
             auto queued = replaceable_.find({handle, supersedeKey});
             if (queued != replaceable_.end()) {
                 OutFrame& frame = outbound_[queued->second - outFrontId_];

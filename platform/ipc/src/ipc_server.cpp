@@ -14,6 +14,7 @@
 #include <mutex>
 #include <thread>
 
+#include "hilog/log_rate_limit.h"
 #include "ipc_errors.h"
 #include "ipc_log.h"
 #include "ipc_socket.h"
@@ -34,6 +35,7 @@ constexpr int kAcceptRetryMs = 50;
 struct IpcServer::State {
     mutable std::mutex mutex;
     std::map<uint64_t, std::shared_ptr<IpcConnection>> connections; // guarded by mutex
+    std::map<uid_t, size_t> connectionsPerUid;                      // guarded by mutex
     bool running = false;                                           // guarded by mutex
     int listenFd = -1;  // set by Start, closed by Stop after the accept thread ended
     int wakeFd = -1;    // eventfd that tells the accept thread to stop
@@ -46,6 +48,13 @@ struct IpcServer::State {
 
 namespace {
 
+// mutex held: lists a connection under its peer's uid.
+void ListLocked(IpcServer::State& state, const std::shared_ptr<IpcConnection>& connection)
+{
+    state.connections[connection->GetId()] = connection;
+    ++state.connectionsPerUid[connection->GetPeerCredentials().uid];
+}
+
 void Forget(const std::weak_ptr<IpcServer::State>& weak, uint64_t id)
 {
     if (auto state = weak.lock()) {
@@ -55,16 +64,43 @@ void Forget(const std::weak_ptr<IpcServer::State>& weak, uint64_t id)
         if (it != state->connections.end()) {
             gone = std::move(it->second);
             state->connections.erase(it);
+            auto uid = state->connectionsPerUid.find(gone->GetPeerCredentials().uid);
+            if (uid != state->connectionsPerUid.end() && --uid->second == 0) {
+                state->connectionsPerUid.erase(uid);
+            }
         }
     }
 }
 
+// Why a new peer of this uid cannot be taken now, or null. mutex held.
+const char* RefusalLocked(const IpcServer::State& state, uid_t uid)
+{
+    if (!state.running) {
+        return "stopping";
+    }
+    if (state.connections.size() >= state.options.maxConnections) {
+        return "too many connections";
+    }
+    auto perUid = state.connectionsPerUid.find(uid);
+    if (perUid != state.connectionsPerUid.end() && perUid->second >= state.options.maxConnectionsPerUid) {
+        return "too many connections of this uid";
+    }
+    return nullptr;
+}
+
 void Admit(const std::shared_ptr<IpcServer::State>& state, int fd)
 {
+    IpcSocket::Credentials peer;
+    if (!IpcSocket::GetPeerCredentials(fd, peer)) {
+        HILOG_RATE_LIMITED(IPC_LOGW, "server: connection refused: peer credentials unknown");
+        close(fd);
+        return;
+    }
     {
         std::lock_guard<std::mutex> lock(state->mutex);
-        if (!state->running || state->connections.size() >= state->options.maxConnections) {
-            IPC_LOGW("server: connection refused: %{public}s", state->running ? "too many connections" : "stopping");
+        if (const char* refusal = RefusalLocked(*state, peer.uid)) {
+            HILOG_RATE_LIMITED(IPC_LOGW, "server: connection of uid %{public}u refused: %{public}s",
+                static_cast<unsigned>(peer.uid), refusal);
             close(fd);
             return;
         }
@@ -77,6 +113,8 @@ void Admit(const std::shared_ptr<IpcServer::State>& state, int fd)
     options.authenticator = state->options.authenticator;
     options.sendTimeoutMs = state->options.sendTimeoutMs;
     options.handshakeTimeoutMs = state->options.handshakeTimeoutMs;
+    options.frameTimeoutMs = state->options.frameTimeoutMs;
+    options.idleTimeoutMs = state->options.idleTimeoutMs;
     IpcConnection::ClosedCallback userCallback = state->options.onConnectionClosed;
     options.onClosed = [weak, userCallback](const std::shared_ptr<IpcConnection>& connection) {
         Forget(weak, connection->GetId());
@@ -93,7 +131,7 @@ void Admit(const std::shared_ptr<IpcServer::State>& state, int fd)
         std::lock_guard<std::mutex> lock(state->mutex);
         keep = state->running;
         if (keep) {
-            state->connections[connection->GetId()] = connection;
+            ListLocked(*state, connection);
         }
     }
     // It may have ended before it was listed; its callback found nothing to remove.
@@ -126,7 +164,7 @@ void AcceptLoop(const std::shared_ptr<IpcServer::State>& state)
         int fd = accept4(state->listenFd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) {
             if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-                IPC_LOGE("server: accept failed: errno %{public}d", errno);
+                HILOG_RATE_LIMITED(IPC_LOGE, "server: accept failed: errno %{public}d", errno);
                 std::this_thread::sleep_for(std::chrono::milliseconds(kAcceptRetryMs));
             }
             continue;
@@ -182,7 +220,7 @@ int IpcServer::Start(const std::string& path, const sptr<IRemoteObject>& root, I
     struct sockaddr_un addr {};
     unsigned int addrLen = 0;
     if (state_ != nullptr || !IpcSocket::MakeAddress(path, &addr, addrLen) || (options.socketMode & ~0777) != 0 ||
-        options.maxConnections == 0) {
+        options.maxConnections == 0 || options.maxConnectionsPerUid == 0) {
         return IPC_ERR_INVALID_DATA;
     }
     int status = ClearStaleSocket(path);
@@ -270,6 +308,7 @@ void IpcServer::Stop()
     {
         std::lock_guard<std::mutex> lock(state->mutex);
         connections.swap(state->connections);
+        state->connectionsPerUid.clear();
     }
     for (auto& [id, connection] : connections) {
         connection->Close();

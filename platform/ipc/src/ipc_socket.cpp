@@ -71,7 +71,7 @@ long ReceiveSome(int fd, uint8_t* buf, size_t size, int timeoutMs)
             return -1;
         }
         if (ready == 0) {
-            return -1; // timed out
+            return kReceiveTimedOut;
         }
         ssize_t n = recv(fd, buf, size, MSG_DONTWAIT);
         if (n >= 0) {

@@ -24,9 +24,12 @@ bool GetPeerCredentials(int fd, Credentials& out);
 // False on error, peer gone or time-out; the stream is then unusable.
 bool SendAll(int fd, const uint8_t* data, size_t size, int timeoutMs);
 
+// What ReceiveSome returns when nothing arrived in time.
+constexpr long kReceiveTimedOut = -2;
+
 // Waits until fd is readable or timeoutMs passes (-1: no limit), then reads
-// what is there into buf. Returns bytes read, 0 at end of stream, -1 on
-// error or time-out. Retries on EINTR.
+// what is there into buf. Returns bytes read, 0 at end of stream,
+// kReceiveTimedOut, or -1 on error. Retries on EINTR.
 long ReceiveSome(int fd, uint8_t* buf, size_t size, int timeoutMs);
 
 // Fills a sockaddr_un for path; false if path is empty or too long.

@@ -36,6 +36,17 @@ NAPI_HOST_REAL napi_status __real_napi_acquire_threadsafe_function(napi_threadsa
 NAPI_HOST_REAL napi_status __real_napi_release_threadsafe_function(napi_threadsafe_function func,
     napi_threadsafe_function_release_mode mode);
 
+NAPI_HOST_REAL napi_status __real_napi_define_class(napi_env env, const char* utf8name, size_t length,
+    napi_callback constructor, void* data, size_t property_count, const napi_property_descriptor* properties,
+    napi_value* result);
+NAPI_HOST_REAL napi_status __real_napi_define_properties(napi_env env, napi_value object, size_t property_count,
+    const napi_property_descriptor* properties);
+
+NAPI_HOST_REAL napi_status __real_napi_get_all_property_names(napi_env env, napi_value object,
+    napi_key_collection_mode key_mode, napi_key_filter key_filter, napi_key_conversion key_conversion,
+    napi_value* result);
+NAPI_HOST_REAL napi_status __real_napi_get_property(napi_env env, napi_value object, napi_value key,
+    napi_value* result);
 NAPI_HOST_REAL napi_status __real_napi_get_property_names(napi_env env, napi_value object, napi_value* result);
 NAPI_HOST_REAL napi_status __real_napi_get_array_length(napi_env env, napi_value value, uint32_t* result);
 NAPI_HOST_REAL napi_status __real_napi_get_element(napi_env env, napi_value object, uint32_t index,

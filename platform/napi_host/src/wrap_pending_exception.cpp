@@ -1,56 +1,40 @@
-// Node-API reads and writes of properties while an exception is pending.
-//
-// Node refuses most calls that may run JavaScript (property access, element
-// access, coercion, promise creation) while an exception is pending, and
-// answers napi_pending_exception. The platform runtime carries them out, and
-// the module's lenient parsers rely on that: a bad value is reported as a
-// JavaScript error and the walk goes on with the next property. The wrappers
-// set the pending exception aside, make the call, and put it back, so the
-// first exception stays the one JavaScript sees. An exception raised by the
-// call itself (a getter that throws) is dropped in favour of the first.
-//
-// napi_get_property_names also lists own names only (see its wrapper).
+// Node-API calls carried out while an exception is pending, as the platform
+// runtime does (see pending_exception.h): the property and element access of
+// the module's parsers and of the want-parameter unwrapping and wrapping,
+// coercion, and promise creation. napi_get_property_names has its own file.
 //
 // Threads: the env's JavaScript thread, like the functions they wrap.
 #include "no_throw.h"
+#include "pending_exception.h"
 #include "real_napi.h"
 
-namespace {
+using NapiHost::CallPastPendingException;
 
-template <typename RealCall>
-napi_status CallPastPendingException(napi_env env, RealCall&& realCall)
-{
-    bool pending = false;
-    if (env == nullptr || napi_is_exception_pending(env, &pending) != napi_ok || !pending) {
-        return realCall();
-    }
-    napi_value first = nullptr;
-    if (napi_get_and_clear_last_exception(env, &first) != napi_ok) {
-        return napi_pending_exception;
-    }
-    napi_status status = realCall();
-    bool raised = false;
-    if (napi_is_exception_pending(env, &raised) == napi_ok && raised) {
-        napi_value dropped = nullptr;
-        napi_get_and_clear_last_exception(env, &dropped);
-    }
-    napi_throw(env, first);
-    return status;
-}
-
-} // namespace
-
-// The platform runtime lists an object's own enumerable names; Node's
-// napi_get_property_names adds enumerable names inherited through the
-// prototype chain (and pays for walking it). Own names only, as strings.
-extern "C" napi_status __wrap_napi_get_property_names(napi_env env, napi_value object, napi_value* result)
+extern "C" napi_status __wrap_napi_get_all_property_names(napi_env env, napi_value object,
+    napi_key_collection_mode keyMode, napi_key_filter keyFilter, napi_key_conversion keyConversion,
+    napi_value* result)
 {
     return NapiHost::NoThrow([&] {
         return CallPastPendingException(env, [&] {
-            return napi_get_all_property_names(env, object, napi_key_own_only,
-                static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols), napi_key_numbers_to_strings,
-                result);
+            return __real_napi_get_all_property_names(env, object, keyMode, keyFilter, keyConversion, result);
         });
+    });
+}
+
+extern "C" napi_status __wrap_napi_get_property(napi_env env, napi_value object, napi_value key,
+    napi_value* result)
+{
+    return NapiHost::NoThrow([&] {
+        return CallPastPendingException(env, [&] { return __real_napi_get_property(env, object, key, result); });
+    });
+}
+
+extern "C" napi_status __wrap_napi_define_properties(napi_env env, napi_value object, size_t propertyCount,
+    const napi_property_descriptor* properties)
+{
+    return NapiHost::NoThrow([&] {
+        return CallPastPendingException(env,
+            [&] { return __real_napi_define_properties(env, object, propertyCount, properties); });
     });
 }
 

@@ -10,8 +10,9 @@ const controller = nav.getNavigationController();
 const system = nav.getSystemNavigationController();
 
 // How the navigation role answers queries and commands: at once, or never
-// (so that a request stays outstanding).
-let answering = { hold: false, code: 0, message: 'ok' };
+// (so that a request stays outstanding); with a given answer instead of the
+// default one, and through a thenable instead of a promise.
+let answering = { hold: false, code: 0, message: 'ok', answer: null, thenable: false };
 
 function send(message) {
   if (process.connected) process.send(message);
@@ -21,7 +22,9 @@ function onRequest(kind) {
   return (type, params) => {
     send({ event: kind, type, params });
     if (answering.hold) return new Promise(() => {});
-    return Promise.resolve({ code: answering.code, message: `${answering.message}:${type}`, data: { type, params } });
+    const answer = answering.answer || { code: answering.code, message: `${answering.message}:${type}`,
+      data: { type, params } };
+    return answering.thenable ? { then(resolve) { resolve(answer); } } : Promise.resolve(answer);
   };
 }
 
@@ -54,6 +57,11 @@ const operations = {
     return byCode;
   },
   command: (bundle, type, params) => system.sendNavigationCmd(bundle, type, params),
+  // A method of either controller called as a plain function (this undefined).
+  detached: (method, ...args) => {
+    const fn = (method in system ? system : controller)[method];
+    return fn(...args);
+  },
 };
 
 process.on('message', async ({ id, op, args }) => {

@@ -269,6 +269,8 @@ TEST_F(DaemonTest, ArgumentResultsComeFromTheCoreAsInProcess)
     EXPECT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, nullptr), NAV_INFO_ERR_INVALID_PARAM);
     EXPECT_EQ(sys->QueryNavigationInfo("", NAVIGATION_STATUS, {}, never), NAV_INFO_ERR_INVALID_PARAM);
     EXPECT_EQ(sys->RegisterNavigationStatusListener(MAP, nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(sys->RegisterNavigationStatusListener(std::string(64 * 1024, 'm'), new RecordingStatusListener()),
+        NAV_INFO_ERR_INVALID_PARAM) << "a name the wire carries but no bundle can have";
     NavigationStatus read;
     EXPECT_EQ(sys->GetNavigationStatus(DASH, read), NAV_INFO_ERR_NOT_FOUND);
     // Parameters over the record limits never leave the client.

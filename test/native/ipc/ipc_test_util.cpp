@@ -3,7 +3,10 @@
 #include <ftw.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <grp.h>
+#include <signal.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -65,6 +68,63 @@ bool PeerClosesWithin(int fd, int timeoutMs)
             return false;
         }
     }
+}
+
+HelloResult RawHello(int fd, const std::vector<uint8_t>& hello, int timeoutMs)
+{
+    if (send(fd, hello.data(), hello.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(hello.size())) {
+        return HelloResult::NO_ANSWER;
+    }
+    uint8_t ack[kFrameHeaderSize];
+    size_t got = 0;
+    while (got < sizeof(ack)) {
+        struct pollfd pfd {fd, POLLIN, 0};
+        if (poll(&pfd, 1, timeoutMs) <= 0) {
+            return HelloResult::NO_ANSWER;
+        }
+        ssize_t n = recv(fd, ack + got, sizeof(ack) - got, 0);
+        if (n <= 0) {
+            return HelloResult::NO_ANSWER;
+        }
+        got += static_cast<size_t>(n);
+    }
+    // type at byte 6, status (little-endian int32) at byte 20.
+    const bool accepted = ack[6] == static_cast<uint8_t>(IpcWire::FrameType::HELLO_ACK) && ack[20] == 0 &&
+        ack[21] == 0 && ack[22] == 0 && ack[23] == 0;
+    return accepted ? HelloResult::ACCEPTED : HelloResult::REFUSED;
+}
+
+HelloResult HelloAsUid(const std::string& path, uid_t uid, gid_t gid, const std::vector<uint8_t>& hello)
+{
+    struct sockaddr_un addr {};
+    addr.sun_family = AF_UNIX;
+    std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
+    pid_t child = fork();
+    if (child < 0) {
+        return HelloResult::NOT_SWITCHED;
+    }
+    if (child == 0) {
+        // Only system calls from here on: the parent has other threads.
+        if (setgroups(0, nullptr) != 0 || setgid(gid) != 0 || setuid(uid) != 0) {
+            _exit(static_cast<int>(HelloResult::NOT_SWITCHED));
+        }
+        int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        if (fd < 0 || connect(fd, reinterpret_cast<struct sockaddr*>(&addr), sizeof(addr)) != 0) {
+            _exit(static_cast<int>(HelloResult::NO_CONNECTION));
+        }
+        _exit(static_cast<int>(RawHello(fd, hello)));
+    }
+    int status = 0;
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            kill(child, SIGKILL);
+            waitpid(child, &status, 0);
+            return HelloResult::NO_ANSWER;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return WIFEXITED(status) ? static_cast<HelloResult>(WEXITSTATUS(status)) : HelloResult::NO_ANSWER;
 }
 
 std::vector<IpcWire::Frame> ReadFrames(int fd, size_t count)

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <sys/types.h>
 #include <thread>
 #include <vector>
 
@@ -88,6 +89,15 @@ bool SendAll(int fd, const std::vector<uint8_t>& bytes);
 bool PeerClosesWithin(int fd, int timeoutMs);
 // Reads frames from a raw socket until count arrived, the peer closed or 3 s passed.
 std::vector<IpcWire::Frame> ReadFrames(int fd, size_t count);
+
+// What a raw client's HELLO got.
+enum class HelloResult { ACCEPTED, REFUSED, NO_ANSWER, NO_CONNECTION, NOT_SWITCHED };
+// Sends hello (the bytes of a HELLO frame) on a raw socket and reads the
+// answer for up to timeoutMs. Only system calls: safe in a forked child.
+HelloResult RawHello(int fd, const std::vector<uint8_t>& hello, int timeoutMs = 3000);
+// RawHello from a child process that connects to path as uid/gid (the
+// caller must be root). NOT_SWITCHED when the child could not become uid.
+HelloResult HelloAsUid(const std::string& path, uid_t uid, gid_t gid, const std::vector<uint8_t>& hello);
 
 // The bytes of frames.
 std::vector<uint8_t> Frame(IpcWire::FrameType type, uint64_t id, uint32_t handle, uint32_t code,

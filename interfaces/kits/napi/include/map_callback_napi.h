@@ -28,7 +28,6 @@ public:
 
 private:
     void CreateAsyncCall(napi_env env, napi_deferred deferred);
-    void Complete(napi_env env);
 
     AsyncCall* asyncCall_ = nullptr;
     ResultData resultData_;

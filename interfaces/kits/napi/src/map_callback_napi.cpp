@@ -26,7 +26,28 @@ MapCallbackNapi::~MapCallbackNapi()
 void MapCallbackNapi::CreateAsyncCall(napi_env env, napi_deferred deferred)
 {
     auto execute = []() {};
-    auto complete = [this](napi_env env) { Complete(env); };
+    // The completion, on the JavaScript thread.
+    auto complete = [this](napi_env env) {
+        sptr<MapCallbackNapi> self;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            self = std::move(keepAlive_);
+        }
+        NAVI_LOGI("notify result to app.");
+        ResultData result {};
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            result.code = resultData_.code;
+            result.message = resultData_.message;
+            result.data = resultData_.data;
+        }
+        napi_value value = nullptr;
+        SetResultData(env, result, value);
+        if (napi_resolve_deferred(env, deferred_, value) != napi_ok) {
+            ThrowLastNapiError(env);
+        }
+        // self goes last: it may delete this object, whose completion this is.
+    };
     asyncCall_ = new AsyncCall(execute, complete);
     asyncCall_->CreateAsyncWork(env, deferred, MAP_CALLBACK_RESOURCE_NAME);
 }
@@ -52,29 +73,6 @@ void MapCallbackNapi::Callback(ResultData data)
         std::lock_guard<std::mutex> lock(mutex_);
         self = std::move(keepAlive_);
     }
-}
-
-void MapCallbackNapi::Complete(napi_env env)
-{
-    sptr<MapCallbackNapi> self;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        self = std::move(keepAlive_);
-    }
-    NAVI_LOGI("notify result to app.");
-    ResultData result {};
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        result.code = resultData_.code;
-        result.message = resultData_.message;
-        result.data = resultData_.data;
-    }
-    napi_value value = nullptr;
-    SetResultData(env, result, value);
-    if (napi_resolve_deferred(env, deferred_, value) != napi_ok) {
-        ThrowLastNapiError(env);
-    }
-    // self goes last: it may delete this object, whose completion this is.
 }
 
 void MapCallbackNapi::SetResultData(napi_env env, const ResultData& result, napi_value& value)

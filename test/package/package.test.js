@@ -1,0 +1,113 @@
+'use strict';
+// The package as a user gets it: packed with npm pack, installed from the
+// tarball into an empty application folder (offline: it needs nothing from
+// the registry), and used there with require and import, its daemon through
+// its bin entry, and its type declarations through tsc.
+const { describe, test, before, after } = require('node:test');
+const assert = require('node:assert/strict');
+const { spawn, spawnSync } = require('node:child_process');
+const fs = require('node:fs');
+const path = require('node:path');
+const paths = require('../js/support/paths');
+const { tempDir, writePolicy, withDeadline } = require('../js/support/daemon');
+
+const BUNDLE = 'com.example.navigation';
+// The application sees only what it installed: no build folder.
+const appEnv = { ...process.env, HILOG_LEVEL: 'warn' };
+delete appEnv.NAVINFO_BUILD_DIR;
+delete appEnv.NAVINFO_SERVICE_SOCKET;
+
+function run(command, args, { cwd, env = appEnv, timeout = 120000 } = {}) {
+  const result = spawnSync(command, args, { cwd, env, encoding: 'utf8', timeout });
+  assert.equal(result.status, 0, `${command} ${args.join(' ')}: ${result.stdout}${result.stderr}`);
+  return result;
+}
+
+describe('the packed package installed into an empty application', () => {
+  const tmp = tempDir();
+  const app = tmp.file('app');
+  let packed;
+
+  before(() => {
+    const pack = run('npm', ['pack', '--json', '--pack-destination', tmp.dir],
+      { cwd: paths.root, env: { ...process.env, NAVINFO_BUILD_DIR: paths.buildDir }, timeout: 600000 });
+    packed = JSON.parse(pack.stdout)[0];
+    fs.mkdirSync(app);
+    fs.writeFileSync(path.join(app, 'package.json'), JSON.stringify({ name: 'app', private: true }));
+    run('npm', ['install', '--offline', '--no-audit', '--no-fund', path.join(tmp.dir, packed.filename)], { cwd: app });
+    fs.cpSync(path.join(__dirname, 'app'), app, { recursive: true });
+    fs.cpSync(path.join(paths.root, 'test', 'types'), path.join(app, 'types'), { recursive: true });
+  });
+
+  after(() => tmp.remove());
+
+  test('the tarball holds what runs and none of the tests, benchmarks, fuzz sources or logs', () => {
+    const files = packed.files.map((f) => f.path);
+    for (const needed of ['index.js', 'index.mjs', 'index.d.ts', 'LICENSE', 'docs/api.md',
+      'prebuilds/linux-x64/navigationinfomgr.node', 'prebuilds/linux-x64/navinfo-service']) {
+      assert.ok(files.includes(needed), needed);
+    }
+    const unwanted = files.filter((f) => /^(test|bench|tools|examples|build[^/]*|node_modules)\/|\.(log|tgz)$/.test(f));
+    assert.deepEqual(unwanted, []);
+  });
+
+  test('require() works with no other step', () => {
+    const result = run(process.execPath, ['-e',
+      "console.log(typeof require('navigation-info-mgr').getNavigationController().updateNavigationStatus)"], { cwd: app });
+    assert.equal(result.stdout.trim(), 'function');
+  });
+
+  const expected = { followed: [BUNDLE, 1, 'Office'], answer: { code: 0, message: 'navigationStatus', data: { eta: 12 } } };
+
+  test('import: named exports, the default export, and a publish/follow/query round trip', () => {
+    const result = run(process.execPath, ['roundtrip.mjs'], { cwd: app });
+    assert.deepEqual(JSON.parse(result.stdout), expected);
+  });
+
+  test('the daemon runs through its bin entry, serves the application, and stops on SIGTERM', async () => {
+    assert.match(run('npx', ['--offline', 'navinfo-service', '--help'], { cwd: app }).stdout, /^usage: navinfo-service/);
+    const policy = writePolicy(tmp.file('policy.json'),
+      { [BUNDLE]: { systemApp: true, navigationPermission: true, uids: [process.getuid()] } });
+    const socket = tmp.file('navinfo.sock');
+    const daemon = spawn(path.join(app, 'node_modules', '.bin', 'navinfo-service'), ['--socket', socket, '--policy', policy],
+      { env: appEnv, stdio: ['ignore', 'pipe', 'pipe'] });
+    let stderr = '';
+    daemon.stderr.on('data', (chunk) => { stderr += chunk; });
+    const exited = new Promise((resolve) => daemon.once('exit', (code, signal) => resolve({ code, signal })));
+    try {
+      await withDeadline(new Promise((resolve) => daemon.stdout.on('data', (d) => /listening on/.test(d) && resolve())),
+        'readiness line of navinfo-service', 10000);
+      const result = run(process.execPath, ['roundtrip.mjs'], { cwd: app, env: { ...appEnv, NAVINFO_SERVICE_SOCKET: socket } });
+      assert.deepEqual(JSON.parse(result.stdout), expected);
+    } finally {
+      daemon.kill('SIGTERM');
+    }
+    assert.deepEqual(await withDeadline(exited, 'navinfo-service stopping', 10000), { code: 0, signal: null });
+    assert.match(stderr, /stopped \(signal 15\)/);
+  });
+
+  test('tsc --strict passes the typed examples, whose expected errors all occur', () => {
+    run(process.execPath, [path.join(paths.root, 'node_modules', 'typescript', 'bin', 'tsc'), '-p', 'types'], { cwd: app });
+  });
+
+  test('with --build-from-source, install builds the binaries from the packed sources', () => {
+    const fromSource = tmp.file('app-from-source');
+    fs.mkdirSync(fromSource);
+    fs.writeFileSync(path.join(fromSource, 'package.json'), JSON.stringify({ name: 'app', private: true }));
+    fs.copyFileSync(path.join(app, 'roundtrip.mjs'), path.join(fromSource, 'roundtrip.mjs'));
+    const install = run('npm', ['install', '--offline', '--no-audit', '--no-fund', '--foreground-scripts',
+      '--build-from-source', path.join(tmp.dir, packed.filename)], { cwd: fromSource, timeout: 900000 });
+    assert.match(install.stdout + install.stderr, /building the native binaries from source[^]*built into/);
+    assert.deepEqual(JSON.parse(run(process.execPath, ['roundtrip.mjs'], { cwd: fromSource }).stdout), expected);
+  });
+
+  test('without a usable binary and without build tools, install names what is missing', () => {
+    const onlyNode = tmp.file('only-node');
+    fs.mkdirSync(onlyNode);
+    fs.symlinkSync(process.execPath, path.join(onlyNode, 'node'));
+    const result = spawnSync(process.execPath, [path.join('node_modules', 'navigation-info-mgr', 'scripts', 'install.js')],
+      { cwd: app, env: { ...appEnv, PATH: onlyNode, NAVINFO_BUILD_FROM_SOURCE: '1' }, encoding: 'utf8' });
+    assert.equal(result.status, 1);
+    assert.match(result.stderr, /missing:\n {2}- CMake 3\.20 or newer \(cmake\)\n {2}- a C\+\+17 compiler/);
+  });
+});
