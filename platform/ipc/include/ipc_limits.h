@@ -60,8 +60,8 @@ constexpr size_t kMaxQueuedOutgoingBytes = 16 * 1024 * 1024;
 // Frames, or bytes, waiting to be written before a one-way call with a
 // supersede key replaces a queued one of its key: a burst smaller than this
 // goes out whole, however slowly the peer reads.
-constexpr size_t kSupersedeAfterQueuedFrames = 1024;
-constexpr size_t kSupersedeAfterQueuedBytes = 4 * 1024 * 1024;
+constexpr size_t kSupersedeAfterQueuedFrames = 512;
+constexpr size_t kSupersedeAfterQueuedBytes = 2 * 1024 * 1024;
 // How long a new connection may take to complete the HELLO exchange.
 constexpr int kHandshakeTimeoutMs = 3000;
 // How long the rest of a frame may take once its first bytes arrived; a peer
