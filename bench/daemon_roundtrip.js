@@ -1,17 +1,19 @@
 'use strict';
 // Through the navinfo-service daemon: a status change from publishing to the
 // follower's onStatusChanged, and a query answered by the navigation role,
-// each against the floor of a raw Unix-socket echo round trip (Node `net`,
-// echo server in another process) plus one thread start. This process plays
-// both roles: every delivery leaves it, passes the daemon and comes back.
-//
-// Prints one JSON line. The thread start comes from navinfo_native_bench
-// (built unless NAVINFO_BUILD_BENCH=OFF); without it that figure is null.
-const { spawn, spawnSync, fork } = require('node:child_process');
+// each against its floor measured in the same run (bench/floors.js). This
+// process plays both roles: every delivery leaves it, passes the daemon and
+// comes back.
+//  - status: one socket round trip (publisher -> daemon -> follower is two
+//    one-way trips) and one thread start (the hand-off thread);
+//  - query: two socket round trips, one thread start and two wake-ups of
+//    the Node loop (the request's and the answer's).
+// Prints one JSON line.
+const { spawn, fork } = require('node:child_process');
 const fs = require('node:fs');
-const net = require('node:net');
 const os = require('node:os');
 const path = require('node:path');
+const { measureFloors, floorsUs, us, ratio } = require('./floors');
 
 const root = path.join(__dirname, '..');
 const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(root, 'build');
@@ -20,7 +22,6 @@ const BUNDLE = 'com.example.bench';
 
 const median = (values) => [...values].sort((a, b) => a - b)[Math.floor(values.length / 2)];
 const p99 = (values) => [...values].sort((a, b) => a - b)[Math.floor(values.length * 0.99)];
-const us = (ns) => +(ns / 1000).toFixed(1);
 
 // --- the measuring child: uses the module against the daemon ---
 async function measureThroughDaemon() {
@@ -64,7 +65,7 @@ if (process.env.DAEMON_ROUNDTRIP_CHILD) {
   return;
 }
 
-// --- the parent: daemon, echo server, floor, then the child ---
+// --- the parent: daemon, floors, then the child ---
 function waitForLine(child, pattern) {
   return new Promise((resolve, reject) => {
     let text = '';
@@ -76,52 +77,9 @@ function waitForLine(child, pattern) {
   });
 }
 
-async function echoRoundTrips(socketPath) {
-  const socket = net.connect(socketPath);
-  socket.setNoDelay(true);
-  await new Promise((resolve) => socket.once('connect', resolve));
-  const payload = Buffer.alloc(64, 7);
-  const times = [];
-  for (let i = 0; i < samples + 200; i++) {
-    const start = process.hrtime.bigint();
-    socket.write(payload);
-    let received = 0;
-    await new Promise((resolve) => {
-      const onData = (chunk) => {
-        received += chunk.length;
-        if (received >= payload.length) {
-          socket.off('data', onData);
-          resolve();
-        }
-      };
-      socket.on('data', onData);
-    });
-    if (i >= 200) times.push(Number(process.hrtime.bigint() - start));
-  }
-  socket.destroy();
-  return times;
-}
-
-function threadStartNs() {
-  const binary = path.join(buildDir, 'bin', 'navinfo_native_bench');
-  if (!fs.existsSync(binary)) return null;
-  const run = spawnSync(binary, ['--benchmark_filter=ThreadStartJoin', '--benchmark_format=json'],
-    { encoding: 'utf8', timeout: 60000 });
-  try {
-    const result = JSON.parse(run.stdout).benchmarks[0];
-    return result.real_time * ({ ns: 1, us: 1e3, ms: 1e6 }[result.time_unit] || 1);
-  } catch {
-    return null;
-  }
-}
-
 (async () => {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-'));
   const children = [];
-  const cleanUp = () => {
-    for (const child of children) child.kill('SIGKILL');
-    fs.rmSync(dir, { recursive: true, force: true });
-  };
   try {
     const policy = path.join(dir, 'policy.json');
     fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true,
@@ -132,14 +90,7 @@ function threadStartNs() {
     children.push(daemon);
     await waitForLine(daemon, /listening on/);
 
-    const echoSocket = path.join(dir, 'echo.sock');
-    const echo = spawn(process.execPath, ['-e', `
-      require('net').createServer((s) => { s.setNoDelay(true); s.on('data', (d) => s.write(d)); })
-        .listen(${JSON.stringify(echoSocket)}, () => console.log('echo ready'));`], { stdio: ['ignore', 'pipe', 'inherit'] });
-    children.push(echo);
-    await waitForLine(echo, /echo ready/);
-    const echoTimes = await echoRoundTrips(echoSocket);
-
+    const floors = await measureFloors(samples);
     const child = fork(__filename, [], {
       env: { ...process.env, DAEMON_ROUNDTRIP_CHILD: '1', NAVINFO_BUILD_DIR: buildDir,
         NAVINFO_SERVICE_SOCKET: serviceSocket, NAVINFO_BUNDLE_NAME: BUNDLE, HILOG_LEVEL: 'error' },
@@ -151,26 +102,22 @@ function threadStartNs() {
       child.once('close', (code) => reject(new Error(`measuring child ended (${code}) without results`)));
     });
 
-    const echoNs = median(echoTimes);
-    const threadNs = threadStartNs();
-    const floorNs = threadNs === null ? null : echoNs + threadNs;
-    const statusNs = median(measured.status);
-    const queryNs = median(measured.query);
-    const ratio = (value, base) => (base === null ? null : +(value / base).toFixed(2));
+    const statusFloorNs = floors.socketRoundTripNs + floors.threadStartNs;
+    const queryFloorNs = 2 * floors.socketRoundTripNs + floors.threadStartNs + 2 * floors.loopWakeNs;
     console.log(JSON.stringify({
       benchmark: 'daemon_roundtrip',
       samples,
-      echoRoundTripUs: us(echoNs),
-      threadStartUs: threadNs === null ? null : us(threadNs),
-      statusDeliveryUs: { p50: us(statusNs), p99: us(p99(measured.status)) },
-      queryRoundTripUs: { p50: us(queryNs), p99: us(p99(measured.query)) },
-      statusVsEcho: ratio(statusNs, echoNs),
-      queryVsEcho: ratio(queryNs, echoNs),
-      statusVsEchoPlusThread: ratio(statusNs, floorNs),
-      queryVsEchoPlusThread: ratio(queryNs, floorNs),
+      floorsUs: floorsUs(floors),
+      statusDeliveryUs: { p50: us(median(measured.status)), p99: us(p99(measured.status)) },
+      statusFloorUs: us(statusFloorNs),
+      statusP50VsFloor: ratio(median(measured.status), statusFloorNs),
+      queryRoundTripUs: { p50: us(median(measured.query)), p99: us(p99(measured.query)) },
+      queryFloorUs: us(queryFloorNs),
+      queryP50VsFloor: ratio(median(measured.query), queryFloorNs),
     }));
   } finally {
-    cleanUp();
+    for (const child of children) child.kill('SIGKILL');
+    fs.rmSync(dir, { recursive: true, force: true });
   }
 })().catch((error) => {
   console.error(error);
