@@ -106,6 +106,17 @@ test('status: strings are cut at 255 bytes, names of any length are looked up cu
   assert.equal(cutName.error, null);
 });
 
+test('status: values are looked up by the text of their names, not by their keys', () => {
+  // 'theme\0x' reads as "theme", which holds nothing here: a failed number read.
+  const cut = publishAndRead({ 'theme\u0000x': 4 });
+  assert.equal(cut.error.message, 'A number was expected');
+  assert.equal(cut.read.theme, 0);
+  // A lone surrogate reads as U+FFFD: the getter of that name is met for both.
+  let reads = 0;
+  publishAndRead({ get ['\uFFFD']() { reads++; return 1; }, ['\uD800']: 1 });
+  assert.equal(reads, 2);
+});
+
 test('metadata: fields, the 16-bit turn mode, text vectors and flags come back as published', async () => {
   const { error, metadata } = await publishMetadata({
     naviTurnMode: 70000, segmentLeftDis: 4294967295, currentRoadName: 'A1', nextRoadName: 'B2',

@@ -10,6 +10,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "nav_info_common.h"
 #include "refbase.h"
@@ -39,10 +40,18 @@ void GetPropertyNapiValueAndString(napi_env env, napi_value object, napi_value k
     napi_value& value);
 std::string GetString(napi_env env, napi_value value);
 
+// GetPropertyNapiValueAndString into a caller's buffer of STRING_BUFFER_SIZE
+// bytes: the name's text (zero-terminated, length bytes up to its first zero
+// byte) and the value looked up by that text. False, with the empty text and
+// value untouched, when no text was read (reported or logged as there).
+bool GetPropertyNameAndValue(napi_env env, napi_value object, napi_value key, char* buffer, size_t& length,
+    napi_value& value);
+
 // Walks the object's own enumerable properties in their order: for each name,
 // fetches the name's text (at most 255 bytes) and the value looked up by that
-// text, and calls visit(name, value), which returns false to end the walk. A
-// failure to fetch a name is reported and ends the walk.
+// text, and calls visit(name, value), which returns false to end the walk;
+// name stays valid, zero-terminated, during the call. A failure to fetch a
+// name is reported and ends the walk.
 template <typename Visit>
 void ForEachProperty(napi_env env, napi_value object, Visit visit)
 {
@@ -55,10 +64,11 @@ void ForEachProperty(napi_env env, napi_value object, Visit visit)
             ThrowLastNapiError(env);
             return;
         }
-        std::string name;
+        char name[STRING_BUFFER_SIZE];
+        size_t nameLength = 0;
         napi_value value = nullptr;
-        GetPropertyNapiValueAndString(env, object, key, name, value);
-        if (!visit(name, value)) {
+        GetPropertyNameAndValue(env, object, key, name, nameLength, value);
+        if (!visit(std::string_view(name, nameLength), value)) {
             return;
         }
     }

@@ -4,6 +4,7 @@
 #include <system_error>
 #include <thread>
 
+#include "name_table.h"
 #include "napi_common_want.h"
 
 namespace OHOS::NavigationInfoService {
@@ -89,22 +90,56 @@ void GetPropertyNamesAndLenth(napi_env env, napi_value object, napi_value& names
     }
 }
 
-void GetPropertyNapiValueAndString(napi_env env, napi_value object, napi_value key, std::string& name,
+namespace {
+
+// Whether looking a property up by the text that napi_get_value_utf8 gave of
+// its key finds what looking it up by the key itself finds: the text is
+// whole (room for one more character was left, and no zero byte ends it
+// early) and no character was replaced (0xEF: U+FFFD, the replacement of a
+// lone surrogate; 0xED: a surrogate's own encoding).
+bool TextIsWholeKey(const char* text, size_t written, size_t length)
+{
+    constexpr size_t MAX_UTF8_CHAR_BYTES = 4;
+    return length == written && written + MAX_UTF8_CHAR_BYTES < STRING_BUFFER_SIZE &&
+        std::memchr(text, 0xEF, written) == nullptr && std::memchr(text, 0xED, written) == nullptr;
+}
+
+} // namespace
+
+bool GetPropertyNameAndValue(napi_env env, napi_value object, napi_value key, char* buffer, size_t& length,
     napi_value& value)
 {
-    char buffer[STRING_BUFFER_SIZE] = {0};
+    buffer[0] = '\0';
+    length = 0;
     size_t written = 0;
     if (napi_get_value_string_utf8(env, key, buffer, STRING_BUFFER_SIZE, &written) != napi_ok) {
         ThrowLastNapiError(env);
-        return;
+        return false;
     }
     if (written == 0) {
-        NAVI_LOGI("get property name failed");
-        return;
+        NAVI_LOGI_AS("GetPropertyNapiValueAndString", "get property name failed");
+        return false;
     }
-    name = buffer;
-    if (napi_get_named_property(env, object, buffer, &value) != napi_ok) {
+    length = std::strlen(buffer);
+    // The property is the one the text names; when the text is the whole key,
+    // the key finds it without the text being turned into a key again.
+    napi_status status = TextIsWholeKey(buffer, written, length) ? napi_get_property(env, object, key, &value)
+                                                                 : napi_get_named_property(env, object, buffer, &value);
+    if (status != napi_ok) {
         ThrowLastNapiError(env);
+    }
+    return true;
+}
+
+void GetPropertyNapiValueAndString(napi_env env, napi_value object, napi_value key, std::string& name,
+    napi_value& value)
+{
+    char buffer[STRING_BUFFER_SIZE];
+    size_t length = 0;
+    napi_value found = value;
+    if (GetPropertyNameAndValue(env, object, key, buffer, length, found)) {
+        name.assign(buffer, length);
+        value = found;
     }
 }
 
@@ -322,22 +357,16 @@ std::string ToString(const CommandType& type)
 
 QueryType ToEnumQueryType(const std::string& name)
 {
-    for (size_t i = 0; i < QUERY_TYPE_NAMES.size(); ++i) {
-        if (QUERY_TYPE_NAMES[i] == name) {
-            return static_cast<QueryType>(i);
-        }
-    }
-    return static_cast<QueryType>(QUERY_TYPE_NAMES.size());
+    static const NameTable names(QUERY_TYPE_NAMES);
+    int index = names.Find(name);
+    return static_cast<QueryType>(index == NameTable::NOT_FOUND ? QUERY_TYPE_NAMES.size() : index);
 }
 
 CommandType ToEnumCommandType(const std::string& name)
 {
-    for (size_t i = 0; i < COMMAND_TYPE_NAMES.size(); ++i) {
-        if (COMMAND_TYPE_NAMES[i] == name) {
-            return static_cast<CommandType>(i);
-        }
-    }
-    return static_cast<CommandType>(COMMAND_TYPE_NAMES.size());
+    static const NameTable names(COMMAND_TYPE_NAMES);
+    int index = names.Find(name);
+    return static_cast<CommandType>(index == NameTable::NOT_FOUND ? COMMAND_TYPE_NAMES.size() : index);
 }
 
 sptr<ThreadSafeFnInfo> ThreadSafeFnSlot::Get() const

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "nav_info_client.h"
+#include "name_table.h"
 #include "nav_napi_common.h"
 #include "napi_common_want.h"
 #include "system_navigation_listener_napi.h"
@@ -166,29 +167,55 @@ napi_value NavigationControllerNapi::JsUnregisterSystemNavigationListener(napi_e
     return nullptr;
 }
 
+namespace {
+
+// The field tables of the parsers, in their order.
+enum StatusField { STATUS, NAVI_TYPE, DEST_LOCATION, PASS_POINT, ROUTE_INDEX, STATUS_CUSTOM_DATA, THEME,
+    ROUTE_PREFERENCE };
+const NameTable& StatusFields()
+{
+    static const NameTable table(std::initializer_list<const char*> {"status", "naviType", "destLocation",
+        "passPoint", "routeIndex", "customData", "theme", "routePreference"});
+    return table;
+}
+
+enum LocationField { NAME, COORD_TYPE, LONGITUDE, LATITUDE, ALTITUDE };
+const NameTable& LocationFields()
+{
+    static const NameTable table(
+        std::initializer_list<const char*> {"name", "coordType", "longitude", "latitude", "altitude"});
+    return table;
+}
+
+enum MetadataField { NAVI_TURN_MODE, SEGMENT_LEFT_DIS, CURRENT_ROAD_NAME, NEXT_ROAD_NAME, INTERSECTION_VIEW,
+    VIEW_WIDTH, VIEW_HEIGHT, TRAFFIC_LANE, CAMERA_SPEED_LIMIT_VALID, CAMERA_SPEED_LIMIT, NAVI_SPEED_LIMIT_VALID,
+    NAVI_SPEED_LIMIT, CURRENT_SPEED, NAVI_BEARING, TOTAL_LEFT_DIS, REMAINING_TIME, METADATA_CUSTOM_DATA };
+const NameTable& MetadataFields()
+{
+    static const NameTable table(std::initializer_list<const char*> {"naviTurnMode", "segmentLeftDis",
+        "currentRoadName", "nextRoadName", "intersectionView", "viewWidth", "viewHeight", "trafficLane",
+        "cameraSpeedLimitValid", "cameraSpeedLimit", "naviSpeedLimitValid", "naviSpeedLimit", "currentSpeed",
+        "naviBearing", "totalLeftDis", "remainingTime", "customData"});
+    return table;
+}
+
+} // namespace
+
 void NavigationControllerNapi::ParseNavigationStatusData(napi_env env, napi_value object, NavigationStatus* status)
 {
     const char* caller = __FUNCTION__;
-    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
+    ForEachProperty(env, object, [&](std::string_view name, napi_value value) {
         napi_status ret = napi_ok;
-        if (name == "status") {
-            ret = napi_get_value_int32(env, value, &status->status);
-        } else if (name == "naviType") {
-            ret = napi_get_value_int32(env, value, &status->naviType);
-        } else if (name == "destLocation") {
-            ParseLocationData(env, value, &status->destLocation);
-        } else if (name == "passPoint") {
-            ParsePassPointDatas(env, value, status->passPoint);
-        } else if (name == "routeIndex") {
-            ret = napi_get_value_int32(env, value, &status->routeIndex);
-        } else if (name == "customData") {
-            status->customData = GetString(env, value);
-        } else if (name == "theme") {
-            ret = napi_get_value_int32(env, value, &status->theme);
-        } else if (name == "routePreference") {
-            ParseRoutePreference(env, value, status->routePreference);
-        } else {
-            NAVI_LOGI_AS(caller, "invalid property name");
+        switch (StatusFields().Find(name)) {
+            case STATUS: ret = napi_get_value_int32(env, value, &status->status); break;
+            case NAVI_TYPE: ret = napi_get_value_int32(env, value, &status->naviType); break;
+            case DEST_LOCATION: ParseLocationData(env, value, &status->destLocation); break;
+            case PASS_POINT: ParsePassPointDatas(env, value, status->passPoint); break;
+            case ROUTE_INDEX: ret = napi_get_value_int32(env, value, &status->routeIndex); break;
+            case STATUS_CUSTOM_DATA: status->customData = GetString(env, value); break;
+            case THEME: ret = napi_get_value_int32(env, value, &status->theme); break;
+            case ROUTE_PREFERENCE: ParseRoutePreference(env, value, status->routePreference); break;
+            default: NAVI_LOGI_AS(caller, "invalid property name"); break;
         }
         if (ret != napi_ok) {
             ThrowLastNapiError(env);
@@ -201,20 +228,15 @@ void NavigationControllerNapi::ParseNavigationStatusData(napi_env env, napi_valu
 void NavigationControllerNapi::ParseLocationData(napi_env env, napi_value object, Location* location)
 {
     const char* caller = __FUNCTION__;
-    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
+    ForEachProperty(env, object, [&](std::string_view name, napi_value value) {
         napi_status ret = napi_ok;
-        if (name == "name") {
-            location->name = GetString(env, value);
-        } else if (name == "coordType") {
-            ret = napi_get_value_int32(env, value, &location->coordType);
-        } else if (name == "longitude") {
-            ret = napi_get_value_double(env, value, &location->longitude);
-        } else if (name == "latitude") {
-            ret = napi_get_value_double(env, value, &location->latitude);
-        } else if (name == "altitude") {
-            ret = napi_get_value_double(env, value, &location->altitude);
-        } else {
-            NAVI_LOGI_AS(caller, "invalid property name");
+        switch (LocationFields().Find(name)) {
+            case NAME: location->name = GetString(env, value); break;
+            case COORD_TYPE: ret = napi_get_value_int32(env, value, &location->coordType); break;
+            case LONGITUDE: ret = napi_get_value_double(env, value, &location->longitude); break;
+            case LATITUDE: ret = napi_get_value_double(env, value, &location->latitude); break;
+            case ALTITUDE: ret = napi_get_value_double(env, value, &location->altitude); break;
+            default: NAVI_LOGI_AS(caller, "invalid property name"); break;
         }
         if (ret != napi_ok) {
             ThrowLastNapiError(env);
@@ -275,8 +297,8 @@ void NavigationControllerNapi::ParseRoutePreference(napi_env env, napi_value arr
 void NavigationControllerNapi::ParseNavigationMetadata(napi_env env, napi_value object, NavigationMetadata* metadata)
 {
     NAVI_LOGI("is called");
-    ForEachProperty(env, object, [&](const std::string& name, napi_value value) {
-        ProcessNavigationMetadataProperty(env, name.c_str(), value, metadata);
+    ForEachProperty(env, object, [&](std::string_view name, napi_value value) {
+        ProcessNavigationMetadataProperty(env, name.data(), value, metadata);
         return true; // a bad value never ends this walk
     });
 }
@@ -302,47 +324,34 @@ void ReadBool(napi_env env, napi_value value, bool& field)
 void NavigationControllerNapi::ProcessNavigationMetadataProperty(napi_env env, const char* name, napi_value value,
     NavigationMetadata* metadata)
 {
-    std::string key(name);
-    if (key == "naviTurnMode") {
-        SetByte(env, value, metadata->naviTurnMode);
-    } else if (key == "segmentLeftDis") {
-        ReadUint32(env, value, metadata->segmentLeftDis);
-    } else if (key == "currentRoadName") {
-        metadata->currentRoadName = GetString(env, value);
-    } else if (key == "nextRoadName") {
-        metadata->nextRoadName = GetString(env, value);
-    } else if (key == "intersectionView") {
-        SetByteVector(env, value, metadata->intersectionView);
-    } else if (key == "viewWidth") {
-        ReadUint32(env, value, metadata->viewWidth);
-    } else if (key == "viewHeight") {
-        ReadUint32(env, value, metadata->viewHeight);
-    } else if (key == "trafficLane") {
-        SetByteVector(env, value, metadata->trafficLane);
-    } else if (key == "cameraSpeedLimitValid") {
-        ReadBool(env, value, metadata->cameraSpeedLimitValid);
-    } else if (key == "cameraSpeedLimit") {
-        ReadUint32(env, value, metadata->cameraSpeedLimit);
-    } else if (key == "naviSpeedLimitValid") {
-        ReadBool(env, value, metadata->naviSpeedLimitValid);
-    } else if (key == "naviSpeedLimit") {
-        ReadUint32(env, value, metadata->naviSpeedLimit);
-    } else if (key == "currentSpeed") {
-        ReadUint32(env, value, metadata->currentSpeed);
-    } else if (key == "naviBearing") {
-        if (napi_get_value_double(env, value, &metadata->naviBearing) != napi_ok) {
-            ThrowLastNapiError(env);
+    switch (MetadataFields().Find(name)) {
+        case NAVI_TURN_MODE: SetByte(env, value, metadata->naviTurnMode); break;
+        case SEGMENT_LEFT_DIS: ReadUint32(env, value, metadata->segmentLeftDis); break;
+        case CURRENT_ROAD_NAME: metadata->currentRoadName = GetString(env, value); break;
+        case NEXT_ROAD_NAME: metadata->nextRoadName = GetString(env, value); break;
+        case INTERSECTION_VIEW: SetByteVector(env, value, metadata->intersectionView); break;
+        case VIEW_WIDTH: ReadUint32(env, value, metadata->viewWidth); break;
+        case VIEW_HEIGHT: ReadUint32(env, value, metadata->viewHeight); break;
+        case TRAFFIC_LANE: SetByteVector(env, value, metadata->trafficLane); break;
+        case CAMERA_SPEED_LIMIT_VALID: ReadBool(env, value, metadata->cameraSpeedLimitValid); break;
+        case CAMERA_SPEED_LIMIT: ReadUint32(env, value, metadata->cameraSpeedLimit); break;
+        case NAVI_SPEED_LIMIT_VALID: ReadBool(env, value, metadata->naviSpeedLimitValid); break;
+        case NAVI_SPEED_LIMIT: ReadUint32(env, value, metadata->naviSpeedLimit); break;
+        case CURRENT_SPEED: ReadUint32(env, value, metadata->currentSpeed); break;
+        case NAVI_BEARING:
+            if (napi_get_value_double(env, value, &metadata->naviBearing) != napi_ok) {
+                ThrowLastNapiError(env);
+            }
+            break;
+        case TOTAL_LEFT_DIS: ReadUint32(env, value, metadata->totalLeftDis); break;
+        case REMAINING_TIME: ReadUint32(env, value, metadata->remainingTime); break;
+        case METADATA_CUSTOM_DATA: {
+            AAFwk::WantParams customData;
+            AppExecFwk::UnwrapWantParams(env, value, customData);
+            metadata->customData = std::move(customData);
+            break;
         }
-    } else if (key == "totalLeftDis") {
-        ReadUint32(env, value, metadata->totalLeftDis);
-    } else if (key == "remainingTime") {
-        ReadUint32(env, value, metadata->remainingTime);
-    } else if (key == "customData") {
-        AAFwk::WantParams customData;
-        AppExecFwk::UnwrapWantParams(env, value, customData);
-        metadata->customData = customData;
-    } else {
-        NAVI_LOGI("invalid property name");
+        default: NAVI_LOGI("invalid property name"); break;
     }
 }
 
@@ -358,7 +367,26 @@ void NavigationControllerNapi::SetByte(napi_env env, napi_value value, uint16_t&
 
 void NavigationControllerNapi::SetByteVector(napi_env env, napi_value value, std::vector<uint16_t>& field)
 {
+    // Each byte, the terminating zero included, as a signed 8-bit value
+    // widened: 0x80..0xFF become 0xFF80..0xFFFF.
+    auto append = [&field](const char* bytes, size_t count) {
+        field.reserve(field.size() + count);
+        for (size_t i = 0; i < count; ++i) {
+            field.push_back(static_cast<uint16_t>(static_cast<int16_t>(static_cast<int8_t>(bytes[i]))));
+        }
+    };
+    // A short string is read whole in one go: room for one more character was left.
+    constexpr size_t MAX_UTF8_CHAR_BYTES = 4;
+    char shortText[STRING_BUFFER_SIZE];
     size_t length = 0;
+    if (napi_get_value_string_utf8(env, value, shortText, sizeof(shortText), &length) != napi_ok) {
+        ThrowLastNapiError(env);
+        return;
+    }
+    if (length + MAX_UTF8_CHAR_BYTES < sizeof(shortText)) {
+        append(shortText, length + 1);
+        return;
+    }
     if (napi_get_value_string_utf8(env, value, nullptr, 0, &length) != napi_ok) {
         ThrowLastNapiError(env);
         return;
@@ -369,11 +397,7 @@ void NavigationControllerNapi::SetByteVector(napi_env env, napi_value value, std
         ThrowLastNapiError(env);
         return;
     }
-    field.reserve(field.size() + buffer.size());
-    for (char byte : buffer) {
-        // Each byte as a signed 8-bit value, widened: 0x80..0xFF become 0xFF80..0xFFFF.
-        field.push_back(static_cast<uint16_t>(static_cast<int16_t>(static_cast<int8_t>(byte))));
-    }
+    append(buffer.data(), buffer.size());
 }
 
 } // namespace OHOS::NavigationInfoService

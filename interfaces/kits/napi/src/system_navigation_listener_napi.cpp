@@ -1,6 +1,7 @@
 #include "system_navigation_listener_napi.h"
 
 #include "listener_delivery.h"
+#include "name_table.h"
 #include "napi_common_want.h"
 
 namespace OHOS::NavigationInfoService {
@@ -217,21 +218,25 @@ napi_value SystemNavigationListenerNapi::PromiseThenFunction(napi_env env, napi_
 
 void SystemNavigationListenerNapi::ParseResultData(napi_env env, napi_value value, ResultData& result)
 {
+    enum ResultField { CODE, MESSAGE, DATA };
+    static const NameTable fields(std::initializer_list<const char*> {"code", "message", "data"});
     const char* caller = __FUNCTION__;
-    ForEachProperty(env, value, [&](const std::string& name, napi_value property) {
-        if (name == "code") {
-            if (napi_get_value_int32(env, property, &result.code) != napi_ok) {
-                ThrowLastNapiError(env);
-                return false; // later properties are not read
+    ForEachProperty(env, value, [&](std::string_view name, napi_value property) {
+        switch (fields.Find(name)) {
+            case CODE:
+                if (napi_get_value_int32(env, property, &result.code) != napi_ok) {
+                    ThrowLastNapiError(env);
+                    return false; // later properties are not read
+                }
+                break;
+            case MESSAGE: result.message = GetString(env, property); break;
+            case DATA: {
+                AAFwk::WantParams data;
+                AppExecFwk::UnwrapWantParams(env, property, data);
+                result.data = std::move(data);
+                break;
             }
-        } else if (name == "message") {
-            result.message = GetString(env, property);
-        } else if (name == "data") {
-            AAFwk::WantParams data;
-            AppExecFwk::UnwrapWantParams(env, property, data);
-            result.data = data;
-        } else {
-            NAVI_LOGI_AS(caller, "invalid property name");
+            default: NAVI_LOGI_AS(caller, "invalid property name"); break;
         }
         return true;
     });
