@@ -4,6 +4,7 @@
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const paths = require('./support/paths');
+const { Worker } = require('node:worker_threads');
 const { deferred } = require('./support/wait');
 
 const nav = paths.loadModule();
@@ -115,6 +116,19 @@ test('status: values are looked up by the text of their names, not by their keys
   let reads = 0;
   publishAndRead({ get ['\uFFFD']() { reads++; return 1; }, ['\uD800']: 1 });
   assert.equal(reads, 2);
+});
+
+test('status: a script that replaced Object.keys does not change the order properties are read in', async () => {
+  const worker = new Worker(`
+    const { parentPort, workerData } = require('node:worker_threads');
+    const keys = Object.keys;
+    Object.keys = (object) => keys(object).reverse();
+    const nav = require(workerData.root);
+    try { nav.getNavigationController().updateNavigationStatus({ status: 'x', theme: 1 }); } catch {}
+    parentPort.postMessage(nav.getSystemNavigationController().getNavigationStatus(workerData.bundle).theme);`,
+  { eval: true, workerData: { root: paths.root, bundle: BUNDLE } });
+  const theme = await new Promise((resolve, reject) => { worker.once('message', resolve); worker.once('error', reject); });
+  assert.equal(theme, 0); // the walk ended at "status", before "theme"
 });
 
 test('metadata: fields, the 16-bit turn mode, text vectors and flags come back as published', async () => {

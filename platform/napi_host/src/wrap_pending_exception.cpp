@@ -4,6 +4,7 @@
 // coercion, and promise creation. napi_get_property_names has its own file.
 //
 // Threads: the env's JavaScript thread, like the functions they wrap.
+#include "js_thread_cache.h"
 #include "no_throw.h"
 #include "pending_exception.h"
 #include "real_napi.h"
@@ -16,6 +17,10 @@ extern "C" napi_status __wrap_napi_get_all_property_names(napi_env env, napi_val
 {
     return NapiHost::NoThrow([&] {
         return CallPastPendingException(env, [&] {
+            if (keyMode == napi_key_own_only && keyFilter == (napi_key_enumerable | napi_key_skip_symbols) &&
+                keyConversion == napi_key_numbers_to_strings) {
+                return NapiHost::GetOwnEnumerableStringKeys(env, object, result);
+            }
             return __real_napi_get_all_property_names(env, object, keyMode, keyFilter, keyConversion, result);
         });
     });

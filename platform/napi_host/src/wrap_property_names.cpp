@@ -10,6 +10,7 @@
 // - Carried out while an exception is pending (pending_exception.h).
 //
 // Thread: the env's JavaScript thread.
+#include "js_thread_cache.h"
 #include "last_error.h"
 #include "no_throw.h"
 #include "pending_exception.h"
@@ -24,6 +25,25 @@ bool IsObject(napi_valuetype type)
 
 } // namespace
 
+namespace NapiHost {
+
+napi_status GetOwnEnumerableStringKeys(napi_env env, napi_value object, napi_value* result)
+{
+    JsThreadCache* cache = object != nullptr && result != nullptr ? CacheOf(env) : nullptr;
+    if (cache != nullptr) {
+        if (napi_value keys = BuiltinObjectKeys(env, *cache)) {
+            napi_status status = __real_napi_call_function(env, keys, keys, 1, &object, result);
+            // As napi_get_all_property_names reports an exception (a proxy's trap threw).
+            return status == napi_pending_exception ? SetLastError(env, napi_generic_failure) : status;
+        }
+    }
+    return __real_napi_get_all_property_names(env, object, napi_key_own_only,
+        static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols), napi_key_numbers_to_strings,
+        result);
+}
+
+} // namespace NapiHost
+
 extern "C" napi_status __wrap_napi_get_property_names(napi_env env, napi_value object, napi_value* result)
 {
     return NapiHost::NoThrow([&] {
@@ -32,10 +52,7 @@ extern "C" napi_status __wrap_napi_get_property_names(napi_env env, napi_value o
             (napi_typeof(env, object, &type) != napi_ok || !IsObject(type))) {
             return NapiHost::SetLastError(env, napi_object_expected);
         }
-        return NapiHost::CallPastPendingException(env, [&] {
-            return __real_napi_get_all_property_names(env, object, napi_key_own_only,
-                static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols), napi_key_numbers_to_strings,
-                result);
-        });
+        return NapiHost::CallPastPendingException(env,
+            [&] { return NapiHost::GetOwnEnumerableStringKeys(env, object, result); });
     });
 }
