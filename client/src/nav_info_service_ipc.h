@@ -29,6 +29,8 @@ enum NavInfoServiceTransaction : uint32_t {
     SVC_UNREGISTER_NAVIGATION_METADATA_LISTENER = 9,
     SVC_QUERY_NAVIGATION_INFO = 10,
     SVC_SEND_NAVIGATION_CMD = 11,
+    // What the service holds (system applications only): reply ServiceSnapshot.
+    SVC_INSPECT_SERVICE = 12,
 };
 
 // An optional object argument: int32 1 and the object, or int32 0 for null,

@@ -7,6 +7,7 @@
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "record_marshalling.h"
+#include "snapshot_marshalling.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -180,6 +181,24 @@ int32_t NavInfoServiceProxy::SendNavigationCmd(const std::string& bundleName, in
     const AAFwk::WantParams& params, const sptr<IRemoteObject>& callback)
 {
     return Request(SVC_SEND_NAVIGATION_CMD, bundleName, type, params, callback);
+}
+
+int32_t NavInfoServiceProxy::InspectService(ServiceSnapshot& snapshot)
+{
+    MessageParcel data;
+    MessageParcel reply;
+    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor())) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    int32_t result = Transact(SVC_INSPECT_SERVICE, data, reply);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (!Marshalling::ReadServiceSnapshot(reply, snapshot)) {
+        CLIENT_LOGW("service snapshot: reply does not decode");
+        return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    }
+    return NAV_INFO_SUCCESS;
 }
 
 } // namespace OHOS::NavigationInfoService

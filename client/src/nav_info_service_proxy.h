@@ -18,6 +18,7 @@
 #include "iremote_object.h"
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
+#include "service_snapshot.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -43,6 +44,8 @@ public:
         const sptr<IRemoteObject>& callback);
     int32_t SendNavigationCmd(const std::string& bundleName, int32_t type, const AAFwk::WantParams& params,
         const sptr<IRemoteObject>& callback);
+    // snapshot is written only when the result is NAV_INFO_SUCCESS.
+    int32_t InspectService(ServiceSnapshot& snapshot);
 
 private:
     // Sends data (token already written) and reads the result from the reply.

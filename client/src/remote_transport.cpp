@@ -251,4 +251,13 @@ int32_t RemoteTransport::SendNavigationCmd(const std::string& bundleName, Comman
     return SubmitRequest(SVC_SEND_NAVIGATION_CMD, bundleName, static_cast<int32_t>(type), params, callback);
 }
 
+int32_t RemoteTransport::InspectService(ServiceSnapshot& snapshot)
+{
+    ServiceLease lease = connector_->Acquire();
+    if (lease.service == nullptr) {
+        return lease.failure;
+    }
+    return NavInfoServiceProxy(lease.service).InspectService(snapshot);
+}
+
 } // namespace OHOS::NavigationInfoService

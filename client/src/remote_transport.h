@@ -58,6 +58,7 @@ public:
         sptr<IMapCallback> callback) override;
 
     bool IsServiceConnected() const override { return ConnectionGeneration() != 0; }
+    int32_t InspectService(ServiceSnapshot& snapshot) override;
 
     // For tests: requests sent and not yet settled; the live connection's
     // generation (0: none).

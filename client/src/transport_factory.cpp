@@ -56,6 +56,7 @@ public:
     {
         return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
     }
+    int32_t InspectService(ServiceSnapshot&) override { return NAV_INFO_ERR_SERVICE_UNAVAILABLE; }
 };
 
 } // namespace

@@ -54,7 +54,7 @@ int DaemonService::Start()
             live->OnClientGone(connection->GetId());
         }
     };
-    sptr<IRemoteObject> root = new NavInfoServiceStub(core_);
+    sptr<IRemoteObject> root = new NavInfoServiceStub(core_, [this] { return ConnectedClients(); });
     int status = server_.Start(config_.socketPath, root, std::move(options));
     if (status != IPC_OK) {
         DAEMON_LOGE("cannot serve %{public}s: %{public}d", config_.socketPath.c_str(), status);
@@ -68,6 +68,21 @@ void DaemonService::Stop()
     server_.Stop();
     // Whatever the closed connections left behind goes now; records too.
     core_->Reset();
+}
+
+std::vector<ServiceSnapshot::Client> DaemonService::ConnectedClients() const
+{
+    std::vector<ServiceSnapshot::Client> clients;
+    for (const auto& connection : server_.GetConnections()) {
+        auto identity = std::static_pointer_cast<ClientIdentity>(connection->GetAttribute());
+        if (identity == nullptr || !connection->IsAlive()) {
+            continue; // still in its handshake, refused, or gone
+        }
+        const auto& peer = connection->GetPeerCredentials();
+        clients.push_back({connection->GetId(), identity->bundleName, static_cast<int32_t>(peer.pid),
+            static_cast<int32_t>(peer.uid)});
+    }
+    return clients;
 }
 
 } // namespace OHOS::NavigationInfoService

@@ -19,6 +19,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "access_policy.h"
 #include "ipc_server.h"
@@ -64,6 +65,9 @@ public:
     NavInfoServiceCore& Core() const { return *core_; }
 
 private:
+    // The live connections that were accepted with an identity.
+    std::vector<ServiceSnapshot::Client> ConnectedClients() const;
+
     const DaemonConfig config_;
     const std::shared_ptr<WorkerPool> executor_;
     const std::shared_ptr<NavInfoServiceCore> core_;

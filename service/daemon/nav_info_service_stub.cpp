@@ -14,6 +14,7 @@
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "record_marshalling.h"
+#include "snapshot_marshalling.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -41,8 +42,8 @@ bool ReadOptionalObject(MessageParcel& data, sptr<IRemoteObject>& object)
 
 } // namespace
 
-NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core)
-    : IPCObjectStub(NavInfoServiceDescriptor()), core_(std::move(core))
+NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients)
+    : IPCObjectStub(NavInfoServiceDescriptor()), core_(std::move(core)), listClients_(std::move(listClients))
 {
 }
 
@@ -106,6 +107,7 @@ int NavInfoServiceStub::Dispatch(uint32_t code, const CallerInfo& caller, Messag
         {SVC_UNREGISTER_NAVIGATION_METADATA_LISTENER, &NavInfoServiceStub::UnregisterMetadataListener},
         {SVC_QUERY_NAVIGATION_INFO, &NavInfoServiceStub::Query},
         {SVC_SEND_NAVIGATION_CMD, &NavInfoServiceStub::Command},
+        {SVC_INSPECT_SERVICE, &NavInfoServiceStub::Inspect},
     };
     for (const Route& route : routes) {
         if (route.code == code) {
@@ -241,6 +243,34 @@ int NavInfoServiceStub::Command(const CallerInfo& caller, MessageParcel& data, M
     }
     return ReplyResult(reply, core_->SendNavigationCmd(caller, bundleName, static_cast<CommandType>(type),
         std::move(params), MapCallbackFromObject(object)));
+}
+
+int NavInfoServiceStub::Inspect(const CallerInfo& caller, MessageParcel&, MessageParcel& reply)
+{
+    ServiceSnapshot snapshot;
+    int32_t result = core_->InspectService(caller, snapshot);
+    if (result == NAV_INFO_SUCCESS && listClients_ != nullptr) {
+        snapshot.clients = listClients_();
+        if (snapshot.clients.size() > MAX_SNAPSHOT_ENTRIES) {
+            snapshot.clients.resize(MAX_SNAPSHOT_ENTRIES);
+            snapshot.truncated = true;
+        }
+    }
+    if (!reply.WriteInt32(result)) {
+        return IPC_ERR_NO_MEMORY;
+    }
+    if (result != NAV_INFO_SUCCESS || Marshalling::WriteServiceSnapshot(reply, snapshot)) {
+        return IPC_OK;
+    }
+    // Too large for one reply: the records go, the rest still tells who is connected.
+    snapshot.statuses.clear();
+    snapshot.metadata.clear();
+    snapshot.truncated = true;
+    if (!Marshalling::WriteServiceSnapshot(reply, snapshot)) {
+        reply.ClearAll();
+        return ReplyResult(reply, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
+    }
+    return IPC_OK;
 }
 
 } // namespace OHOS::NavigationInfoService

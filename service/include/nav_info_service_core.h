@@ -35,6 +35,7 @@
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
 #include "service_settings.h"
+#include "service_snapshot.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -97,6 +98,13 @@ public:
     int32_t SendNavigationCmd(const CallerInfo& caller, const std::string& bundleName, CommandType type,
         AAFwk::WantParams params, sptr<IMapCallback> callback);
 
+    // --- Inspection (a system application with the permission) ---
+    // Fills what the core holds: follows, servers, requests waiting and the
+    // latest records, each list cut at MAX_SNAPSHOT_ENTRIES (then
+    // `truncated`). The clients are the transport's to add: the core knows
+    // callers only by their client id.
+    int32_t InspectService(const CallerInfo& caller, ServiceSnapshot& snapshot) const;
+
     // --- Transport and tests ---
     // The connection clientId went away: its subscriptions and listeners are
     // dropped; requests it sent are dropped unanswered; requests sent to its
@@ -122,6 +130,11 @@ private:
         uint64_t requesterClientId = 0;
         uint64_t targetRegistrationId = 0;
         sptr<IMapCallback> callback;
+        // What InspectService shows of it.
+        std::string bundleName;
+        RequestKind kind = RequestKind::QUERY;
+        int32_t type = 0;
+        std::chrono::steady_clock::time_point acceptedAt;
     };
     struct Answer {
         sptr<IMapCallback> callback;
@@ -161,6 +174,7 @@ private:
     std::chrono::milliseconds requestTimeout_;
     std::map<std::string, NavigationStatus> statuses_;      // by publishing bundle
     std::map<std::string, NavigationMetadata> metadata_;    // by publishing bundle
+    std::map<std::string, int64_t> metadataTimes_;          // when each was stored, ms since the epoch
     Followers<INavigationStatusListener> statusFollowers_;
     Followers<INavigationMetadataListener> metadataFollowers_;
     std::map<std::string, SystemListenerEntry> systemListeners_; // by navigation bundle

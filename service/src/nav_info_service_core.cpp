@@ -140,6 +140,7 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
     {
         std::lock_guard<std::mutex> lock(mutex_);
         metadata_[caller.bundleName] = metadata;
+        metadataTimes_[caller.bundleName] = NowMillis();
         auto found = metadataFollowers_.find(caller.bundleName);
         if (found != metadataFollowers_.end()) {
             for (const auto& entry : found->second) {
@@ -380,6 +381,7 @@ void NavInfoServiceCore::Reset()
         systemListeners.swap(systemListeners_);
         statuses_.clear();
         metadata_.clear();
+        metadataTimes_.clear();
     }
     DeliverAnswers(answers);
 }

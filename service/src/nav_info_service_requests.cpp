@@ -57,7 +57,8 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
             return NAV_INFO_ERR_TOO_MANY_REQUESTS;
         }
         requestId = nextRequestId_++;
-        pending_.emplace(requestId, PendingRequest{caller.clientId, target->second.registrationId, callback});
+        pending_.emplace(requestId, PendingRequest{caller.clientId, target->second.registrationId, callback,
+            bundleName, kind, type, std::chrono::steady_clock::now()});
         ++outstandingByClient_[caller.clientId];
         timer_.Schedule(requestId, DeadlineTimer::Clock::now() + requestTimeout_);
         listener = target->second.listener;
