@@ -32,14 +32,18 @@ const km = (m) => `${(m / 1000).toFixed(1)} km`;
 const minutes = (s) => `${Math.max(1, Math.round(s / 60))} min`;
 
 class Simulator {
-  // routes: { initial, home, company } route specs (route_file.js);
-  // loop: start again at the destination instead of stopping there.
-  constructor({ routes, loop = false }) {
+  // routes: route specs (route_file.js) by key, among them `home` and
+  // `company`; initial: the key of the route driven first; loop: start again
+  // at the destination instead of stopping there.
+  constructor({ routes, initial = 'home', loop = false }) {
     this.routes = {};
     for (const [key, spec] of Object.entries(routes)) this.routes[key] = buildRoute(spec);
     this.routeKeys = Object.keys(this.routes);
     this.loop = loop;
-    this.routeKey = 'initial';
+    if (!this.routes.home || !this.routes.company || !this.routes[initial]) {
+      throw new Error('the simulator needs a home route, a company route and the initial route');
+    }
+    this.routeKey = initial;
     this.distance = 0;
     this.speed = 0;
     this.mapStatus = MapStatus.NAVIGATION;
@@ -89,8 +93,10 @@ class Simulator {
   status() {
     const route = this.route;
     const { destination } = route;
-    const points = junctions(route).slice(1, -1).map((point, i) => ({
-      name: route.stretches[i + 1].road, coordType: WGS84, longitude: point.lon, latitude: point.lat, altitude: 0,
+    // The route's shape for followers: where it starts and each junction,
+    // named by the road taken there.
+    const points = junctions(route).slice(0, -1).map((point, i) => ({
+      name: route.stretches[i].road, coordType: WGS84, longitude: point.lon, latitude: point.lat, altitude: 0,
     }));
     return {
       status: this.mapStatus,
