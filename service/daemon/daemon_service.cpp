@@ -64,7 +64,10 @@ int DaemonService::Start()
 
 void DaemonService::Stop()
 {
-    stopping_->store(true);
+    {
+        std::lock_guard<std::mutex> lock(listingMutex_);
+        stopping_->store(true);
+    }
     server_.Stop();
     // Whatever the closed connections left behind goes now; records too.
     core_->Reset();
@@ -73,6 +76,10 @@ void DaemonService::Stop()
 std::vector<ServiceSnapshot::Client> DaemonService::ConnectedClients() const
 {
     std::vector<ServiceSnapshot::Client> clients;
+    std::lock_guard<std::mutex> lock(listingMutex_);
+    if (stopping_->load()) {
+        return clients;
+    }
     for (const auto& connection : server_.GetConnections()) {
         auto identity = std::static_pointer_cast<ClientIdentity>(connection->GetAttribute());
         if (identity == nullptr || !connection->IsAlive()) {

@@ -18,6 +18,7 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -65,7 +66,8 @@ public:
     NavInfoServiceCore& Core() const { return *core_; }
 
 private:
-    // The live connections that were accepted with an identity.
+    // The live connections that were accepted with an identity (IPC
+    // threads); none once Stop has begun.
     std::vector<ServiceSnapshot::Client> ConnectedClients() const;
 
     const DaemonConfig config_;
@@ -73,6 +75,9 @@ private:
     const std::shared_ptr<NavInfoServiceCore> core_;
     // Set by Stop; read by the connection-closed callback (reader threads).
     const std::shared_ptr<std::atomic<bool>> stopping_ = std::make_shared<std::atomic<bool>>(false);
+    // Held while ConnectedClients reads the server's connections and while
+    // Stop sets stopping_, so that no reading overlaps the server's stop.
+    mutable std::mutex listingMutex_;
     IpcServer server_;
 };
 
