@@ -3,7 +3,7 @@
 // name, speed limit and lanes, the manoeuvre at its end derived from the
 // geometry, and distances measured along the way.
 //
-// spec: { name, destination: { name }, stretches: [{ road, speedLimit,
+// outline: { name, destination: { name }, stretches: [{ road, speedLimit,
 // lanes, camera, points: [{ lat, lon }, ...] }] } as route_file.js reads it.
 // A stretch that does not start where the previous one ended is joined to it.
 const { distance, bearing, headingChange, interpolate } = require('./geometry');
@@ -26,11 +26,11 @@ function pieces(points, start) {
   return out;
 }
 
-function buildRoute(spec) {
+function buildRoute(outline) {
   const stretches = [];
   let at = 0;
   let previousEnd = null;
-  for (const [index, stretch] of spec.stretches.entries()) {
+  for (const [index, stretch] of outline.stretches.entries()) {
     const points = previousEnd && distance(previousEnd, stretch.points[0]) >= SAME_POINT_M
       ? [previousEnd, ...stretch.points] : stretch.points;
     const parts = pieces(points, at);
@@ -58,8 +58,8 @@ function buildRoute(spec) {
   const first = stretches[0].pieces[0].a;
   const last = stretches.at(-1).pieces.at(-1).b;
   return {
-    name: spec.name,
-    destination: { name: spec.destination.name, lat: last.lat, lon: last.lon },
+    name: outline.name,
+    destination: { name: outline.destination.name, lat: last.lat, lon: last.lon },
     start: first,
     stretches,
     length: at,

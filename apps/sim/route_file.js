@@ -1,5 +1,5 @@
 'use strict';
-// Reading route files into a route spec (see route.js):
+// Reading route files into a route outline (see route.js):
 //  - GeoJSON: a FeatureCollection whose LineString features are the road
 //    stretches in driving order, with properties `road`, `speedLimit` (km/h),
 //    `lanes` (one letter per lane, left to right: L, S, R) and optionally
@@ -108,7 +108,7 @@ function parseGpx(file, text) {
   };
 }
 
-// The spec of a route from the file's text; the format by the file's ending
+// The outline of a route from the file's text; the format by the file's ending
 // (.gpx, else GeoJSON).
 function parseRouteText(file, text) {
   return /\.gpx$/i.test(file) ? parseGpx(file, text) : parseGeoJson(file, text);

@@ -32,12 +32,12 @@ const km = (m) => `${(m / 1000).toFixed(1)} km`;
 const minutes = (s) => `${Math.max(1, Math.round(s / 60))} min`;
 
 class Simulator {
-  // routes: route specs (route_file.js) by key, among them `home` and
+  // routes: route outlines (route_file.js) by key, among them `home` and
   // `company`; initial: the key of the route driven first; loop: start again
   // at the destination instead of stopping there.
   constructor({ routes, initial = 'home', loop = false }) {
     this.routes = {};
-    for (const [key, spec] of Object.entries(routes)) this.routes[key] = buildRoute(spec);
+    for (const [key, outline] of Object.entries(routes)) this.routes[key] = buildRoute(outline);
     this.routeKeys = Object.keys(this.routes);
     this.loop = loop;
     if (!this.routes.home || !this.routes.company || !this.routes[initial]) {

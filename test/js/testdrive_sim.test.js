@@ -24,7 +24,7 @@ const near = (actual, expected, tolerance, what) =>
 
 // North 400 m, right (east) 300 m, slight left (north-east) 200 m, sharp
 // right back south-west, then a U-turn.
-function sampleSpec() {
+function sampleOutline() {
   return {
     name: 'Sample',
     destination: { name: 'Goal' },
@@ -59,7 +59,7 @@ test('turn modes follow the change of heading', () => {
 });
 
 test('a route: turns from its geometry, lengths, and positions along it', () => {
-  const route = buildRoute(sampleSpec());
+  const route = buildRoute(sampleOutline());
   assert.deepEqual(route.stretches.map((s) => s.turnMode),
     [TurnMode.RIGHT, TurnMode.SLIGHT_LEFT, TurnMode.SHARP_RIGHT, TurnMode.U_TURN, TurnMode.ARRIVE]);
   near(route.stretches[0].length, 400, 0.5, 'first stretch');
@@ -69,13 +69,13 @@ test('a route: turns from its geometry, lengths, and positions along it', () => 
   near(distance(position.point, at(100, 400)), 0, 0.5, 'point after 500 m');
   near(position.bearing, 90, 0.1, 'heading on East Ave');
   // A stretch that starts away from the previous end is joined to it.
-  const gap = sampleSpec();
+  const gap = sampleOutline();
   gap.stretches[1].points[0] = at(0, 420);
   near(buildRoute(gap).stretches[1].length, 20 + 300.7, 1, 'joined stretch');
 });
 
 test('guidance: manoeuvre, distances, roads, limits, lanes and the time left', () => {
-  const route = buildRoute(sampleSpec());
+  const route = buildRoute(sampleOutline());
   const start = guidanceAt(route, 100, 42.4);
   assert.deepEqual({ ...start, customData: undefined, naviBearing: Math.round(start.naviBearing) }, {
     naviTurnMode: TurnMode.RIGHT, segmentLeftDis: 300, currentRoadName: 'North St', nextRoadName: 'East Ave',
@@ -96,22 +96,22 @@ test('guidance: manoeuvre, distances, roads, limits, lanes and the time left', (
 });
 
 test('GeoJSON and GPX give the same route; the shipped routes load; bad files are named with the place', () => {
-  const spec = sampleSpec();
+  const outline = sampleOutline();
   const geojson = JSON.stringify({
     type: 'FeatureCollection', name: 'Sample', destination: { name: 'Goal' },
-    features: spec.stretches.map(({ road, speedLimit, lanes, camera, points }) => ({
+    features: outline.stretches.map(({ road, speedLimit, lanes, camera, points }) => ({
       type: 'Feature', properties: { road, speedLimit, lanes, camera },
       geometry: { type: 'LineString', coordinates: points.map((p) => [p.lon, p.lat]) },
     })),
   });
   const gpx = `<?xml version="1.0"?><gpx version="1.1" xmlns:navinfo="urn:x"><metadata><name>Sample</name></metadata>
-    <wpt lat="0" lon="0"><name>Goal</name></wpt><trk>${spec.stretches.map(({ road, speedLimit, lanes, camera, points }) =>
+    <wpt lat="0" lon="0"><name>Goal</name></wpt><trk>${outline.stretches.map(({ road, speedLimit, lanes, camera, points }) =>
     `<trkseg><extensions><navinfo:road>${road}</navinfo:road><navinfo:speedLimit>${speedLimit}</navinfo:speedLimit>` +
     `${lanes ? `<navinfo:lanes>${lanes}</navinfo:lanes>` : ''}${camera ? `<navinfo:camera>${camera}</navinfo:camera>` : ''}</extensions>` +
     `${points.map((p) => `<trkpt lon='${p.lon}' lat="${p.lat}"></trkpt>`).join('')}</trkseg>`).join('')}</trk></gpx>`;
   const normal = (s) => ({ ...s, stretches: s.stretches.map((x) => ({ lanes: '', camera: 0, ...x })) });
-  assert.deepEqual(parseRouteText('a.geojson', geojson), normal(spec));
-  assert.deepEqual(parseRouteText('a.gpx', gpx), normal(spec));
+  assert.deepEqual(parseRouteText('a.geojson', geojson), normal(outline));
+  assert.deepEqual(parseRouteText('a.gpx', gpx), normal(outline));
 
   const urban = buildRoute(readRouteFile('urban'));
   const highway = buildRoute(readRouteFile('highway'));
@@ -135,8 +135,8 @@ test('GeoJSON and GPX give the same route; the shipped routes load; bad files ar
 });
 
 function newSimulator(loop = false) {
-  const spec = sampleSpec();
-  return new Simulator({ routes: { home: spec, company: { ...spec, name: 'Other', destination: { name: 'Office' } } }, loop });
+  const outline = sampleOutline();
+  return new Simulator({ routes: { home: outline, company: { ...outline, name: 'Other', destination: { name: 'Office' } } }, loop });
 }
 
 test('the driver keeps the limits, slows for each turn and arrives; without loop it then stops navigating', () => {
