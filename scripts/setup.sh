@@ -5,7 +5,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # clang and its runtime libraries (libFuzzer, the sanitizers) build the fuzz targets.
-packages=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev binutils clang libclang-rt-14-dev)
+# libsystemd-dev: the daemon's systemd support; systemd: systemd-socket-activate for its tests.
+packages=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev binutils clang libclang-rt-14-dev
+  libsystemd-dev systemd)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -109,6 +109,8 @@ public:
     // Null denies everything. Applies to calls made from now on.
     void SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy);
     size_t OutstandingRequestCount() const;
+    // Status and metadata listeners and system navigation listeners registered now.
+    size_t RegistrationCount() const;
 
 private:
     friend class RequestAnswerForwarder;

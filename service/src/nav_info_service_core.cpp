@@ -390,6 +390,16 @@ void NavInfoServiceCore::SetRequestTimeout(std::chrono::milliseconds timeout)
     requestTimeout_ = timeout.count() < 0 ? std::chrono::milliseconds(0) : timeout;
 }
 
+size_t NavInfoServiceCore::RegistrationCount() const
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    size_t count = systemListeners_.size();
+    for (const auto& entry : followsByClient_) {
+        count += entry.second;
+    }
+    return count;
+}
+
 void NavInfoServiceCore::SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy)
 {
     std::shared_ptr<const AccessPolicy> previous; // released after the lock
