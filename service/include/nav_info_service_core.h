@@ -66,6 +66,11 @@ public:
     // every follower of the caller's bundle. Empty caller bundle: 1001.
     int32_t UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status);
     int32_t UpdateNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
+    // A record its publisher's client sends again after reconnecting: taken
+    // as above only when no record of the caller's bundle is held (after a
+    // restart); otherwise the one held is as new or newer, and stays. 0 either way.
+    int32_t RestoreNavigationStatus(const CallerInfo& caller, NavigationStatus status);
+    int32_t RestoreNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
     // One listener per bundle: a new registration replaces the old one, and
     // requests sent to the old one are answered NOT_FOUND. Null listener: 1001.
     int32_t RegisterSystemNavigationListener(const CallerInfo& caller, sptr<ISystemNavigationListener> listener);
@@ -84,6 +89,14 @@ public:
     int32_t RegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
         sptr<INavigationMetadataListener> listener);
     int32_t UnRegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName);
+    // A follower registered again by its client after reconnecting (to a
+    // restarted daemon): registers it as above and, on success, sends it the
+    // bundle's latest record if there is one, as a publish would. The
+    // publisher may have restored that record before this follower was back.
+    int32_t RestoreNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName,
+        sptr<INavigationStatusListener> listener);
+    int32_t RestoreNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
+        sptr<INavigationMetadataListener> listener);
     // Sends the request to bundleName's system navigation listener. On 0 the
     // callback is called exactly once, through the executor: with the
     // navigation application's first answer, {1004, "Timed out"} after the

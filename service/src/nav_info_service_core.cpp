@@ -160,6 +160,36 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
     return NAV_INFO_SUCCESS;
 }
 
+int32_t NavInfoServiceCore::RestoreNavigationStatus(const CallerInfo& caller, NavigationStatus status)
+{
+    int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (statuses_.count(caller.bundleName) != 0) {
+            return NAV_INFO_SUCCESS;
+        }
+    }
+    return UpdateNavigationStatus(caller, std::move(status));
+}
+
+int32_t NavInfoServiceCore::RestoreNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata)
+{
+    int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (metadata_.count(caller.bundleName) != 0) {
+            return NAV_INFO_SUCCESS;
+        }
+    }
+    return UpdateNavigationMetadata(caller, std::move(metadata));
+}
+
 int32_t NavInfoServiceCore::RegisterSystemNavigationListener(const CallerInfo& caller,
     sptr<ISystemNavigationListener> listener)
 {
@@ -321,6 +351,52 @@ int32_t NavInfoServiceCore::UnRegisterNavigationMetadataListener(const CallerInf
     const std::string& bundleName)
 {
     return Unfollow(caller, bundleName, metadataFollowers_);
+}
+
+int32_t NavInfoServiceCore::RestoreNavigationStatusListener(const CallerInfo& caller,
+    const std::string& bundleName, sptr<INavigationStatusListener> listener)
+{
+    int32_t result = Follow(caller, bundleName, listener, statusFollowers_);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    // Posted under the lock: a publish that stores a newer record after
+    // this one was read posts after it, so the follower ends on the latest.
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto found = statuses_.find(bundleName);
+    if (found == statuses_.end()) {
+        return NAV_INFO_SUCCESS;
+    }
+    auto record = std::make_shared<const NavigationStatus>(found->second);
+    if (executor_ == nullptr || !executor_->Post(listener.GetRefPtr(), [listener, record, bundleName] {
+            listener->OnStatusChanged(*record, bundleName);
+        })) {
+        SERVICE_LOGE("status of %{public}s not delivered to a restored follower", bundleName.c_str());
+    }
+    return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::RestoreNavigationMetadataListener(const CallerInfo& caller,
+    const std::string& bundleName, sptr<INavigationMetadataListener> listener)
+{
+    int32_t result = Follow(caller, bundleName, listener, metadataFollowers_);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    // Posted under the lock: a publish that stores a newer record after
+    // this one was read posts after it, so the follower ends on the latest.
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto found = metadata_.find(bundleName);
+    if (found == metadata_.end()) {
+        return NAV_INFO_SUCCESS;
+    }
+    auto record = std::make_shared<const NavigationMetadata>(found->second);
+    if (executor_ == nullptr || !executor_->Post(listener.GetRefPtr(), [listener, record, bundleName] {
+            listener->OnMetadataChanged(*record, bundleName);
+        })) {
+        SERVICE_LOGE("metadata of %{public}s not delivered to a restored follower", bundleName.c_str());
+    }
+    return NAV_INFO_SUCCESS;
 }
 
 void NavInfoServiceCore::OnClientGone(uint64_t clientId)
