@@ -113,3 +113,16 @@ test('without a policy the daemon refuses every application (1005)', async () =>
   await app.kill();
   await daemon.stop();
 });
+
+test('the systemd units verify, with ExecStart pointing at the daemon built here', () => {
+  const folder = tmp.file('units');
+  fs.mkdirSync(folder);
+  for (const unit of ['navinfo-service.socket', 'navinfo-service.service']) {
+    const text = fs.readFileSync(require('node:path').join(__dirname, '../../deploy/systemd', unit), 'utf8');
+    fs.writeFileSync(`${folder}/${unit}`, text.replace('/opt/navinfo-service/navinfo-service', daemonBinary));
+  }
+  const verify = spawnSync('systemd-analyze', ['verify', 'navinfo-service.socket', 'navinfo-service.service'],
+    { cwd: folder, encoding: 'utf8', timeout: 20000 });
+  assert.equal(verify.status, 0, verify.stderr);
+  assert.equal(verify.stderr, '');
+});
