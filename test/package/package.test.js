@@ -65,7 +65,7 @@ describe('the packed package installed into an empty application', () => {
   });
 
   test('the daemon runs through its bin entry, serves the application, and stops on SIGTERM', async () => {
-    assert.match(run('npx', ['--offline', 'navinfo-service', '--help'], { cwd: app }).stdout, /^usage: navinfo-service/);
+    assert.match(run('npx', ['--offline', 'navinfo-service', '--help'], { cwd: app }).stdout, /^Usage: navinfo-service/);
     const policy = writePolicy(tmp.file('policy.json'),
       { [BUNDLE]: { systemApp: true, navigationPermission: true, uids: [process.getuid()] } });
     const socket = tmp.file('navinfo.sock');
