@@ -59,9 +59,10 @@ size_t RegistrationBook::Replay(NavInfoServiceProxy& service)
             systemListener = nullptr;
         }
     }
-    restored += ReplayFollowers(statusListeners, "status listener", [&](const std::string& bundle, const auto& listener) {
-        return service.RegisterNavigationStatusListener(bundle, listener, Replay::RESTORED);
-    });
+    restored += ReplayFollowers(statusListeners, "status listener",
+        [&](const std::string& bundle, const auto& listener) {
+            return service.RegisterNavigationStatusListener(bundle, listener, Replay::RESTORED);
+        });
     restored += ReplayFollowers(metadataListeners, "metadata listener",
         [&](const std::string& bundle, const auto& listener) {
             return service.RegisterNavigationMetadataListener(bundle, listener, Replay::RESTORED);

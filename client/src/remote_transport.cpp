@@ -121,8 +121,10 @@ int32_t RemoteTransport::RegisterSystemNavigationListener(sptr<ISystemNavigation
     sptr<IRemoteObject> object = ObjectOf(listener);
     ServiceLease lease = connector_->Acquire();
     std::unique_lock<std::mutex> lock(registrationMutex_);
-    int32_t result = lease.service == nullptr ? lease.failure
-                                              : NavInfoServiceProxy(lease.service).RegisterSystemNavigationListener(object);
+    int32_t result = lease.failure;
+    if (lease.service != nullptr) {
+        result = NavInfoServiceProxy(lease.service).RegisterSystemNavigationListener(object);
+    }
     if (KeptForReplay(result) && object != nullptr) {
         book_.systemListener = object;
     }

@@ -36,7 +36,8 @@ IpcConnection::Authenticator MakeIdentityAuthenticator(std::shared_ptr<const Pol
         }
         if (!allowed) {
             // The token itself is never logged.
-            HILOG_RATE_LIMITED(DAEMON_LOGW, "refused pid %{public}d uid %{public}d claiming \"%{public}s\" (%{public}s token)",
+            HILOG_RATE_LIMITED(DAEMON_LOGW,
+                "refused pid %{public}d uid %{public}d claiming \"%{public}s\" (%{public}s token)",
                 static_cast<int>(peer.pid), uid, hello.bundleName.c_str(), hello.token.empty() ? "no" : "a");
             return IPC_ERR_PERMISSION;
         }

@@ -142,8 +142,9 @@ int NavInfoServiceStub::UpdateStatus(const CallerInfo& caller, MessageParcel& da
     if (!Marshalling::ReadNavigationStatus(data, status) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, replay == Replay::RESTORED ? core_->RestoreNavigationStatus(caller, std::move(status))
-                                                         : core_->UpdateNavigationStatus(caller, std::move(status)));
+    return ReplyResult(reply, replay == Replay::RESTORED
+            ? core_->RestoreNavigationStatus(caller, std::move(status))
+            : core_->UpdateNavigationStatus(caller, std::move(status)));
 }
 
 int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
