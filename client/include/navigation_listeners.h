@@ -10,6 +10,7 @@
 #include "iremote_broker.h"
 #include "iremote_stub.h"
 #include "navigation_info_data.h"
+#include "numbered_notifications.h"
 
 namespace OHOS {
 class MessageParcel;
@@ -54,11 +55,17 @@ public:
 class NavigationStatusListenerStub : public IRemoteStub<INavigationStatusListener> {
 public:
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
+
+private:
+    NotificationGaps gaps_;
 };
 
 class NavigationMetadataListenerStub : public IRemoteStub<INavigationMetadataListener> {
 public:
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
+
+private:
+    NotificationGaps gaps_;
 };
 
 class MapCallbackStub : public IRemoteStub<IMapCallback> {

@@ -5,6 +5,7 @@
 
 #include "access_policy_file.h"
 #include "ipc_threads.h"
+#include "listener_proxies.h"
 #include "service_settings.h"
 
 namespace OHOS::NavigationInfoService {
@@ -16,6 +17,8 @@ CoreOptions EmbeddedCoreOptions()
     options.executor = IpcThreads();
     options.policy = AccessPolicyFromEnvironment();
     options.requestTimeout = RequestTimeoutFromEnvironment();
+    // The same records as through the daemon: none that could not reach a follower there.
+    options.limits = {StatusNotificationFits, MetadataNotificationFits};
     return options;
 }
 

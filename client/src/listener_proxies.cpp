@@ -1,5 +1,7 @@
 #include "listener_proxies.h"
 
+#include <cstdint>
+
 #include "client_log.h"
 #include "ipc_errors.h"
 #include "message_option.h"
@@ -43,7 +45,57 @@ sptr<I> InterfaceFromObject(const sptr<IRemoteObject>& object)
     return sptr<I>(new Proxy(object));
 }
 
+// A number of the largest values, so that a record that fits with it fits with any.
+constexpr NotificationNumber LARGEST_NUMBER {UINT64_MAX, UINT64_MAX};
+
+template <typename Record, typename WriteRecord>
+bool WriteNotification(MessageParcel& data, const std::u16string& descriptor, const Record& record,
+    const std::string& bundleName, NotificationNumber number, WriteRecord writeRecord)
+{
+    return data.WriteInterfaceToken(descriptor) && writeRecord(data, record) &&
+        Marshalling::WriteBoundedString(data, bundleName) && Marshalling::WriteNotificationNumber(data, number);
+}
+
+// Sends a notification, numbered ones as supersedable (see the header).
+void SendNotification(const sptr<IRemoteObject>& remote, uint32_t code, MessageParcel& data,
+    NotificationNumber number)
+{
+    MessageParcel reply;
+    MessageOption option(MessageOption::TF_ASYNC);
+    option.SetSupersedeKey(number.stream);
+    int status = remote->SendRequest(code, data, reply, option);
+    if (status != IPC_OK) {
+        CLIENT_LOGI("notification %{public}u not delivered: %{public}d", code, status);
+    }
+}
+
 } // namespace
+
+bool WriteStatusNotification(MessageParcel& data, const NavigationStatus& status, const std::string& bundleName,
+    NotificationNumber number)
+{
+    return WriteNotification(data, INavigationStatusListener::GetDescriptor(), status, bundleName, number,
+        Marshalling::WriteNavigationStatus);
+}
+
+bool WriteMetadataNotification(MessageParcel& data, const NavigationMetadata& metadata,
+    const std::string& bundleName, NotificationNumber number)
+{
+    return WriteNotification(data, INavigationMetadataListener::GetDescriptor(), metadata, bundleName, number,
+        Marshalling::WriteNavigationMetadata);
+}
+
+bool StatusNotificationFits(const NavigationStatus& status, const std::string& bundleName)
+{
+    MessageParcel data;
+    return WriteStatusNotification(data, status, bundleName, LARGEST_NUMBER);
+}
+
+bool MetadataNotificationFits(const NavigationMetadata& metadata, const std::string& bundleName)
+{
+    MessageParcel data;
+    return WriteMetadataNotification(data, metadata, bundleName, LARGEST_NUMBER);
+}
 
 NavigationStatusListenerProxy::NavigationStatusListenerProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote))
 {
@@ -51,13 +103,18 @@ NavigationStatusListenerProxy::NavigationStatusListenerProxy(sptr<IRemoteObject>
 
 void NavigationStatusListenerProxy::OnStatusChanged(const NavigationStatus& status, const std::string& bundleName)
 {
+    OnNumberedStatusChanged(status, bundleName, {});
+}
+
+void NavigationStatusListenerProxy::OnNumberedStatusChanged(const NavigationStatus& status,
+    const std::string& bundleName, NotificationNumber number)
+{
     MessageParcel data;
-    if (!data.WriteInterfaceToken(GetDescriptor()) || !Marshalling::WriteNavigationStatus(data, status) ||
-        !Marshalling::WriteBoundedString(data, bundleName)) {
+    if (!WriteStatusNotification(data, status, bundleName, number)) {
         CLIENT_LOGW("status of %{public}s not encodable", bundleName.c_str());
         return;
     }
-    SendOneway(remote_, ON_STATUS_CHANGED, data);
+    SendNotification(remote_, ON_STATUS_CHANGED, data, number);
 }
 
 NavigationMetadataListenerProxy::NavigationMetadataListenerProxy(sptr<IRemoteObject> remote)
@@ -68,13 +125,18 @@ NavigationMetadataListenerProxy::NavigationMetadataListenerProxy(sptr<IRemoteObj
 void NavigationMetadataListenerProxy::OnMetadataChanged(const NavigationMetadata& metadata,
     const std::string& bundleName)
 {
+    OnNumberedMetadataChanged(metadata, bundleName, {});
+}
+
+void NavigationMetadataListenerProxy::OnNumberedMetadataChanged(const NavigationMetadata& metadata,
+    const std::string& bundleName, NotificationNumber number)
+{
     MessageParcel data;
-    if (!data.WriteInterfaceToken(GetDescriptor()) || !Marshalling::WriteNavigationMetadata(data, metadata) ||
-        !Marshalling::WriteBoundedString(data, bundleName)) {
+    if (!WriteMetadataNotification(data, metadata, bundleName, number)) {
         CLIENT_LOGW("metadata of %{public}s not encodable", bundleName.c_str());
         return;
     }
-    SendOneway(remote_, ON_METADATA_CHANGED, data);
+    SendNotification(remote_, ON_METADATA_CHANGED, data, number);
 }
 
 SystemNavigationListenerProxy::SystemNavigationListenerProxy(sptr<IRemoteObject> remote)

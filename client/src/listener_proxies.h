@@ -22,25 +22,46 @@
 
 namespace OHOS::NavigationInfoService {
 
-class NavigationStatusListenerProxy : public INavigationStatusListener {
+// A numbered notification is sent with its stream as the one-way call's
+// supersede key: while the follower reads slower than records come, a newer
+// record of the same stream takes the place of one still waiting to be
+// written, and the follower sees the gap in the numbers.
+class NavigationStatusListenerProxy : public INavigationStatusListener, public NumberedStatusListener {
 public:
     explicit NavigationStatusListenerProxy(sptr<IRemoteObject> remote);
+    // Sent without a number.
     void OnStatusChanged(const NavigationStatus& status, const std::string& bundleName) override;
+    void OnNumberedStatusChanged(const NavigationStatus& status, const std::string& bundleName,
+        NotificationNumber number) override;
     sptr<IRemoteObject> AsObject() override { return remote_; }
 
 private:
     const sptr<IRemoteObject> remote_;
 };
 
-class NavigationMetadataListenerProxy : public INavigationMetadataListener {
+class NavigationMetadataListenerProxy : public INavigationMetadataListener, public NumberedMetadataListener {
 public:
     explicit NavigationMetadataListenerProxy(sptr<IRemoteObject> remote);
     void OnMetadataChanged(const NavigationMetadata& metadata, const std::string& bundleName) override;
+    void OnNumberedMetadataChanged(const NavigationMetadata& metadata, const std::string& bundleName,
+        NotificationNumber number) override;
     sptr<IRemoteObject> AsObject() override { return remote_; }
 
 private:
     const sptr<IRemoteObject> remote_;
 };
+
+// Writes the arguments of a status or metadata notification after the
+// interface token; false when they do not fit one frame.
+bool WriteStatusNotification(MessageParcel& data, const NavigationStatus& status, const std::string& bundleName,
+    NotificationNumber number);
+bool WriteMetadataNotification(MessageParcel& data, const NavigationMetadata& metadata,
+    const std::string& bundleName, NotificationNumber number);
+// Whether a record published by bundleName can be sent to its followers:
+// its notification, numbered, fits one frame. The service refuses to
+// publish one that does not (an undeliverable record must not be stored).
+bool StatusNotificationFits(const NavigationStatus& status, const std::string& bundleName);
+bool MetadataNotificationFits(const NavigationMetadata& metadata, const std::string& bundleName);
 
 class SystemNavigationListenerProxy : public ISystemNavigationListener {
 public:

@@ -23,9 +23,18 @@ bool WriteOptionalObject(MessageParcel& data, const sptr<IRemoteObject>& object)
 // A transport status as a service result.
 int32_t ResultOfStatus(int status)
 {
-    // The daemon refuses a request it cannot decode with INVALID_DATA; that
-    // is the caller's argument, not the service's availability.
-    return status == IPC_ERR_INVALID_DATA ? NAV_INFO_ERR_INVALID_PARAM : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    switch (status) {
+        case IPC_ERR_INVALID_DATA:
+            // The daemon refuses a request it cannot decode: that is the
+            // caller's argument, not the service's availability.
+            return NAV_INFO_ERR_INVALID_PARAM;
+        case IPC_ERR_TOO_MANY:
+            // This process's own limits: calls waiting for replies, or object
+            // handles (one per outstanding query or command).
+            return NAV_INFO_ERR_TOO_MANY_REQUESTS;
+        default:
+            return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    }
 }
 
 } // namespace

@@ -4,7 +4,8 @@
 //
 // Each stub checks the interface token, decodes the arguments with the
 // record codecs and calls its interface method on the IPC thread that runs
-// the transaction. A request that does not decode is refused with
+// the transaction. The status and metadata stubs also count, from the
+// numbers the service gives, the records dropped on the way, and log them. A request that does not decode is refused with
 // IPC_ERR_INVALID_DATA and never reaches the method; an unknown code gets
 // IPC_ERR_UNKNOWN_TRANSACTION. No exception leaves a stub.
 #include "navigation_listeners.h"
@@ -49,10 +50,12 @@ int NavigationStatusListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& 
     return Guarded(__func__, [&] {
         NavigationStatus status;
         std::string bundleName;
+        NotificationNumber number;
         if (data.ReadInterfaceToken() != GetDescriptor() || !Marshalling::ReadNavigationStatus(data, status) ||
-            !Marshalling::ReadBoundedString(data, bundleName)) {
+            !Marshalling::ReadBoundedString(data, bundleName) || !Marshalling::ReadNotificationNumber(data, number)) {
             return static_cast<int>(IPC_ERR_INVALID_DATA);
         }
+        gaps_.Arrived("status", bundleName, number);
         OnStatusChanged(status, bundleName);
         return static_cast<int>(IPC_OK);
     });
@@ -67,10 +70,12 @@ int NavigationMetadataListenerStub::OnRemoteRequest(uint32_t code, MessageParcel
     return Guarded(__func__, [&] {
         NavigationMetadata metadata;
         std::string bundleName;
+        NotificationNumber number;
         if (data.ReadInterfaceToken() != GetDescriptor() || !Marshalling::ReadNavigationMetadata(data, metadata) ||
-            !Marshalling::ReadBoundedString(data, bundleName)) {
+            !Marshalling::ReadBoundedString(data, bundleName) || !Marshalling::ReadNotificationNumber(data, number)) {
             return static_cast<int>(IPC_ERR_INVALID_DATA);
         }
+        gaps_.Arrived("metadata", bundleName, number);
         OnMetadataChanged(metadata, bundleName);
         return static_cast<int>(IPC_OK);
     });

@@ -276,6 +276,16 @@ bool ReadBoundedString(Parcel& parcel, std::string& value)
     return Reading(parcel, [&] { return ReadStringItem(parcel, value); });
 }
 
+bool WriteNotificationNumber(Parcel& parcel, const NotificationNumber& number)
+{
+    return Writing(parcel, [&] { return parcel.WriteUint64(number.stream) && parcel.WriteUint64(number.sequence); });
+}
+
+bool ReadNotificationNumber(Parcel& parcel, NotificationNumber& number)
+{
+    return Reading(parcel, [&] { return parcel.ReadUint64(number.stream) && parcel.ReadUint64(number.sequence); });
+}
+
 bool WriteLocation(Parcel& parcel, const Location& location)
 {
     return Writing(parcel, [&] { return WriteLocationItem(parcel, location); });

@@ -16,6 +16,7 @@
 #include <string>
 
 #include "navigation_info_data.h"
+#include "numbered_notifications.h"
 #include "parcel.h"
 #include "want_params.h"
 
@@ -50,6 +51,10 @@ bool ReadResultData(Parcel& parcel, ResultData& result);
 
 bool WriteWantParams(Parcel& parcel, const AAFwk::WantParams& params);
 bool ReadWantParams(Parcel& parcel, AAFwk::WantParams& params);
+
+// The number of a status or metadata notification: stream, then sequence.
+bool WriteNotificationNumber(Parcel& parcel, const NotificationNumber& number);
+bool ReadNotificationNumber(Parcel& parcel, NotificationNumber& number);
 
 // A string of at most MAX_STRING_BYTES (bundle names, messages).
 bool WriteBoundedString(Parcel& parcel, const std::string& value);

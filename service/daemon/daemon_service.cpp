@@ -3,6 +3,7 @@
 #include "client_identity.h"
 #include "daemon_log.h"
 #include "ipc_errors.h"
+#include "listener_proxies.h"
 #include "nav_info_service_stub.h"
 
 namespace OHOS::NavigationInfoService {
@@ -15,6 +16,7 @@ CoreOptions CoreOptionsOf(const DaemonConfig& config, std::shared_ptr<WorkerPool
     options.policy = config.policy; // null denies everything, like the authenticator
     options.requestTimeout = config.requestTimeout;
     options.maxOutstandingPerClient = config.maxOutstandingPerClient;
+    options.limits = {StatusNotificationFits, MetadataNotificationFits};
     return options;
 }
 

@@ -22,27 +22,44 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "access_policy.h"
 #include "caller_info.h"
 #include "deadline_timer.h"
 #include "executor.h"
+#include "follower_outbox.h"
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
+#include "rate_limited_count.h"
+#include "request_pacer.h"
 #include "service_settings.h"
 
 namespace OHOS::NavigationInfoService {
+
+// Whether a record published by a bundle can reach its followers (its
+// notification fits the transport); an empty function lets every record pass.
+struct NotificationLimits {
+    std::function<bool(const NavigationStatus&, const std::string& bundleName)> statusFits;
+    std::function<bool(const NavigationMetadata&, const std::string& bundleName)> metadataFits;
+};
 
 struct CoreOptions {
     std::shared_ptr<Executor> executor;                   // required; runs every listener call
     std::shared_ptr<const AccessPolicy> policy;           // null: deny everything
     std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
     size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;
+    // Requests sent to one navigation application and not completed; the
+    // others wait in the core (request_pacer.h).
+    size_t maxInFlightPerListener = DEFAULT_MAX_IN_FLIGHT_PER_LISTENER;
+    size_t followerOutboxCapacity = DEFAULT_FOLLOWER_OUTBOX_CAPACITY;
+    NotificationLimits limits;
     size_t maxFollowsPerClient = DEFAULT_MAX_FOLLOWS_PER_CLIENT;
     ThreadStarter timerThreadStarter = DefaultThreadStarter();
 };
@@ -62,8 +79,13 @@ public:
 
     // --- Navigation application (needs the permission) ---
     // Stores the status as the caller's latest (updateTime set to now, in ms
-    // since the epoch) and posts OnStatusChanged(status, caller bundle) to
-    // every follower of the caller's bundle. Empty caller bundle: 1001.
+    // since the epoch) and sends OnStatusChanged(status, caller bundle) to
+    // every follower of the caller's bundle, through the follower's outbox:
+    // each follower gets the records in publishing order and ends on the
+    // latest; one that cannot keep up gets the newest and loses superseded
+    // ones (counted in the log; listeners that take numbers get them, so that
+    // the follower's side counts them too). Empty caller bundle, or a record
+    // whose notification does not fit (options.limits): 1001.
     int32_t UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status);
     int32_t UpdateNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
     // A record its publisher's client sends again after reconnecting: taken
@@ -91,13 +113,16 @@ public:
     int32_t UnRegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName);
     // A follower registered again by its client after reconnecting (to a
     // restarted daemon): registers it as above and, on success, sends it the
-    // bundle's latest record if there is one, as a publish would. The
+    // bundle's latest record if there is one, through its outbox as a
+    // publish would. The
     // publisher may have restored that record before this follower was back.
     int32_t RestoreNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName,
         sptr<INavigationStatusListener> listener);
     int32_t RestoreNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
         sptr<INavigationMetadataListener> listener);
-    // Sends the request to bundleName's system navigation listener. On 0 the
+    // Sends the request to bundleName's system navigation listener, at once
+    // or, while that listener has maxInFlightPerListener requests it has not
+    // answered, when its turn comes. On 0 the
     // callback is called exactly once, through the executor: with the
     // navigation application's first answer, {1004, "Timed out"} after the
     // request time-out, or {1003, "Not found"} when that listener goes away
@@ -137,30 +162,71 @@ private:
         uint64_t requesterClientId = 0;
         uint64_t targetRegistrationId = 0;
         sptr<IMapCallback> callback;
+        bool inFlight = false; // sent to the listener; else waiting in pacer_
+        // What to send, kept while the request waits.
+        sptr<ISystemNavigationListener> listener;
+        RequestKind kind = RequestKind::QUERY;
+        int32_t type = 0;
+        AAFwk::WantParams params;
+    };
+    // A request to hand to its listener, outside the lock.
+    struct Dispatch {
+        uint64_t requestId = 0;
+        sptr<ISystemNavigationListener> listener;
+        RequestKind kind = RequestKind::QUERY;
+        int32_t type = 0;
+        AAFwk::WantParams params;
     };
     struct Answer {
         sptr<IMapCallback> callback;
         ResultData data;
     };
-    template <typename Listener>
-    using Followers = std::map<std::string, std::map<uint64_t, sptr<Listener>>>; // bundle -> clientId -> listener
+    template <typename Listener, typename Record>
+    struct Follower {
+        sptr<Listener> listener;
+        std::shared_ptr<FollowerOutbox<Record>> outbox;
+    };
+    // bundle -> clientId -> follower
+    template <typename Listener, typename Record>
+    using Followers = std::map<std::string, std::map<uint64_t, Follower<Listener, Record>>>;
+    using StatusFollowers = Followers<INavigationStatusListener, NavigationStatus>;
+    using MetadataFollowers = Followers<INavigationMetadataListener, NavigationMetadata>;
 
     int32_t CheckPublisher(const CallerInfo& caller) const;
     int32_t CheckSystemApp(const CallerInfo& caller) const;
     int32_t SubmitRequest(const CallerInfo& caller, const std::string& bundleName, RequestKind kind,
         int32_t type, AAFwk::WantParams params, sptr<IMapCallback> callback);
-    template <typename Listener>
+    template <typename Listener, typename Record>
     int32_t Follow(const CallerInfo& caller, const std::string& bundleName, sptr<Listener> listener,
-        Followers<Listener>& followers);
-    template <typename Listener>
-    int32_t Unfollow(const CallerInfo& caller, const std::string& bundleName, Followers<Listener>& followers);
+        Followers<Listener, Record>& followers);
+    template <typename Listener, typename Record>
+    int32_t Unfollow(const CallerInfo& caller, const std::string& bundleName,
+        Followers<Listener, Record>& followers);
+    // Stores the record (under mutex_, with store) and puts it in the outbox
+    // of every follower of bundle, scheduling the drains that are needed.
+    template <typename Listener, typename Record, typename Store>
+    void Publish(const std::string& bundle, Record record, Followers<Listener, Record>& followers, Store&& store);
+    // Puts the record held in records for bundle, if any, in the outbox of
+    // the caller's follower of it, scheduling a drain when one is needed.
+    template <typename Listener, typename Record>
+    void SendLatest(const CallerInfo& caller, const std::string& bundleName, Followers<Listener, Record>& followers,
+        const std::map<std::string, Record>& records);
+    // A drain of one follower's outbox, on the executor.
+    template <typename Listener, typename Record>
+    static void Drain(const sptr<Listener>& listener, const std::shared_ptr<FollowerOutbox<Record>>& outbox);
 
     // Called by the forwarder with the navigation application's answer, and
     // by the timer. The first completion of a request wins.
     void CompleteRequest(uint64_t requestId, ResultData data);
     void OnRequestTimedOut(uint64_t requestId);
-    // mutex_ held: removes a pending request and its time-out, returns its callback (null if absent).
+    // mutex_ held: removes a pending request and its time-out, returns its
+    // callback (null if absent). A waiting request that may go out in its
+    // place is added to readyToSend_.
     sptr<IMapCallback> TakePendingLocked(uint64_t requestId);
+    // Without mutex_: hands the requests in readyToSend_ to their listeners.
+    void SendReady();
+    // Without mutex_: posts the request to its listener; false if it could not be.
+    bool Send(Dispatch dispatch);
     // mutex_ held: takes every request sent to that registration, answering each NOT_FOUND.
     void TakeRequestsOfRegistrationLocked(uint64_t registrationId, std::vector<Answer>& answers);
     // Without mutex_: posts each answer to its callback.
@@ -168,6 +234,8 @@ private:
 
     const std::shared_ptr<Executor> executor_;
     const size_t maxOutstandingPerClient_;
+    const size_t followerOutboxCapacity_;
+    const NotificationLimits limits_;
     const size_t maxFollowsPerClient_;
     DeadlineTimer timer_; // has its own lock; taken inside mutex_, never the other way round
 
@@ -176,11 +244,16 @@ private:
     std::chrono::milliseconds requestTimeout_;
     std::map<std::string, NavigationStatus> statuses_;      // by publishing bundle
     std::map<std::string, NavigationMetadata> metadata_;    // by publishing bundle
-    Followers<INavigationStatusListener> statusFollowers_;
-    Followers<INavigationMetadataListener> metadataFollowers_;
+    StatusFollowers statusFollowers_;
+    MetadataFollowers metadataFollowers_;
+    uint64_t nextStream_ = 1;             // of the next follower outbox
+    RateLimitedCount droppedForFollowers_; // superseded records dropped in outboxes
+    uint64_t droppedForFollowersTotal_ = 0;
     std::map<std::string, SystemListenerEntry> systemListeners_; // by navigation bundle
     std::unordered_map<uint64_t, PendingRequest> pending_;       // by request id
     std::unordered_map<uint64_t, size_t> outstandingByClient_;   // requester clientId -> pending count
+    RequestPacer pacer_;
+    std::vector<Dispatch> readyToSend_;                          // see TakePendingLocked
     std::unordered_map<uint64_t, size_t> followsByClient_;       // clientId -> status and metadata listeners
     uint64_t nextRequestId_ = 1;
     uint64_t nextRegistrationId_ = 1;

@@ -23,7 +23,29 @@ bool InvalidBundleName(const std::string& name)
     return name.empty() || name.size() > MAX_BUNDLE_NAME_LENGTH;
 }
 
-// Moves every listener of clientId out of followers into graveyard, so that
+// Hands one record to a listener: numbered when the listener takes numbers
+// (a proxy to another process), else through its own method.
+void Notify(const sptr<INavigationStatusListener>& listener, const NavigationStatus& status,
+    const std::string& bundle, NotificationNumber number)
+{
+    if (auto* numbered = dynamic_cast<NumberedStatusListener*>(listener.GetRefPtr())) {
+        numbered->OnNumberedStatusChanged(status, bundle, number);
+    } else {
+        listener->OnStatusChanged(status, bundle);
+    }
+}
+
+void Notify(const sptr<INavigationMetadataListener>& listener, const NavigationMetadata& metadata,
+    const std::string& bundle, NotificationNumber number)
+{
+    if (auto* numbered = dynamic_cast<NumberedMetadataListener*>(listener.GetRefPtr())) {
+        numbered->OnNumberedMetadataChanged(metadata, bundle, number);
+    } else {
+        listener->OnMetadataChanged(metadata, bundle);
+    }
+}
+
+// Moves every follower of clientId out of followers into graveyard, so that
 // they are released after the lock is let go.
 template <typename Map, typename Graveyard>
 void RemoveClientFollowers(Map& followers, uint64_t clientId, Graveyard& graveyard)
@@ -48,10 +70,13 @@ std::shared_ptr<NavInfoServiceCore> NavInfoServiceCore::Create(CoreOptions optio
 NavInfoServiceCore::NavInfoServiceCore(Passkey, CoreOptions options)
     : executor_(std::move(options.executor)),
       maxOutstandingPerClient_(options.maxOutstandingPerClient),
+      followerOutboxCapacity_(options.followerOutboxCapacity),
+      limits_(std::move(options.limits)),
       maxFollowsPerClient_(options.maxFollowsPerClient),
       timer_([this](uint64_t requestId) { OnRequestTimedOut(requestId); }, std::move(options.timerThreadStarter)),
       policy_(std::move(options.policy)),
-      requestTimeout_(options.requestTimeout)
+      requestTimeout_(options.requestTimeout),
+      pacer_(options.maxInFlightPerListener)
 {
     if (executor_ == nullptr) {
         SERVICE_LOGE("no executor: listeners will not be called and requests are refused");
@@ -92,38 +117,72 @@ int32_t NavInfoServiceCore::CheckSystemApp(const CallerInfo& caller) const
     return NAV_INFO_SUCCESS;
 }
 
+template <typename Listener, typename Record>
+void NavInfoServiceCore::Drain(const sptr<Listener>& listener, const std::shared_ptr<FollowerOutbox<Record>>& outbox)
+{
+    std::deque<typename FollowerOutbox<Record>::Item> items;
+    while (outbox->Take(items)) {
+        for (const auto& item : items) {
+            Notify(listener, *item.record, outbox->Bundle(), item.number);
+        }
+    }
+}
+
+template <typename Listener, typename Record, typename Store>
+void NavInfoServiceCore::Publish(const std::string& bundle, Record record, Followers<Listener, Record>& followers,
+    Store&& store)
+{
+    using Outbox = FollowerOutbox<Record>;
+    std::vector<std::pair<sptr<Listener>, std::shared_ptr<Outbox>>> drains;
+    uint64_t dropped = 0;
+    uint64_t report = 0;
+    uint64_t total = 0;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        store(record);
+        auto found = followers.find(bundle);
+        if (found != followers.end()) {
+            // One copy shared by every follower's outbox.
+            auto shared = std::make_shared<const Record>(std::move(record));
+            for (auto& [clientId, follower] : found->second) {
+                uint64_t droppedHere = 0;
+                if (follower.outbox->Push(shared, droppedHere)) {
+                    drains.emplace_back(follower.listener, follower.outbox);
+                }
+                dropped += droppedHere;
+            }
+        }
+        droppedForFollowersTotal_ += dropped;
+        report = droppedForFollowers_.Add(dropped);
+        total = droppedForFollowersTotal_;
+    }
+    if (report != 0) {
+        SERVICE_LOGW("%{public}llu superseded records dropped for followers that cannot keep up; they get the "
+            "newest (%{public}llu in all)", static_cast<unsigned long long>(report),
+            static_cast<unsigned long long>(total));
+    }
+    for (auto& [listener, outbox] : drains) {
+        if (executor_ == nullptr ||
+            !executor_->Post(listener.GetRefPtr(), [listener, outbox] { Drain(listener, outbox); })) {
+            outbox->Unschedule(); // the next record tries again
+            SERVICE_LOGE("records of %{public}s not delivered to a follower: no thread to run it", bundle.c_str());
+        }
+    }
+}
+
 int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status)
 {
     int32_t result = CheckPublisher(caller);
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (InvalidBundleName(caller.bundleName)) {
+    if (InvalidBundleName(caller.bundleName) ||
+        (limits_.statusFits && !limits_.statusFits(status, caller.bundleName))) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     status.updateTime = NowMillis();
-    std::vector<sptr<INavigationStatusListener>> followers;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        statuses_[caller.bundleName] = status;
-        auto found = statusFollowers_.find(caller.bundleName);
-        if (found != statusFollowers_.end()) {
-            for (const auto& entry : found->second) {
-                followers.push_back(entry.second);
-            }
-        }
-    }
-    // One copy shared by every follower's call.
-    auto record = std::make_shared<const NavigationStatus>(std::move(status));
-    for (auto& listener : followers) {
-        const void* key = listener.GetRefPtr();
-        std::string bundle = caller.bundleName;
-        if (executor_ == nullptr || !executor_->Post(key, [listener, record, bundle] {
-                listener->OnStatusChanged(*record, bundle);
-            })) {
-            SERVICE_LOGE("status of %{public}s not delivered to a follower", caller.bundleName.c_str());
-        }
-    }
+    Publish(caller.bundleName, std::move(status), statusFollowers_,
+        [this, &caller](const NavigationStatus& stored) { statuses_[caller.bundleName] = stored; });
     return NAV_INFO_SUCCESS;
 }
 
@@ -133,30 +192,12 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (InvalidBundleName(caller.bundleName)) {
+    if (InvalidBundleName(caller.bundleName) ||
+        (limits_.metadataFits && !limits_.metadataFits(metadata, caller.bundleName))) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
-    std::vector<sptr<INavigationMetadataListener>> followers;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        metadata_[caller.bundleName] = metadata;
-        auto found = metadataFollowers_.find(caller.bundleName);
-        if (found != metadataFollowers_.end()) {
-            for (const auto& entry : found->second) {
-                followers.push_back(entry.second);
-            }
-        }
-    }
-    auto record = std::make_shared<const NavigationMetadata>(std::move(metadata));
-    for (auto& listener : followers) {
-        const void* key = listener.GetRefPtr();
-        std::string bundle = caller.bundleName;
-        if (executor_ == nullptr || !executor_->Post(key, [listener, record, bundle] {
-                listener->OnMetadataChanged(*record, bundle);
-            })) {
-            SERVICE_LOGE("metadata of %{public}s not delivered to a follower", caller.bundleName.c_str());
-        }
-    }
+    Publish(caller.bundleName, std::move(metadata), metadataFollowers_,
+        [this, &caller](const NavigationMetadata& stored) { metadata_[caller.bundleName] = stored; });
     return NAV_INFO_SUCCESS;
 }
 
@@ -261,9 +302,9 @@ int32_t NavInfoServiceCore::GetNavigationStatus(const CallerInfo& caller, const 
     return NAV_INFO_SUCCESS;
 }
 
-template <typename Listener>
+template <typename Listener, typename Record>
 int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& bundleName,
-    sptr<Listener> listener, Followers<Listener>& followers)
+    sptr<Listener> listener, Followers<Listener, Record>& followers)
 {
     int32_t result = CheckSystemApp(caller);
     if (result != NAV_INFO_SUCCESS) {
@@ -272,7 +313,7 @@ int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& 
     if (InvalidBundleName(bundleName) || listener == nullptr) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
-    sptr<Listener> replaced; // released after the lock
+    Follower<Listener, Record> replaced; // released after the lock
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto bundle = followers.find(bundleName);
@@ -280,7 +321,8 @@ int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& 
             auto slot = bundle->second.find(caller.clientId);
             if (slot != bundle->second.end()) {
                 replaced = std::move(slot->second);
-                slot->second = std::move(listener);
+                slot->second = Follower<Listener, Record>{std::move(listener),
+                    std::make_shared<FollowerOutbox<Record>>(bundleName, nextStream_++, followerOutboxCapacity_)};
                 return NAV_INFO_SUCCESS;
             }
         }
@@ -288,15 +330,16 @@ int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& 
         if ((follows == followsByClient_.end() ? 0 : follows->second) >= maxFollowsPerClient_) {
             return NAV_INFO_ERR_TOO_MANY_REQUESTS;
         }
-        followers[bundleName].emplace(caller.clientId, std::move(listener));
+        followers[bundleName].emplace(caller.clientId, Follower<Listener, Record>{std::move(listener),
+            std::make_shared<FollowerOutbox<Record>>(bundleName, nextStream_++, followerOutboxCapacity_)});
         ++followsByClient_[caller.clientId];
     }
     return NAV_INFO_SUCCESS;
 }
 
-template <typename Listener>
+template <typename Listener, typename Record>
 int32_t NavInfoServiceCore::Unfollow(const CallerInfo& caller, const std::string& bundleName,
-    Followers<Listener>& followers)
+    Followers<Listener, Record>& followers)
 {
     int32_t result = CheckSystemApp(caller);
     if (result != NAV_INFO_SUCCESS) {
@@ -305,7 +348,7 @@ int32_t NavInfoServiceCore::Unfollow(const CallerInfo& caller, const std::string
     if (InvalidBundleName(bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
-    sptr<Listener> removed; // released after the lock
+    Follower<Listener, Record> removed; // released after the lock
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto bundle = followers.find(bundleName);
@@ -353,57 +396,63 @@ int32_t NavInfoServiceCore::UnRegisterNavigationMetadataListener(const CallerInf
     return Unfollow(caller, bundleName, metadataFollowers_);
 }
 
+template <typename Listener, typename Record>
+void NavInfoServiceCore::SendLatest(const CallerInfo& caller, const std::string& bundleName,
+    Followers<Listener, Record>& followers, const std::map<std::string, Record>& records)
+{
+    sptr<Listener> listener;
+    std::shared_ptr<FollowerOutbox<Record>> outbox;
+    {
+        // In the outbox under the lock, like a publish: a newer record
+        // published meanwhile comes after this one, so the follower ends on it.
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto record = records.find(bundleName);
+        auto bundle = followers.find(bundleName);
+        if (record == records.end() || bundle == followers.end()) {
+            return;
+        }
+        auto follower = bundle->second.find(caller.clientId);
+        uint64_t dropped = 0;
+        if (follower == bundle->second.end() ||
+            !follower->second.outbox->Push(std::make_shared<const Record>(record->second), dropped)) {
+            return; // not following, or a drain is already scheduled
+        }
+        listener = follower->second.listener;
+        outbox = follower->second.outbox;
+    }
+    if (executor_ == nullptr ||
+        !executor_->Post(listener.GetRefPtr(), [listener, outbox] { Drain(listener, outbox); })) {
+        outbox->Unschedule();
+        SERVICE_LOGE("record of %{public}s not delivered to a restored follower: no thread to run it",
+            bundleName.c_str());
+    }
+}
+
 int32_t NavInfoServiceCore::RestoreNavigationStatusListener(const CallerInfo& caller,
     const std::string& bundleName, sptr<INavigationStatusListener> listener)
 {
-    int32_t result = Follow(caller, bundleName, listener, statusFollowers_);
-    if (result != NAV_INFO_SUCCESS) {
-        return result;
+    int32_t result = Follow(caller, bundleName, std::move(listener), statusFollowers_);
+    if (result == NAV_INFO_SUCCESS) {
+        SendLatest(caller, bundleName, statusFollowers_, statuses_);
     }
-    // Posted under the lock: a publish that stores a newer record after
-    // this one was read posts after it, so the follower ends on the latest.
-    std::lock_guard<std::mutex> lock(mutex_);
-    auto found = statuses_.find(bundleName);
-    if (found == statuses_.end()) {
-        return NAV_INFO_SUCCESS;
-    }
-    auto record = std::make_shared<const NavigationStatus>(found->second);
-    if (executor_ == nullptr || !executor_->Post(listener.GetRefPtr(), [listener, record, bundleName] {
-            listener->OnStatusChanged(*record, bundleName);
-        })) {
-        SERVICE_LOGE("status of %{public}s not delivered to a restored follower", bundleName.c_str());
-    }
-    return NAV_INFO_SUCCESS;
+    return result;
 }
 
 int32_t NavInfoServiceCore::RestoreNavigationMetadataListener(const CallerInfo& caller,
     const std::string& bundleName, sptr<INavigationMetadataListener> listener)
 {
-    int32_t result = Follow(caller, bundleName, listener, metadataFollowers_);
-    if (result != NAV_INFO_SUCCESS) {
-        return result;
+    int32_t result = Follow(caller, bundleName, std::move(listener), metadataFollowers_);
+    if (result == NAV_INFO_SUCCESS) {
+        SendLatest(caller, bundleName, metadataFollowers_, metadata_);
     }
-    // Posted under the lock: a publish that stores a newer record after
-    // this one was read posts after it, so the follower ends on the latest.
-    std::lock_guard<std::mutex> lock(mutex_);
-    auto found = metadata_.find(bundleName);
-    if (found == metadata_.end()) {
-        return NAV_INFO_SUCCESS;
-    }
-    auto record = std::make_shared<const NavigationMetadata>(found->second);
-    if (executor_ == nullptr || !executor_->Post(listener.GetRefPtr(), [listener, record, bundleName] {
-            listener->OnMetadataChanged(*record, bundleName);
-        })) {
-        SERVICE_LOGE("metadata of %{public}s not delivered to a restored follower", bundleName.c_str());
-    }
-    return NAV_INFO_SUCCESS;
+    return result;
 }
 
 void NavInfoServiceCore::OnClientGone(uint64_t clientId)
 {
     std::vector<Answer> answers;
-    std::vector<sptr<INavigationStatusListener>> statusGraveyard;
-    std::vector<sptr<INavigationMetadataListener>> metadataGraveyard;
+    std::vector<StatusFollowers::mapped_type::mapped_type> statusGraveyard;
+    std::vector<MetadataFollowers::mapped_type::mapped_type> metadataGraveyard;
     std::vector<sptr<ISystemNavigationListener>> systemGraveyard;
     std::vector<sptr<IMapCallback>> dropped;
     {
@@ -432,13 +481,14 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
         }
     }
     DeliverAnswers(answers);
+    SendReady(); // requests that waited behind the dropped ones
 }
 
 void NavInfoServiceCore::Reset()
 {
     std::vector<Answer> answers;
-    Followers<INavigationStatusListener> statusFollowers;
-    Followers<INavigationMetadataListener> metadataFollowers;
+    StatusFollowers statusFollowers;
+    MetadataFollowers metadataFollowers;
     std::map<std::string, SystemListenerEntry> systemListeners;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -449,6 +499,8 @@ void NavInfoServiceCore::Reset()
         }
         pending_.clear();
         outstandingByClient_.clear();
+        pacer_.Clear();
+        readyToSend_.clear();
         followsByClient_.clear();
         timer_.CancelAll();
         statusFollowers.swap(statusFollowers_);

@@ -2,6 +2,8 @@
 // first completion (the navigation application's answer, the time-out, or
 // the removal of the listener it was sent to), which takes it out under the
 // lock. Whoever takes it delivers the one answer; everyone else finds nothing.
+// The pacer decides when an accepted request goes to its listener: at once,
+// or when an earlier one to the same listener completes (SendReady).
 #include <exception>
 #include <utility>
 #include <vector>
@@ -44,8 +46,8 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
         return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
     }
 
-    uint64_t requestId = 0;
-    sptr<ISystemNavigationListener> listener;
+    Dispatch dispatch;
+    bool sendNow = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto target = systemListeners_.find(bundleName);
@@ -56,42 +58,97 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
         if (outstanding != outstandingByClient_.end() && outstanding->second >= maxOutstandingPerClient_) {
             return NAV_INFO_ERR_TOO_MANY_REQUESTS;
         }
-        requestId = nextRequestId_++;
-        pending_.emplace(requestId, PendingRequest{caller.clientId, target->second.registrationId, callback});
+        const uint64_t requestId = nextRequestId_++;
+        const uint64_t registration = target->second.registrationId;
+        PendingRequest& pending = pending_[requestId];
+        pending.requesterClientId = caller.clientId;
+        pending.targetRegistrationId = registration;
+        pending.callback = callback;
+        try {
+            sendNow = pacer_.Admit(registration, caller.clientId, requestId);
+        } catch (...) {
+            pending_.erase(requestId);
+            throw;
+        }
         ++outstandingByClient_[caller.clientId];
         timer_.Schedule(requestId, DeadlineTimer::Clock::now() + requestTimeout_);
-        listener = target->second.listener;
-    }
-
-    bool posted = false;
-    try {
-        sptr<IMapCallback> forwarder = new RequestAnswerForwarder(self, requestId);
-        const void* key = listener.GetRefPtr();
-        if (kind == RequestKind::QUERY) {
-            posted = executor_->Post(key, [listener, type, params = std::move(params), forwarder] {
-                listener->OnQueryNavigationInfo(static_cast<QueryType>(type), params, forwarder);
-            });
+        pending.inFlight = sendNow;
+        if (sendNow) {
+            dispatch = Dispatch{requestId, target->second.listener, kind, type, std::move(params)};
         } else {
-            posted = executor_->Post(key, [listener, type, params = std::move(params), forwarder] {
-                listener->OnReceiveNavigationCmd(static_cast<CommandType>(type), params, forwarder);
-            });
+            pending.listener = target->second.listener;
+            pending.kind = kind;
+            pending.type = type;
+            pending.params = std::move(params);
         }
-    } catch (const std::exception& e) {
-        SERVICE_LOGE("cannot send request %{public}llu: %{public}s", static_cast<unsigned long long>(requestId),
-            e.what());
     }
-    if (!posted) {
+    if (!sendNow) {
+        return NAV_INFO_SUCCESS; // sent when its turn comes
+    }
+    const uint64_t requestId = dispatch.requestId;
+    if (!Send(std::move(dispatch))) {
         sptr<IMapCallback> taken;
         {
             std::lock_guard<std::mutex> lock(mutex_);
             taken = TakePendingLocked(requestId);
         }
+        SendReady();
         if (taken != nullptr) {
             return NAV_INFO_ERR_SERVICE_UNAVAILABLE; // refused, so never called back
         }
         // Completed in between (time-out or listener gone): that answer stands.
     }
     return NAV_INFO_SUCCESS;
+}
+
+bool NavInfoServiceCore::Send(Dispatch dispatch)
+{
+    std::weak_ptr<NavInfoServiceCore> self = weak_from_this();
+    try {
+        sptr<IMapCallback> forwarder = new RequestAnswerForwarder(self, dispatch.requestId);
+        sptr<ISystemNavigationListener> listener = std::move(dispatch.listener);
+        const void* key = listener.GetRefPtr();
+        const int32_t type = dispatch.type;
+        if (dispatch.kind == RequestKind::QUERY) {
+            return executor_->Post(key, [listener, type, params = std::move(dispatch.params), forwarder] {
+                listener->OnQueryNavigationInfo(static_cast<QueryType>(type), params, forwarder);
+            });
+        }
+        return executor_->Post(key, [listener, type, params = std::move(dispatch.params), forwarder] {
+            listener->OnReceiveNavigationCmd(static_cast<CommandType>(type), params, forwarder);
+        });
+    } catch (const std::exception& e) {
+        SERVICE_LOGE("cannot send request %{public}llu: %{public}s",
+            static_cast<unsigned long long>(dispatch.requestId), e.what());
+    }
+    return false;
+}
+
+void NavInfoServiceCore::SendReady()
+{
+    std::vector<Dispatch> ready;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        ready.swap(readyToSend_);
+    }
+    for (Dispatch& dispatch : ready) {
+        const uint64_t requestId = dispatch.requestId;
+        if (Send(std::move(dispatch))) {
+            continue;
+        }
+        // Accepted long ago, so it must still be answered.
+        std::vector<Answer> answers;
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            sptr<IMapCallback> callback = TakePendingLocked(requestId);
+            if (callback != nullptr) {
+                answers.push_back({std::move(callback), ResultData{NAV_INFO_ERR_SERVICE_UNAVAILABLE,
+                    NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}}});
+            }
+        }
+        DeliverAnswers(answers);
+        SendReady();
+    }
 }
 
 void NavInfoServiceCore::CompleteRequest(uint64_t requestId, ResultData data)
@@ -107,6 +164,7 @@ void NavInfoServiceCore::CompleteRequest(uint64_t requestId, ResultData data)
         answers.push_back({std::move(callback), std::move(data)});
     }
     DeliverAnswers(answers);
+    SendReady();
 }
 
 void NavInfoServiceCore::OnRequestTimedOut(uint64_t requestId)
@@ -120,18 +178,33 @@ sptr<IMapCallback> NavInfoServiceCore::TakePendingLocked(uint64_t requestId)
     if (found == pending_.end()) {
         return nullptr;
     }
-    sptr<IMapCallback> callback = std::move(found->second.callback);
-    auto outstanding = outstandingByClient_.find(found->second.requesterClientId);
+    PendingRequest& request = found->second;
+    sptr<IMapCallback> callback = std::move(request.callback);
+    auto outstanding = outstandingByClient_.find(request.requesterClientId);
     if (outstanding != outstandingByClient_.end() && --outstanding->second == 0) {
         outstandingByClient_.erase(outstanding);
     }
+    const uint64_t promoted =
+        pacer_.Complete(request.targetRegistrationId, request.requesterClientId, requestId, request.inFlight);
     pending_.erase(found);
     timer_.Cancel(requestId);
+    auto next = promoted != 0 ? pending_.find(promoted) : pending_.end();
+    if (next != pending_.end()) {
+        next->second.inFlight = true;
+        try {
+            readyToSend_.push_back(Dispatch{promoted, std::move(next->second.listener), next->second.kind,
+                next->second.type, std::move(next->second.params)});
+        } catch (const std::bad_alloc&) {
+            // Out of memory: it is answered by its time-out.
+            SERVICE_LOGE("request %{public}llu could not be sent", static_cast<unsigned long long>(promoted));
+        }
+    }
     return callback;
 }
 
 void NavInfoServiceCore::TakeRequestsOfRegistrationLocked(uint64_t registrationId, std::vector<Answer>& answers)
 {
+    pacer_.Forget(registrationId); // nothing of it is sent any more
     std::vector<uint64_t> ids;
     for (const auto& entry : pending_) {
         if (entry.second.targetRegistrationId == registrationId) {

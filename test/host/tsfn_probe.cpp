@@ -9,6 +9,11 @@
 // sendFromThread(id, n, ms) a detached native thread waits ms, then acquires,
 //                           calls (blocking) n times with 0..n-1, releases.
 // callStatusFromThread(id)  status of one call from a native thread (joined).
+// sendInTicketOrder(id, n, skip) takes n hand-off tickets here, in order, then
+//                           one thread per ticket calls with its index, the
+//                           later tickets first; tickets whose index is a
+//                           multiple of skip are given up instead, a second
+//                           after the others.
 // releaseTsfn(id)           status of a release on this thread.
 // startHammer(id, blocking) id of a native thread calling acquire, call and
 //                           release on the handle until stopped.
@@ -21,6 +26,7 @@
 #include <thread>
 
 #include "host_addon.h"
+#include "napi_host/hand_off_ticket.h"
 
 namespace {
 
@@ -175,6 +181,37 @@ HOST_EXPORT(callStatusFromThread)
         return nullptr;
     }
     return HostTest::MakeInt(env, status);
+}
+
+HOST_EXPORT(sendInTicketOrder)
+{
+    TsfnRecord record {};
+    uint32_t count = 0;
+    uint32_t skip = 0;
+    if (!RecordArgs(env, info, &record, {&count, &skip})) {
+        return nullptr;
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        auto ticket = std::make_shared<NapiHost::HandOffTicket>(NapiHost::HandOffTicket::Take(record.tsfn));
+        try {
+            std::thread([record, ticket, i, count, skip] {
+                const bool givenUp = skip != 0 && i % skip == 0;
+                std::this_thread::sleep_for(std::chrono::milliseconds(2 * (count - i) + (givenUp ? 1000 : 0)));
+                if (givenUp) {
+                    return; // the ticket is given up when the thread's copy goes
+                }
+                NapiHost::HandOffTicket::Use inOrder(*ticket);
+                Item* item = NewItem(record.counters, i);
+                if (napi_call_threadsafe_function(record.tsfn, item, napi_tsfn_blocking) != napi_ok) {
+                    FreeItem(item);
+                }
+            }).detach();
+        } catch (const std::system_error&) {
+            HostTest::Fail(env, "could not start a sending thread");
+            return nullptr;
+        }
+    }
+    return nullptr;
 }
 
 HOST_EXPORT(releaseTsfn)

@@ -31,14 +31,16 @@ test('a status change reaches onStatusChanged(bundleName, status) with an undefi
   system.unregisterNavigationStatusListener(BUNDLE);
 });
 
-test('a burst of 1,000 changes is delivered completely', async () => {
-  const seen = collector('status deliveries', 1000, 20000);
-  system.registerNavigationStatusListener({ onStatusChanged: (b, s) => seen.push(s.routeIndex) }, BUNDLE);
-  for (let i = 0; i < 1000; i++) controller.updateNavigationStatus({ routeIndex: i });
-  const values = await seen.promise;
-  assert.deepEqual([...values].sort((a, b) => a - b), Array.from({ length: 1000 }, (_, i) => i));
-  system.unregisterNavigationStatusListener(BUNDLE);
-});
+test('bursts of 300 changes arrive complete, in publishing order, ending on the latest, 10 times out of 10',
+  async () => {
+    for (let run = 0; run < 10; run++) {
+      const seen = collector('status deliveries', 300, 20000);
+      system.registerNavigationStatusListener({ onStatusChanged: (b, s) => seen.push(s.routeIndex) }, BUNDLE);
+      for (let i = 0; i < 300; i++) controller.updateNavigationStatus({ routeIndex: i });
+      assert.deepEqual(await seen.promise, Array.from({ length: 300 }, (_, i) => i), `run ${run}`);
+      system.unregisterNavigationStatusListener(BUNDLE);
+    }
+  });
 
 test('a second registration redirects deliveries to the newest listener', async () => {
   const first = [];

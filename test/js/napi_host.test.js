@@ -121,6 +121,24 @@ describe('thread-safe functions', () => {
     assert.deepEqual(seen, [0, 1, 2, 3].map((value) => ({ self: undefined, value })));
   });
 
+  test('items run in the order of their hand-off tickets; a ticket given up holds nothing back', async () => {
+    for (const skip of [0, 3]) {
+      const expected = Array.from({ length: 40 }, (_, i) => i).filter((i) => skip === 0 || i % skip !== 0);
+      const seen = [];
+      let done;
+      const allSeen = new Promise((resolve) => { done = resolve; });
+      const keepAlive = setTimeout(() => {}, 10000);
+      const id = addon.createTsfn((value) => {
+        seen.push(value);
+        if (seen.length === expected.length) done();
+      });
+      addon.sendInTicketOrder(id, 40, skip);
+      await allSeen;
+      clearTimeout(keepAlive);
+      assert.deepEqual(seen, expected, `skip ${skip}`);
+    }
+  });
+
   test('after its release, the function is finalized once and later calls answer napi_closing', async () => {
     const id = addon.createTsfn(() => {});
     assert.equal(addon.callStatusFromThread(id), S.ok);
@@ -150,6 +168,21 @@ describe('thread-safe functions', () => {
     const counters = addon.counters(id);
     assert.equal(counters.finalized, 1);
     assert.equal(counters.freed, counters.allocated, 'every queued item freed exactly once');
+  });
+
+  test('items still waiting for their turn when a Worker is terminated are freed once', async () => {
+    const worker = startWorker('parentPort.postMessage(addon.createTsfn(() => {})); setInterval(() => {}, 1000);');
+    const id = await firstMessage(worker);
+    // Ticket 0 is given up a second after the others came: they wait for it.
+    addon.sendInTicketOrder(id, 200, 1000);
+    for (let i = 0; i < 100 && addon.counters(id).allocated < 199; i++) await sleep(10);
+    assert.equal(addon.counters(id).freed, 0, 'nothing ran before its turn');
+    await worker.terminate();
+    for (let i = 0; i < 100 && addon.counters(id).finalized === 0; i++) await sleep(10);
+    const counters = addon.counters(id);
+    assert.equal(counters.finalized, 1);
+    assert.equal(counters.allocated, 199);
+    assert.equal(counters.freed, counters.allocated);
   });
 
   test('callers blocked on the full queue of a busy Worker are let go when it is terminated', () => {

@@ -1,6 +1,8 @@
 // Publishing, reading and following through the core.
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "core_test_support.h"
 #include "nav_info_errors.h"
 #include "worker_pool.h"
@@ -162,23 +164,117 @@ TEST(CorePublishInlineTest, ListenersMayCallBackIntoTheCore)
     EXPECT_EQ(read.status, 3);
 }
 
-TEST(CorePublishPoolTest, FollowersAreCalledOnPoolThreadsInPublishingOrder)
+// Two threads of one application publish at once: the follower sees each
+// thread's records in order, and the last it gets is the one stored last.
+TEST(CorePublishPoolTest, FollowersGetRecordsOnPoolThreadsInPublishingOrderEndingOnTheStoredOne)
 {
     auto pool = std::make_shared<WorkerPool>(4); // outlives the core
     auto core = MakeCore(pool);
     CallerInfo nav = MakeCaller("com.nav", 1);
+    CallerInfo sys = MakeCaller("com.sys", 2);
     sptr<RecordingStatusListener> follower = new RecordingStatusListener();
-    ASSERT_EQ(core->RegisterNavigationStatusListener(MakeCaller("com.sys", 2), "com.nav", follower), 0);
-    constexpr int COUNT = 200;
-    for (int i = 0; i < COUNT; ++i) {
+    ASSERT_EQ(core->RegisterNavigationStatusListener(sys, "com.nav", follower), 0);
+    constexpr int COUNT = 300;
+    auto publish = [&](int first) {
+        for (int i = first; i < first + COUNT; ++i) {
+            core->UpdateNavigationStatus(nav, SampleStatus(i));
+        }
+    };
+    std::thread other(publish, 10000);
+    publish(0);
+    other.join();
+    ASSERT_TRUE(WaitUntil([&] { return follower->Count() == 2 * COUNT; }));
+    auto calls = follower->Calls();
+    int last[2] = {-1, -1};
+    for (const auto& call : calls) {
+        int& previous = last[call.status.status >= 10000 ? 1 : 0];
+        EXPECT_GT(call.status.status, previous);
+        previous = call.status.status;
+        EXPECT_NE(call.thread, std::this_thread::get_id());
+    }
+    NavigationStatus stored;
+    ASSERT_EQ(core->GetNavigationStatus(sys, "com.nav", stored), 0);
+    EXPECT_EQ(calls.back().status.status, stored.status);
+}
+
+class NumberedRecordingListener : public RecordingStatusListener, public NumberedStatusListener {
+public:
+    void OnNumberedStatusChanged(const NavigationStatus& status, const std::string& bundleName,
+        NotificationNumber number) override
+    {
+        numbers.push_back(number);
+        OnStatusChanged(status, bundleName);
+    }
+    std::vector<NotificationNumber> numbers; // one drain at a time writes it
+};
+
+// A follower whose outbox is full when a record comes loses the superseded
+// records and gets the newest, in order; numbers show the gap to a follower
+// that takes them. Each registration is a stream of its own.
+TEST(CorePublishOutboxTest, AFollowerThatCannotKeepUpGetsTheNewestAndTheGapIsNumbered)
+{
+    auto executor = std::make_shared<ManualExecutor>();
+    CoreOptions options;
+    options.executor = executor;
+    options.policy = RuleAccessPolicy::AllowAll();
+    options.followerOutboxCapacity = 4;
+    auto core = NavInfoServiceCore::Create(options);
+    CallerInfo nav = MakeCaller("com.nav", 1);
+    sptr<NumberedRecordingListener> numbered = new NumberedRecordingListener();
+    sptr<RecordingStatusListener> plain = new RecordingStatusListener();
+    ASSERT_EQ(core->RegisterNavigationStatusListener(MakeCaller("com.sys", 2), "com.nav", numbered), 0);
+    ASSERT_EQ(core->RegisterNavigationStatusListener(MakeCaller("com.sys", 3), "com.nav", plain), 0);
+    for (int i = 1; i <= 10; ++i) {
         ASSERT_EQ(core->UpdateNavigationStatus(nav, SampleStatus(i)), 0);
     }
-    ASSERT_TRUE(WaitUntil([&] { return follower->Count() == COUNT; }));
-    auto calls = follower->Calls();
-    for (int i = 0; i < COUNT; ++i) {
-        EXPECT_EQ(calls[i].status.status, i) << "one follower sees one publisher's updates in order";
-        EXPECT_NE(calls[i].thread, std::this_thread::get_id());
+    executor->RunAll();
+    for (RecordingStatusListener* follower : {static_cast<RecordingStatusListener*>(numbered.GetRefPtr()),
+             static_cast<RecordingStatusListener*>(plain.GetRefPtr())}) {
+        auto calls = follower->Calls();
+        ASSERT_EQ(calls.size(), 2u);
+        EXPECT_EQ(calls[0].status.status, 9);
+        EXPECT_EQ(calls[1].status.status, 10);
     }
+    ASSERT_EQ(numbered->numbers.size(), 2u);
+    EXPECT_NE(numbered->numbers[0].stream, 0u);
+    EXPECT_EQ(numbered->numbers[0].sequence, 9u);
+    EXPECT_EQ(numbered->numbers[1].sequence, 10u);
+
+    ASSERT_EQ(core->RegisterNavigationStatusListener(MakeCaller("com.sys", 2), "com.nav", numbered), 0);
+    ASSERT_EQ(core->UpdateNavigationStatus(nav, SampleStatus(11)), 0);
+    executor->RunAll();
+    ASSERT_EQ(numbered->numbers.size(), 3u);
+    EXPECT_NE(numbered->numbers[2].stream, numbered->numbers[0].stream);
+    EXPECT_EQ(numbered->numbers[2].sequence, 1u);
+}
+
+// A record that the transport could not carry to a follower is refused at
+// publishing and not stored.
+TEST(CorePublishLimitsTest, ARecordThatCannotReachFollowersIsRefusedAndNotStored)
+{
+    CoreOptions options;
+    options.executor = std::make_shared<InlineExecutor>();
+    options.policy = RuleAccessPolicy::AllowAll();
+    options.limits.statusFits = [](const NavigationStatus& status, const std::string&) {
+        return status.customData.size() < 10;
+    };
+    options.limits.metadataFits = [](const NavigationMetadata& metadata, const std::string& bundle) {
+        return metadata.currentRoadName.size() + bundle.size() < 20;
+    };
+    auto core = NavInfoServiceCore::Create(options);
+    CallerInfo nav = MakeCaller("com.nav", 1);
+    CallerInfo sys = MakeCaller("com.sys", 2);
+    NavigationStatus status = SampleStatus(1);
+    ASSERT_EQ(core->UpdateNavigationStatus(nav, status), NAV_INFO_SUCCESS);
+    status.customData = std::string(10, 'x');
+    status.status = 2;
+    EXPECT_EQ(core->UpdateNavigationStatus(nav, status), NAV_INFO_ERR_INVALID_PARAM);
+    NavigationStatus read;
+    ASSERT_EQ(core->GetNavigationStatus(sys, "com.nav", read), NAV_INFO_SUCCESS);
+    EXPECT_EQ(read.status, 1) << "the refused record was not stored";
+    NavigationMetadata metadata;
+    metadata.currentRoadName = std::string(13, 'r'); // 20 with the bundle name
+    EXPECT_EQ(core->UpdateNavigationMetadata(nav, metadata), NAV_INFO_ERR_INVALID_PARAM) << "bundle name counts";
 }
 
 } // namespace

@@ -18,12 +18,14 @@ using std::chrono::milliseconds;
 class CoreRequestTest : public ::testing::Test {
 protected:
     void SetUp() override { Build(); }
-    void Build(size_t maxOutstanding = DEFAULT_MAX_OUTSTANDING_REQUESTS)
+    void Build(size_t maxOutstanding = DEFAULT_MAX_OUTSTANDING_REQUESTS,
+        size_t maxInFlight = DEFAULT_MAX_IN_FLIGHT_PER_LISTENER)
     {
         CoreOptions options;
         options.executor = executor_;
         options.policy = RuleAccessPolicy::AllowAll();
         options.maxOutstandingPerClient = maxOutstanding;
+        options.maxInFlightPerListener = maxInFlight;
         core_ = NavInfoServiceCore::Create(options);
         listener_ = new HoldingSystemListener();
         ASSERT_EQ(core_->RegisterSystemNavigationListener(nav_, listener_), NAV_INFO_SUCCESS);
@@ -177,6 +179,37 @@ TEST_F(CoreRequestTest, OutstandingLimitIsPerClientAndFreedByAnswers)
     EXPECT_EQ(Query(new RecordingCallback(), sys_), NAV_INFO_SUCCESS);
     executor_->RunAll();
     EXPECT_EQ(refused->Count(), 0u);
+}
+
+// With two requests in flight, later ones wait: one goes out each time an
+// earlier one completes, and one whose time-out comes while it waits is
+// answered 1004 once and never sent.
+TEST_F(CoreRequestTest, WaitingRequestsGoOutAsEarlierOnesCompleteOrTimeOutWhileWaiting)
+{
+    Build(DEFAULT_MAX_OUTSTANDING_REQUESTS, 2);
+    std::vector<sptr<RecordingCallback>> callbacks = {Accepted(), Accepted(), Accepted()};
+    core_->SetRequestTimeout(milliseconds(20));
+    callbacks.push_back(Accepted());
+    executor_->RunAll();
+    EXPECT_EQ(listener_->Count(), 2u);
+    listener_->CallbackAt(0)->Callback(Answer(0, "first"));
+    executor_->RunAll();
+    ASSERT_EQ(listener_->Count(), 3u) << "the third went out in the first one's place";
+    ASSERT_TRUE(WaitUntil([&] {
+        executor_->RunAll();
+        return callbacks[3]->Count() > 0;
+    }));
+    EXPECT_EQ(callbacks[3]->First().code, NAV_INFO_ERR_TIMEOUT);
+    listener_->CallbackAt(1)->Callback(Answer(0, "second"));
+    listener_->CallbackAt(2)->Callback(Answer(0, "third"));
+    executor_->RunAll();
+    EXPECT_EQ(listener_->Count(), 3u) << "the timed-out one was never sent";
+    const char* messages[] = {"first", "second", "third", "Timed out"};
+    for (size_t i = 0; i < callbacks.size(); ++i) {
+        ASSERT_EQ(callbacks[i]->Count(), 1u) << i;
+        EXPECT_EQ(callbacks[i]->First().message, messages[i]);
+    }
+    EXPECT_EQ(core_->OutstandingRequestCount(), 0u);
 }
 
 TEST(CoreRequestFailureTest, ExecutorOrTimerThatCannotRunRefusesWithoutCallingBack)

@@ -8,8 +8,20 @@
 //     with the number of references the peer holds; handle 0 is the root);
 //   - the table of proxies for the peer's handles;
 //   - the synchronous calls waiting for replies.
-// Frames are written whole under a write lock, with a time-out
-// (kSendTimeoutMs); a peer that does not read in time is taken as dead.
+// Frames leave in the order they were sent, through one outgoing queue: the
+// sending thread writes what the socket takes at once and never waits for
+// the peer; a writer thread, started when the socket is first full, writes
+// the rest. Once kSupersedeAfterQueuedFrames (or ...Bytes) wait, a one-way
+// call sent with a supersede key replaces the latest one of the same object
+// and key that is still queued (the peer is behind, and only the latest
+// matters). A peer that reads nothing for kSendTimeoutMs
+// while other frames wait for it, or lets more than kMaxQueuedOutgoingBytes
+// pile up, is taken as dead.
+//
+// Incoming one-way calls run in order on one pool thread at a time. When
+// kMaxQueuedOnewayTransactions of them wait, the reader stops reading until
+// they are run, so a fast sender is slowed down instead of cut off (while
+// this side waits for a reply, it reads on, up to the hard limits).
 // Anything malformed, oversized or out of order closes the connection, and
 // so does a frame left unfinished for frameTimeoutMs, a handshake not done in
 // handshakeTimeoutMs, and (server side, when idleTimeoutMs is set) silence
@@ -29,6 +41,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -39,9 +52,11 @@
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "iremote_object.h"
+#include "rate_limited_count.h"
 #include "ipc_limits.h"
 #include "ipc_wire.h"
 
@@ -182,11 +197,32 @@ private:
         size_t bytes);
     void DrainOneway();
     void SendReply(uint64_t transactionId, int status, MessageParcel* reply);
-    // Writes one whole frame; on failure the connection is shut down.
+    // Sends one whole frame (see QueueFrame); on failure the connection is
+    // shut down. supersedeKey: see MessageOption::SetSupersedeKey.
     bool WriteFrame(const IpcWire::FrameHeader& header, const uint8_t* payload, size_t payloadSize,
-        const std::vector<IpcWire::WireObject>& objects);
+        const std::vector<IpcWire::WireObject>& objects, uint64_t supersedeKey = 0);
+    // Reader thread: waits while the one-way calls waiting to run are at
+    // their limit; false once the connection is shutting down.
+    bool WaitForOnewayRoom();
+    // mutex_ held.
+    bool HasOnewayRoomLocked() const;
     // Ends the stream so that the reader thread runs TearDown.
     void Shutdown(const char* reason);
+
+    // --- outgoing frames (ipc_connection_outbound.cpp) ---
+    // Any thread, never with mutex_ held. Queues the encoded frame behind
+    // those not yet written (or puts it in the place of a queued one-way
+    // frame of the same handle and non-zero key) and writes what the socket
+    // takes now, without waiting. False when the connection is closed or
+    // its peer is taken as dead.
+    bool QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint64_t supersedeKey);
+    // outMutex_ held: writes queued frames until the socket is full. False on
+    // a write error.
+    bool FlushLocked();
+    // The writer thread: writes the queue out whenever the socket has room.
+    void WriterMain();
+    // Reader thread, from TearDown: drops the queue and joins the writer.
+    void CloseOutbound();
 
     // --- object tables (ipc_connection_objects.cpp) ---
     // Turns a parcel's objects into wire entries, taking a peer reference on
@@ -216,7 +252,27 @@ private:
     const int idleTimeoutMs_;
     PeerCredentials peer_; // written before the reader starts, then read-only
 
-    std::mutex writeMutex_; // serialises frames on the socket
+    // Outgoing frames, oldest first; the front one may be partly written.
+    struct OutFrame {
+        std::vector<uint8_t> bytes;
+        size_t written = 0;
+        uint32_t handle = 0;
+        uint64_t supersedeKey = 0; // 0: cannot be replaced
+    };
+    std::mutex outMutex_; // guards the fields up to writer_
+    std::condition_variable outWork_;
+    std::deque<OutFrame> outbound_;
+    uint64_t outFrontId_ = 0; // id of outbound_.front(); ids count up by one per frame
+    // Queued frames not yet started that a later one may replace: (handle, key) -> id.
+    std::map<std::pair<uint32_t, uint64_t>, uint64_t> replaceable_;
+    size_t outboundBytes_ = 0;
+    size_t outboundPlain_ = 0; // queued frames without a supersede key
+    std::chrono::steady_clock::time_point lastWriteProgress_;
+    bool outClosed_ = false;
+    bool writerStarted_ = false;
+    uint64_t supersededTotal_ = 0;
+    RateLimitedCount superseded_;
+    std::thread writer_;
 
     mutable std::mutex mutex_; // guards everything below
     State state_ = State::HANDSHAKE;
@@ -234,6 +290,9 @@ private:
     size_t incomingBytes_ = 0;  // their bytes plus queued one-way bytes
     std::deque<std::function<void()>> oneway_; // received one-way calls in order
     bool onewayRunning_ = false;
+    bool readerWaiting_ = false;   // the reader waits in WaitForOnewayRoom
+    bool shuttingDown_ = false;    // Shutdown was called
+    std::condition_variable onewayRoom_;
 
     std::mutex readerMutex_;
     std::thread reader_; // guarded by readerMutex_; taken out to be joined

@@ -27,8 +27,11 @@ constexpr size_t kMaxImportedHandlesPerConnection = 1024;
 // Synchronous transactions a connection may have waiting for replies, and
 // received ones it runs at once (more are answered IPC_ERR_BUSY).
 constexpr size_t kMaxOutstandingSyncTransactions = 16;
-// One-way transactions received but not yet run, per connection.
+// One-way transactions received but not yet run, per connection: at this
+// many the reader stops reading until they are run; while the connection
+// waits for a reply to one of its own calls, it reads on up to the hard limit.
 constexpr size_t kMaxQueuedOnewayTransactions = 256;
+constexpr size_t kHardMaxQueuedOnewayTransactions = 4096;
 // Bytes of received transactions waiting for or in dispatch, per connection.
 constexpr size_t kMaxPendingIncomingBytes = 16 * 1024 * 1024;
 
@@ -49,8 +52,16 @@ constexpr size_t kMaxServerConnectionsPerUid = 64;
 // How long a synchronous transaction waits for its reply unless the
 // MessageOption says otherwise.
 constexpr int kDefaultSyncTimeoutMs = 5000;
-// How long one frame may take to be written before the peer is taken as dead.
+// How long a peer may read nothing while frames other than supersedable
+// one-way calls wait for it, before it is taken as dead.
 constexpr int kSendTimeoutMs = 2000;
+// Bytes waiting to be written to one peer before it is taken as dead.
+constexpr size_t kMaxQueuedOutgoingBytes = 16 * 1024 * 1024;
+// Frames, or bytes, waiting to be written before a one-way call with a
+// supersede key replaces a queued one of its key: a burst smaller than this
+// goes out whole, however slowly the peer reads.
+constexpr size_t kSupersedeAfterQueuedFrames = 512;
+constexpr size_t kSupersedeAfterQueuedBytes = 2 * 1024 * 1024;
 // How long a new connection may take to complete the HELLO exchange.
 constexpr int kHandshakeTimeoutMs = 3000;
 // How long the rest of a frame may take once its first bytes arrived; a peer

@@ -5,6 +5,8 @@
 #ifndef PLATFORM_IPC_MESSAGE_OPTION_H
 #define PLATFORM_IPC_MESSAGE_OPTION_H
 
+#include <cstdint>
+
 namespace OHOS {
 
 class MessageOption {
@@ -24,10 +26,17 @@ public:
     int GetWaitTime() const { return waitTimeMs_ / 1000; }
     void SetWaitTimeMs(int milliseconds) { waitTimeMs_ = milliseconds > 0 ? milliseconds : 0; }
     int GetWaitTimeMs() const { return waitTimeMs_; }
+    // One-way calls without objects only: a non-zero key lets this call
+    // replace an earlier call of the same object and key that still waits to
+    // be written (the peer reads slower than calls come), so that only the
+    // latest one goes out. 0: every call goes out.
+    void SetSupersedeKey(uint64_t key) { supersedeKey_ = key; }
+    uint64_t GetSupersedeKey() const { return supersedeKey_; }
 
 private:
     int flags_;
     int waitTimeMs_ = 0;
+    uint64_t supersedeKey_ = 0;
 };
 
 } // namespace OHOS

@@ -71,6 +71,7 @@ IpcConnection::IpcConnection(int fd, Options options)
 
 IpcConnection::~IpcConnection()
 {
+    CloseOutbound(); // done already unless the reader never ran
     {
         std::lock_guard<std::mutex> lock(readerMutex_);
         if (reader_.joinable()) {
@@ -150,6 +151,11 @@ void IpcConnection::Shutdown(const char* reason)
 {
     IPC_LOGI("connection %{public}llu: shutting down: %{public}s", static_cast<unsigned long long>(id_), reason);
     shutdown(fd_, SHUT_RDWR);
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        shuttingDown_ = true;
+    }
+    onewayRoom_.notify_all(); // a reader waiting for room ends too
 }
 
 void IpcConnection::Close()
@@ -477,6 +483,7 @@ void IpcConnection::TearDown()
         proxies_.clear();
         oneway.swap(oneway_);
     }
+    CloseOutbound();
     handshakeDone_.notify_all();
     for (auto& call : calls) {
         call->done.notify_all();

@@ -2,6 +2,7 @@
 // and running them on the IPC thread pool.
 #include <chrono>
 #include <exception>
+#include <utility>
 
 #include "ipc_connection.h"
 #include "hilog/log_rate_limit.h"
@@ -29,7 +30,7 @@ size_t FrameBytes(const IpcWire::Frame& frame)
 } // namespace
 
 bool IpcConnection::WriteFrame(const IpcWire::FrameHeader& header, const uint8_t* payload, size_t payloadSize,
-    const std::vector<IpcWire::WireObject>& objects)
+    const std::vector<IpcWire::WireObject>& objects, uint64_t supersedeKey)
 {
     std::vector<uint8_t> bytes;
     try {
@@ -37,15 +38,10 @@ bool IpcConnection::WriteFrame(const IpcWire::FrameHeader& header, const uint8_t
             IPC_LOGE("connection %{public}llu: frame not encodable", Id(id_));
             return false;
         }
+        return QueueFrame(std::move(bytes), header.handle, objects.empty() ? supersedeKey : 0);
     } catch (...) {
         return false;
     }
-    std::lock_guard<std::mutex> lock(writeMutex_);
-    if (!IpcSocket::SendAll(fd_, bytes.data(), bytes.size(), sendTimeoutMs_)) {
-        Shutdown("write failed or timed out");
-        return false;
-    }
-    return true;
 }
 
 int IpcConnection::SendTransaction(uint32_t handle, uint32_t code, MessageParcel& data, MessageParcel& reply,
@@ -79,9 +75,12 @@ int IpcConnection::SendTransaction(uint32_t handle, uint32_t code, MessageParcel
                 call = std::make_shared<PendingCall>();
                 header.transactionId = nextTransactionId_++;
                 pending_[header.transactionId] = call;
+                if (readerWaiting_) {
+                    onewayRoom_.notify_all(); // the reply must be read: the reader reads on
+                }
             }
         }
-        if (!WriteFrame(header, data.GetData(), data.GetDataSize(), wire)) {
+        if (!WriteFrame(header, data.GetData(), data.GetDataSize(), wire, oneway ? option.GetSupersedeKey() : 0)) {
             std::lock_guard<std::mutex> lock(mutex_);
             pending_.erase(header.transactionId);
             return IPC_ERR_DEAD_OBJECT;
@@ -183,10 +182,6 @@ bool IpcConnection::HandleOneway(IpcWire::Frame& frame)
     bool startDrain = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        if (oneway_.size() >= kMaxQueuedOnewayTransactions || incomingBytes_ + bytes > kMaxPendingIncomingBytes) {
-            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: too many one-way transactions queued", Id(id_));
-            return false;
-        }
         sptr<IRemoteObject> target = FindExportedLocked(frame.header.handle);
         if (target == nullptr) {
             HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: one-way transaction for unknown handle %{public}u", Id(id_),
@@ -212,7 +207,28 @@ bool IpcConnection::HandleOneway(IpcWire::Frame& frame)
         IPC_LOGE("connection %{public}llu: no IPC thread for one-way calls", Id(id_));
         return false;
     }
-    return true;
+    // The sender is slowed down instead of cut off: nothing more is read
+    // until the calls waiting to run are down to the limit.
+    return WaitForOnewayRoom();
+}
+
+bool IpcConnection::HasOnewayRoomLocked() const
+{
+    if (incomingBytes_ >= kMaxPendingIncomingBytes || oneway_.size() >= kHardMaxQueuedOnewayTransactions) {
+        return false;
+    }
+    return oneway_.size() < kMaxQueuedOnewayTransactions || !pending_.empty();
+}
+
+bool IpcConnection::WaitForOnewayRoom()
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (!HasOnewayRoomLocked()) {
+        readerWaiting_ = true;
+        onewayRoom_.wait(lock, [this] { return shuttingDown_ || HasOnewayRoomLocked(); });
+        readerWaiting_ = false;
+    }
+    return !shuttingDown_;
 }
 
 void IpcConnection::DrainOneway()
@@ -221,6 +237,9 @@ void IpcConnection::DrainOneway()
         std::function<void()> call;
         {
             std::lock_guard<std::mutex> lock(mutex_);
+            if (readerWaiting_ && HasOnewayRoomLocked()) {
+                onewayRoom_.notify_all();
+            }
             if (oneway_.empty()) {
                 onewayRunning_ = false;
                 return;

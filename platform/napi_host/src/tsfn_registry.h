@@ -19,6 +19,7 @@
 namespace NapiHost {
 
 struct EnvState;
+struct HandOffOrder;
 
 struct TsfnEntry {
     TsfnEntry(const EnvState* o, napi_finalize f, void* d) : owner(o), userFinalize(f), userFinalizeData(d) {}
@@ -30,6 +31,8 @@ struct TsfnEntry {
     // The caller's finalizer. Read and written on the loop thread only.
     napi_finalize userFinalize;
     void* const userFinalizeData;
+    // The order of the function's ticketed items; set before publishing.
+    std::shared_ptr<HandOffOrder> order;
 
     // Closed once the function is dead; guards every real call on handle.
     CallGate gate;

@@ -13,12 +13,15 @@
 //    (any more), answers napi_closing;
 //  - carry out a blocking call as non-blocking tries with waits in the gate in
 //    between, so no thread is ever blocked inside Node (see CallBlocking);
+//  - queue each item in an envelope that carries its hand-off ticket, and run
+//    ticketed items in ticket order on the loop thread (hand_off_ticket.h);
 //  - unref each new function: the module keeps one per listener for good and
 //    never releases it, and a registered listener alone must not keep a
 //    script alive. A script that only listens keeps itself alive, e.g. with a
 //    timer.
-// Items still queued when Node frees a function reach its call-into-JS
-// callback with env == nullptr, as in Node; the callbacks free their data.
+// Items still queued when Node frees a function, and items still waiting for
+// their turn, reach its call-into-JS callback with env == nullptr, as in
+// Node; the callbacks free their data.
 //
 // Threads: create on the env's loop thread only; call, acquire and release
 // from any thread. Not guarded (loop thread only, as in Node, and unused by
@@ -28,7 +31,9 @@
 #include <memory>
 
 #include "env_state.h"
+#include "hand_off_order.h"
 #include "host_log.h"
+#include "napi_host/hand_off_ticket.h"
 #include "no_throw.h"
 #include "real_napi.h"
 #include "tsfn_registry.h"
@@ -44,18 +49,18 @@ namespace {
 struct CallJsTarget {
     napi_threadsafe_function_call_js callJs;
     void* context;
+    std::shared_ptr<HandOffOrder> order;
 };
 
-// Loop thread. Runs the caller's callback, then hands an exception it left
-// pending (a listener that threw) to Node's 'uncaughtException', as an
-// exception thrown by any other event callback is. Without this, Node turns
-// it into a deprecation warning for modules of this Node-API version and the
-// error itself is lost.
-void CallJsTrampoline(napi_env env, napi_value jsCallback, void* context, void* data)
+// Loop thread. Runs the caller's callback for one item, then hands an
+// exception it left pending (a listener that threw) to Node's
+// 'uncaughtException', as an exception thrown by any other event callback
+// is. Without this, Node turns it into a deprecation warning for modules of
+// this Node-API version and the error itself is lost.
+void RunItem(napi_env env, napi_value jsCallback, const CallJsTarget& target, void* data)
 {
-    auto* target = static_cast<CallJsTarget*>(context);
-    if (target->callJs != nullptr) {
-        target->callJs(env, jsCallback, target->context, data);
+    if (target.callJs != nullptr) {
+        target.callJs(env, jsCallback, target.context, data);
     } else if (env != nullptr && jsCallback != nullptr) {
         napi_value undefined = nullptr;
         napi_get_undefined(env, &undefined);
@@ -71,6 +76,48 @@ void CallJsTrampoline(napi_env env, napi_value jsCallback, void* context, void* 
     }
 }
 
+// Loop thread: an item that ran after another in the same callback gets a
+// handle scope of its own.
+void RunInScope(napi_env env, napi_value jsCallback, const CallJsTarget& target, void* data)
+{
+    napi_handle_scope scope = nullptr;
+    bool scoped = napi_open_handle_scope(env, &scope) == napi_ok;
+    RunItem(env, jsCallback, target, data);
+    if (scoped) {
+        napi_close_handle_scope(env, scope);
+    }
+}
+
+// The call-into-JS callback Node sees for every tracked function; loop
+// thread. Unwraps the envelope; an item with a place waits for its turn, and
+// every item whose turn has come runs now, in order. With env == nullptr Node
+// is emptying the queue of a function it frees: the item is only handed back
+// to be freed.
+void CallJsTrampoline(napi_env env, napi_value jsCallback, void* context, void* raw)
+{
+    auto* target = static_cast<CallJsTarget*>(context);
+    std::unique_ptr<Envelope> envelope(static_cast<Envelope*>(raw));
+    if (env == nullptr || (envelope->place == 0 && !envelope->wakeOnly)) {
+        if (!envelope->wakeOnly) {
+            RunItem(env, jsCallback, *target, envelope->data);
+        }
+        return;
+    }
+    if (!envelope->wakeOnly && !target->order->Arrive(envelope->place, envelope->data)) {
+        NAPI_HOST_LOGE("out of memory: an item runs out of its turn");
+        RunItem(env, jsCallback, *target, envelope->data);
+    }
+    envelope.reset();
+    void* data = nullptr;
+    for (bool first = true; target->order->PopDue(data); first = false) {
+        if (first) {
+            RunItem(env, jsCallback, *target, data);
+        } else {
+            RunInScope(env, jsCallback, *target, data);
+        }
+    }
+}
+
 // The finalizer napi_host gives Node for every tracked function; loop thread.
 // Node runs it right before freeing the function: the gate is closed first,
 // then the caller's own finalizer runs.
@@ -79,9 +126,18 @@ void FinalizeTracked(napi_env env, void* finalize_data, void* context)
     std::unique_ptr<std::shared_ptr<TsfnEntry>> holder(static_cast<std::shared_ptr<TsfnEntry>*>(finalize_data));
     const std::shared_ptr<TsfnEntry>& entry = *holder;
     RetireTsfn(entry);
+    auto* target = static_cast<CallJsTarget*>(context);
+    try {
+        // Items that waited for their turn are handed back to be freed, as
+        // Node does with the items still in its queue right after this.
+        for (void* data : entry->order->TakeWaiting()) {
+            RunItem(nullptr, nullptr, *target, data);
+        }
+    } catch (...) {
+        NAPI_HOST_LOGE("items waiting for their turn could not be freed");
+    }
     if (entry->userFinalize != nullptr) {
         try {
-            auto* target = static_cast<CallJsTarget*>(context);
             entry->userFinalize(env, entry->userFinalizeData, target != nullptr ? target->context : nullptr);
         } catch (...) {
             NAPI_HOST_LOGE("a thread-safe function's finalizer threw");
@@ -105,8 +161,9 @@ napi_status CreateTracked(napi_env env, napi_value func, napi_value async_resour
         return status;
     }
     auto entry = std::make_shared<TsfnEntry>(state.get(), thread_finalize_cb, thread_finalize_data);
+    entry->order = std::make_shared<HandOffOrder>();
     auto holder = std::make_unique<std::shared_ptr<TsfnEntry>>(entry);
-    auto target = std::make_unique<CallJsTarget>(CallJsTarget{call_js_cb, context});
+    auto target = std::make_unique<CallJsTarget>(CallJsTarget{call_js_cb, context, entry->order});
     status = __real_napi_create_threadsafe_function(env, func, async_resource, async_resource_name, max_queue_size,
         initial_thread_count, holder.get(), FinalizeTracked, target.get(), CallJsTrampoline, result);
     if (status != napi_ok) {
@@ -116,6 +173,7 @@ napi_status CreateTracked(napi_env env, napi_value func, napi_value async_resour
     holder.release(); // FinalizeTracked owns it now
     target.release(); // kept for the function's whole life, see CallJsTarget
     entry->handle = *result;
+    entry->order->handle = *result;
     if (!PublishTsfn(entry)) {
         // An untracked handle would be unguarded: have Node close it (without
         // the caller's finalizer, since the caller is told it failed).
@@ -167,6 +225,31 @@ napi_status CallBlocking(napi_threadsafe_function func, void* data, CallGate& ga
     }
 }
 
+// Queues data on func in an envelope (blocking: see CallBlocking). The
+// ticket in use on this thread, if it is one of func's and still unused,
+// gives the envelope its place, and is used up once the item is queued.
+napi_status CallEnveloped(napi_threadsafe_function func, void* data, napi_threadsafe_function_call_mode mode,
+    TsfnEntry& entry)
+{
+    HandOffTicket* ticket = HandOffTicket::InUse();
+    if (ticket != nullptr && (ticket->Queued() || ticket->Order() != entry.order)) {
+        ticket = nullptr;
+    }
+    auto envelope = std::make_unique<Envelope>();
+    envelope->place = ticket != nullptr ? ticket->Place() : 0;
+    envelope->data = data;
+    napi_status status = mode == napi_tsfn_blocking
+        ? CallBlocking(func, envelope.get(), entry.gate)
+        : __real_napi_call_threadsafe_function(func, envelope.get(), mode);
+    if (status == napi_ok) {
+        envelope.release(); // the trampoline frees it
+        if (ticket != nullptr) {
+            ticket->MarkQueued();
+        }
+    }
+    return status;
+}
+
 } // namespace
 
 extern "C" napi_status __wrap_napi_create_threadsafe_function(napi_env env, napi_value func,
@@ -184,10 +267,7 @@ extern "C" napi_status __wrap_napi_call_threadsafe_function(napi_threadsafe_func
     napi_threadsafe_function_call_mode is_blocking)
 {
     return NoThrow([&] {
-        return CallGuarded(func, [&](TsfnEntry& entry) {
-            return is_blocking == napi_tsfn_blocking ? CallBlocking(func, data, entry.gate)
-                                                     : __real_napi_call_threadsafe_function(func, data, is_blocking);
-        });
+        return CallGuarded(func, [&](TsfnEntry& entry) { return CallEnveloped(func, data, is_blocking, entry); });
     });
 }
 

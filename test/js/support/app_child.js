@@ -44,6 +44,18 @@ const operations = {
   unfollowStatus: (bundle) => system.unregisterNavigationStatusListener(bundle),
   getStatus: (bundle) => system.getNavigationStatus(bundle),
   query: (bundle, type, params) => system.queryNavigationInfo(bundle, type, params),
+  // count statuses back to back, routeIndex first, first + 1, ...
+  burst: (first, count) => {
+    for (let i = first; i < first + count; i++) controller.updateNavigationStatus({ routeIndex: i });
+  },
+  // count queries without waiting for any answer; resolves with how they settled, by code
+  flood: async (bundle, count) => {
+    const byCode = {};
+    const answers = [];
+    for (let i = 0; i < count; i++) answers.push(system.queryNavigationInfo(bundle, 'navigationStatus', { i }));
+    for (const { code } of await Promise.all(answers)) byCode[code] = (byCode[code] || 0) + 1;
+    return byCode;
+  },
   command: (bundle, type, params) => system.sendNavigationCmd(bundle, type, params),
   // A method of either controller called as a plain function (this undefined).
   detached: (method, ...args) => {

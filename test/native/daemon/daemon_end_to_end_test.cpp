@@ -9,7 +9,11 @@
 #include "ipc_limits.h"
 
 #include "daemon_fixture.h"
+#include "listener_proxies.h"
+#include "message_parcel.h"
 #include "nav_info_errors.h"
+#include "nav_info_service_ipc.h"
+#include "record_marshalling.h"
 #include "record_samples.h"
 
 namespace OHOS::NavigationInfoService {
@@ -66,6 +70,56 @@ TEST_F(DaemonTest, AFollowerSeesStatusesInPublishingOrder)
     for (int i = 0; i < COUNT; ++i) {
         ASSERT_EQ(calls[i].status.routeIndex, i);
     }
+}
+
+// Near the frame limit: a status whose publishing request fits but whose
+// notification (a longer token, the bundle name, the number) would not is
+// refused with 1001 and not stored; one that just fits reaches the follower.
+TEST_F(DaemonTest, AStatusWhoseNotificationCannotFitIsRefusedAtPublishing)
+{
+    auto statusOfSize = [](size_t lastName) {
+        NavigationStatus status;
+        for (int i = 0; i < 16; ++i) {
+            status.passPoint.push_back(Location{std::string(64000, 'p'), 0, 0, 0, 0});
+        }
+        status.passPoint.push_back(Location{std::string(lastName, 'q'), 0, 0, 0, 0});
+        return status;
+    };
+    auto requestFits = [](const NavigationStatus& status) {
+        MessageParcel request;
+        return request.WriteInterfaceToken(NavInfoServiceDescriptor()) &&
+            Marshalling::WriteNavigationStatus(request, status);
+    };
+    // The longest last name (a multiple of 4) for which fits holds.
+    auto longest = [&](auto fits) {
+        size_t low = 0;
+        size_t high = 64000 / 4;
+        while (low < high) {
+            size_t middle = (low + high + 1) / 2;
+            if (fits(statusOfSize(middle * 4))) {
+                low = middle;
+            } else {
+                high = middle - 1;
+            }
+        }
+        return low * 4;
+    };
+    const size_t lastName = longest(requestFits);
+    const NavigationStatus tooLarge = statusOfSize(lastName);
+    ASSERT_FALSE(StatusNotificationFits(tooLarge, MAP)) << "the largest request must not fit as a notification";
+    const size_t fitting = longest([](const NavigationStatus& s) { return StatusNotificationFits(s, MAP); });
+
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    sptr<RecordingStatusListener> listener = new RecordingStatusListener();
+    ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, listener), NAV_INFO_SUCCESS);
+    ASSERT_EQ(nav->UpdateNavigationStatus(statusOfSize(fitting)), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() == 1; }));
+    EXPECT_EQ(listener->Calls()[0].status.passPoint.back().name.size(), fitting);
+    EXPECT_EQ(nav->UpdateNavigationStatus(tooLarge), NAV_INFO_ERR_INVALID_PARAM);
+    NavigationStatus read;
+    ASSERT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_SUCCESS);
+    EXPECT_EQ(read.passPoint.back().name.size(), fitting) << "the refused status was not stored";
 }
 
 TEST_F(DaemonTest, UnfollowingStopsDeliveries)
@@ -142,31 +196,63 @@ TEST_F(DaemonTest, MoreRequestsThanObjectHandlesAreAnsweredWhileTheApplicationKe
     }
 }
 
-// Requests left unanswered hold their callback objects; one the navigation
-// connection cannot take any more is answered 1006 at once, not after the time-out.
-TEST_F(DaemonTest, ARequestTheNavigationConnectionCannotTakeIsAnswered1006AtOnce)
+// A flood of queries from one requester: beyond its share (outstanding
+// requests) it is refused 1006 at once; the navigation application is handed
+// only DEFAULT_MAX_IN_FLIGHT_PER_LISTENER at a time and keeps its connection;
+// the others wait in the daemon, taking turns with another requester, and
+// every accepted query is answered exactly once.
+TEST_F(DaemonTest, AQueryFloodIsPacedToTheNavigationApplicationAndEveryAcceptedQueryIsAnsweredOnce)
 {
     auto nav = Client(MAP);
-    std::vector<std::unique_ptr<RemoteTransport>> requesters;
-    requesters.push_back(Client(DASH));
-    requesters.push_back(Client(DASH));
-    sptr<HoldingSystemListener> listener = new HoldingSystemListener(); // never answers
+    auto flooding = Client(DASH);
+    auto other = Client(DASH);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener(); // answered by the test
     ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
-    const size_t count = kMaxExportedHandlesPerConnection + 100;
-    std::vector<sptr<RecordingCallback>> answers;
-    for (size_t i = 0; i < count; ++i) {
-        answers.push_back(new RecordingCallback());
-        ASSERT_EQ(requesters[i % 2]->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answers.back()),
-            NAV_INFO_SUCCESS);
+    const uint64_t navConnection = nav->ConnectionGeneration();
+    const size_t share = DEFAULT_MAX_OUTSTANDING_REQUESTS;
+    std::vector<sptr<RecordingCallback>> accepted;
+    size_t refused = 0;
+    for (size_t i = 0; i < share + 100; ++i) {
+        sptr<RecordingCallback> answer = new RecordingCallback();
+        int32_t result = flooding->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answer);
+        if (result == NAV_INFO_SUCCESS) {
+            accepted.push_back(answer);
+        } else {
+            ASSERT_EQ(result, NAV_INFO_ERR_TOO_MANY_REQUESTS);
+            ++refused;
+        }
     }
-    auto refused = [&] {
-        return std::count_if(answers.begin(), answers.end(), [](const sptr<RecordingCallback>& a) {
-            return a->Count() == 1 && a->First().code == NAV_INFO_ERR_TOO_MANY_REQUESTS;
-        });
-    };
-    ASSERT_TRUE(WaitUntil([&] { return listener->Count() + refused() == count; }));
-    EXPECT_GE(refused(), 100);
-    EXPECT_LE(listener->Count(), kMaxExportedHandlesPerConnection);
+    EXPECT_EQ(accepted.size(), share);
+    EXPECT_EQ(refused, 100u);
+    AAFwk::WantParams fromOther;
+    fromOther.SetParam("from", AAFwk::WantValue::String("other"));
+    sptr<RecordingCallback> otherAnswer = new RecordingCallback();
+    ASSERT_EQ(other->QueryNavigationInfo(MAP, NAVIGATION_STATUS, fromOther, otherAnswer), NAV_INFO_SUCCESS);
+
+    ASSERT_TRUE(WaitUntil([&] { return listener->Count() == DEFAULT_MAX_IN_FLIGHT_PER_LISTENER; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(listener->Count(), DEFAULT_MAX_IN_FLIGHT_PER_LISTENER) << "no more than its share in flight";
+    // Each answer lets the next waiting request out; the other requester's
+    // turn comes second.
+    for (size_t answered = 0; answered < share + 1; ++answered) {
+        ASSERT_TRUE(WaitUntil([&] { return listener->Count() > answered; })) << answered;
+        listener->CallbackAt(answered)->Callback(Answer(0, "ok"));
+    }
+    {
+        std::lock_guard<std::mutex> lock(listener->mutex);
+        EXPECT_NE(listener->requests[DEFAULT_MAX_IN_FLIGHT_PER_LISTENER + 1].params.GetParam("from"), nullptr);
+    }
+    accepted.push_back(otherAnswer);
+    ASSERT_TRUE(WaitUntil([&] {
+        return std::all_of(accepted.begin(), accepted.end(), [](const auto& a) { return a->Count() >= 1; });
+    }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    for (const auto& answer : accepted) {
+        ASSERT_EQ(answer->Count(), 1u);
+        EXPECT_EQ(answer->First().code, 0);
+    }
+    EXPECT_EQ(nav->ConnectionGeneration(), navConnection) << "the navigation application stayed connected";
+    EXPECT_EQ(daemon_->Core().OutstandingRequestCount(), 0u);
 }
 
 TEST_F(DaemonTest, ArgumentResultsComeFromTheCoreAsInProcess)

@@ -102,6 +102,14 @@ TEST(ListenerStubs, WhatDoesNotDecodeNeverReachesTheMethod)
                 Marshalling::WriteNavigationStatus(p, NavigationStatus());
             },
             IPC_ERR_INVALID_DATA},
+        {"status: no number", status, ON_STATUS_CHANGED,
+            [](MessageParcel& p) {
+                p.WriteInterfaceToken(INavigationStatusListener::GetDescriptor());
+                Marshalling::WriteNavigationStatus(p, NavigationStatus());
+                p.WriteString("b");
+                p.WriteUint64(1);
+            },
+            IPC_ERR_INVALID_DATA},
         {"status: another interface's code", status, MAP_CALLBACK, [](MessageParcel&) {},
             IPC_ERR_UNKNOWN_TRANSACTION},
         {"callback: truncated", callback, MAP_CALLBACK,
@@ -149,10 +157,26 @@ TEST(ListenerStubs, AnExceptionInTheApplicationsMethodStaysInTheStub)
     };
     sptr<Throwing> listener = new Throwing();
     MessageParcel data;
-    data.WriteInterfaceToken(INavigationStatusListener::GetDescriptor());
-    Marshalling::WriteNavigationStatus(data, NavigationStatus());
-    Marshalling::WriteBoundedString(data, "b");
+    ASSERT_TRUE(WriteStatusNotification(data, NavigationStatus(), "b", {1, 1}));
     EXPECT_EQ(Deliver(listener, ON_STATUS_CHANGED, data), IPC_ERR_STUB_EXCEPTION);
+}
+
+// The follower's side counts the records of a stream missing between the
+// numbers that arrive; a stream seen for the first time, an unnumbered
+// record, or one number again counts nothing.
+TEST(ListenerStubs, NumberGapsCountTheRecordsDroppedOnTheWay)
+{
+    NotificationGaps gaps;
+    const struct {
+        NotificationNumber number;
+        uint64_t missing;
+    } arrivals[] = {
+        {{5, 40}, 0}, {{5, 41}, 0}, {{5, 45}, 3}, {{6, 1}, 0}, {{5, 46}, 0}, {{6, 9}, 7}, {{0, 0}, 0}, {{5, 46}, 0},
+    };
+    for (const auto& arrival : arrivals) {
+        SCOPED_TRACE(arrival.number.sequence);
+        EXPECT_EQ(gaps.Arrived("status", "b", arrival.number), arrival.missing);
+    }
 }
 
 } // namespace

@@ -56,24 +56,51 @@ TEST_F(TransportTest, CallingIdentityIsTheKernelsViewOfThePeer)
     EXPECT_FALSE(IPCSkeleton::IsHandlingTransaction());
 }
 
-TEST_F(TransportTest, OnewayCallsRunInOrderWithoutWaiting)
+// One-way calls sent while the receiver runs none (its one-way thread is
+// blocked) pile up far beyond what it queues and the socket holds: the
+// receiver stops reading and the sender queues, and nobody closes. Plain
+// calls all run, in order; calls with a supersede key keep only the newest
+// while the receiver is behind, still in order and ending on the last.
+TEST_F(TransportTest, OnewayCallsRunInOrderAndASlowReceiverSlowsTheSenderDown)
 {
-    sptr<IRemoteObject> root = Connect();
-    ASSERT_NE(root, nullptr);
-    constexpr int kCalls = 200;
-    for (int i = 0; i < kCalls; ++i) {
-        MessageParcel reply;
-        ASSERT_EQ(Send(root, RECORD, reply, [i](MessageParcel& p) { p.WriteInt32(i); },
-            MessageOption(MessageOption::TF_ASYNC)), IPC_OK);
-        EXPECT_EQ(reply.GetDataSize(), 0u);
-    }
-    ASSERT_TRUE(WaitFor([&] {
+    constexpr int kCalls = 3000;
+    for (uint64_t key : {uint64_t {0}, uint64_t {7}}) {
+        SCOPED_TRACE(key);
+        sptr<IRemoteObject> root = Connect();
+        ASSERT_NE(root, nullptr);
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            recorded_.clear();
+            blocked_ = released_ = false;
+        }
+        MessageParcel ignored;
+        ASSERT_EQ(Send(root, BLOCK, ignored, nullptr, MessageOption(MessageOption::TF_ASYNC)), IPC_OK);
+        ASSERT_TRUE(WaitBlocked());
+        for (int i = 0; i < kCalls; ++i) {
+            MessageOption option(MessageOption::TF_ASYNC);
+            option.SetSupersedeKey(key);
+            MessageParcel reply;
+            ASSERT_EQ(Send(root, RECORD, reply, [i](MessageParcel& p) {
+                p.WriteInt32(i);
+                p.WriteString(std::string(1000, 'x')); // more than the socket holds
+            }, option), IPC_OK);
+            EXPECT_EQ(reply.GetDataSize(), 0u);
+        }
+        Unblock();
+        ASSERT_TRUE(WaitFor([&] {
+            std::lock_guard<std::mutex> lock(mutex_);
+            return !recorded_.empty() && recorded_.back() == kCalls - 1;
+        }, 10000));
+        EXPECT_EQ(Ping(root), IPC_OK) << "the connection stayed";
         std::lock_guard<std::mutex> lock(mutex_);
-        return recorded_.size() == static_cast<size_t>(kCalls);
-    }, 5000));
-    std::lock_guard<std::mutex> lock(mutex_);
-    for (int i = 0; i < kCalls; ++i) {
-        ASSERT_EQ(recorded_[i], i);
+        for (size_t i = 1; i < recorded_.size(); ++i) {
+            ASSERT_LT(recorded_[i - 1], recorded_[i]);
+        }
+        if (key == 0) {
+            EXPECT_EQ(recorded_.size(), static_cast<size_t>(kCalls));
+        } else {
+            EXPECT_LT(recorded_.size(), static_cast<size_t>(kCalls));
+        }
     }
 }
 

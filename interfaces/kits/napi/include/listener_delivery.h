@@ -1,18 +1,25 @@
 // The hand-off steps shared by the listener classes: an IPC thread starts a
 // detached delivery thread with a copy of the class's current record, and the
 // delivery thread queues a heap copy of the data on the record's
-// thread-safe function.
+// thread-safe function, in the place the IPC thread took for it.
 #ifndef NAVIGATION_INFO_NAPI_LISTENER_DELIVERY_H
 #define NAVIGATION_INFO_NAPI_LISTENER_DELIVERY_H
 
+#include <memory>
 #include <utility>
 
 #include "nav_napi_common.h"
+#include "napi_host/hand_off_ticket.h"
 
 namespace OHOS::NavigationInfoService {
 
 // IPC thread. False when there is no record yet or no thread could be
 // started; the delivery is then dropped.
+//
+// The delivery takes its ticket here, where the service's callbacks of one
+// listener come one after the other: JavaScript then sees the deliveries in
+// this order, whichever delivery thread queues its item first. A delivery
+// that ends without queueing gives its place up, so later ones do not wait.
 template <typename Data>
 bool StartDelivery(const ThreadSafeFnSlot& slot, Data data, void (*callThreadSafeFunc)(const ThreadSafeFnInfo&, Data))
 {
@@ -21,7 +28,9 @@ bool StartDelivery(const ThreadSafeFnSlot& slot, Data data, void (*callThreadSaf
         return false;
     }
     ThreadSafeFnInfo record(*current);
-    return StartDeliveryThread([callThreadSafeFunc, record, data = std::move(data)]() mutable {
+    auto ticket = std::make_shared<NapiHost::HandOffTicket>(NapiHost::HandOffTicket::Take(record.tsfn));
+    return StartDeliveryThread([callThreadSafeFunc, record, data = std::move(data), ticket]() mutable {
+        NapiHost::HandOffTicket::Use inOrder(*ticket);
         callThreadSafeFunc(record, std::move(data));
     });
 }
