@@ -5,9 +5,10 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 # clang and its runtime libraries (libFuzzer, the sanitizers) build the fuzz
-# targets; chromium runs the cluster page's browser test.
+# targets; chromium runs the cluster page's browser test; libsystemd-dev gives
+# the daemon its systemd support, systemd the systemd-socket-activate of its tests.
 packages=(cmake g++ make libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev binutils clang libclang-rt-14-dev
-  chromium)
+  chromium libsystemd-dev systemd)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -38,6 +38,17 @@ enum NavInfoServiceTransaction : uint32_t {
 constexpr int32_t OBJECT_ABSENT = 0;
 constexpr int32_t OBJECT_PRESENT = 1;
 
+// A status or metadata publish, and a status or metadata listener
+// registration, may end with an int32 of flags (absent: none); other bits
+// are ignored. RESTORED: the client sends again, after reconnecting, what it
+// held at an earlier daemon.
+//  - A restored listener gets the record the daemon holds, if any, at once:
+//    its publisher may have restored that record before the follower was back.
+//  - A restored record is taken only when the daemon holds none of that
+//    bundle: otherwise it holds the same one (the connection was merely
+//    closed for silence) or a newer one.
+enum class Replay : int32_t { NONE = 0, RESTORED = 1 };
+
 } // namespace OHOS::NavigationInfoService
 
 #endif // CLIENT_NAV_INFO_SERVICE_IPC_H

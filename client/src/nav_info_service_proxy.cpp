@@ -71,20 +71,31 @@ int32_t NavInfoServiceProxy::Transact(uint32_t code, MessageParcel& data)
     return Transact(code, data, reply);
 }
 
-int32_t NavInfoServiceProxy::UpdateNavigationStatus(const NavigationStatus& status)
+namespace {
+
+// The flags of a replayed call, written only when there are any.
+bool WriteReplayFlag(MessageParcel& data, Replay replay)
+{
+    return replay == Replay::NONE || data.WriteInt32(static_cast<int32_t>(replay));
+}
+
+} // namespace
+
+int32_t NavInfoServiceProxy::UpdateNavigationStatus(const NavigationStatus& status, Replay replay)
 {
     MessageParcel data;
-    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteNavigationStatus(data, status)) {
+    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteNavigationStatus(data, status) ||
+        !WriteReplayFlag(data, replay)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(SVC_UPDATE_NAVIGATION_STATUS, data);
 }
 
-int32_t NavInfoServiceProxy::UpdateNavigationMetadata(const NavigationMetadata& metadata)
+int32_t NavInfoServiceProxy::UpdateNavigationMetadata(const NavigationMetadata& metadata, Replay replay)
 {
     MessageParcel data;
     if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) ||
-        !Marshalling::WriteNavigationMetadata(data, metadata)) {
+        !Marshalling::WriteNavigationMetadata(data, metadata) || !WriteReplayFlag(data, replay)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(SVC_UPDATE_NAVIGATION_METADATA, data);
@@ -129,11 +140,11 @@ int32_t NavInfoServiceProxy::GetNavigationStatus(const std::string& bundleName, 
 }
 
 int32_t NavInfoServiceProxy::RegisterNavigationStatusListener(const std::string& bundleName,
-    const sptr<IRemoteObject>& listener)
+    const sptr<IRemoteObject>& listener, Replay replay)
 {
     MessageParcel data;
     if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteBoundedString(data, bundleName) ||
-        !WriteOptionalObject(data, listener)) {
+        !WriteOptionalObject(data, listener) || !WriteReplayFlag(data, replay)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(SVC_REGISTER_NAVIGATION_STATUS_LISTENER, data);
@@ -149,11 +160,11 @@ int32_t NavInfoServiceProxy::UnRegisterNavigationStatusListener(const std::strin
 }
 
 int32_t NavInfoServiceProxy::RegisterNavigationMetadataListener(const std::string& bundleName,
-    const sptr<IRemoteObject>& listener)
+    const sptr<IRemoteObject>& listener, Replay replay)
 {
     MessageParcel data;
     if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteBoundedString(data, bundleName) ||
-        !WriteOptionalObject(data, listener)) {
+        !WriteOptionalObject(data, listener) || !WriteReplayFlag(data, replay)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(SVC_REGISTER_NAVIGATION_METADATA_LISTENER, data);

@@ -40,6 +40,23 @@ bool ReadOptionalObject(MessageParcel& data, sptr<IRemoteObject>& object)
     return object != nullptr;
 }
 
+// The flags that may end a publish or a follower registration (nav_info_service_ipc.h).
+bool ReadReplayFlag(MessageParcel& data, Replay& kind)
+{
+    kind = Replay::NONE;
+    if (data.GetReadableBytes() == 0) {
+        return true;
+    }
+    int32_t flags = 0;
+    if (!data.ReadInt32(flags)) {
+        return false;
+    }
+    if ((flags & static_cast<int32_t>(Replay::RESTORED)) != 0) {
+        kind = Replay::RESTORED;
+    }
+    return true;
+}
+
 } // namespace
 
 NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients)
@@ -123,19 +140,25 @@ int NavInfoServiceStub::Dispatch(uint32_t code, const CallerInfo& caller, Messag
 int NavInfoServiceStub::UpdateStatus(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
 {
     NavigationStatus status;
-    if (!Marshalling::ReadNavigationStatus(data, status)) {
+    Replay replay = Replay::NONE;
+    if (!Marshalling::ReadNavigationStatus(data, status) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, core_->UpdateNavigationStatus(caller, std::move(status)));
+    return ReplyResult(reply, replay == Replay::RESTORED
+            ? core_->RestoreNavigationStatus(caller, std::move(status))
+            : core_->UpdateNavigationStatus(caller, std::move(status)));
 }
 
 int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
 {
     NavigationMetadata metadata;
-    if (!Marshalling::ReadNavigationMetadata(data, metadata)) {
+    Replay replay = Replay::NONE;
+    if (!Marshalling::ReadNavigationMetadata(data, metadata) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, core_->UpdateNavigationMetadata(caller, std::move(metadata)));
+    return ReplyResult(reply, replay == Replay::RESTORED
+            ? core_->RestoreNavigationMetadata(caller, std::move(metadata))
+            : core_->UpdateNavigationMetadata(caller, std::move(metadata)));
 }
 
 int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -177,11 +200,15 @@ int NavInfoServiceStub::RegisterStatusListener(const CallerInfo& caller, Message
 {
     std::string bundleName;
     sptr<IRemoteObject> object;
-    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object)) {
+    Replay kind = Replay::NONE;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object) ||
+        !ReadReplayFlag(data, kind)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply,
-        core_->RegisterNavigationStatusListener(caller, bundleName, StatusListenerFromObject(object)));
+    auto listener = StatusListenerFromObject(object);
+    return ReplyResult(reply, kind == Replay::RESTORED
+            ? core_->RestoreNavigationStatusListener(caller, bundleName, listener)
+            : core_->RegisterNavigationStatusListener(caller, bundleName, listener));
 }
 
 int NavInfoServiceStub::UnregisterStatusListener(const CallerInfo& caller, MessageParcel& data,
@@ -199,11 +226,15 @@ int NavInfoServiceStub::RegisterMetadataListener(const CallerInfo& caller, Messa
 {
     std::string bundleName;
     sptr<IRemoteObject> object;
-    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object)) {
+    Replay kind = Replay::NONE;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object) ||
+        !ReadReplayFlag(data, kind)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply,
-        core_->RegisterNavigationMetadataListener(caller, bundleName, MetadataListenerFromObject(object)));
+    auto listener = MetadataListenerFromObject(object);
+    return ReplyResult(reply, kind == Replay::RESTORED
+            ? core_->RestoreNavigationMetadataListener(caller, bundleName, listener)
+            : core_->RegisterNavigationMetadataListener(caller, bundleName, listener));
 }
 
 int NavInfoServiceStub::UnregisterMetadataListener(const CallerInfo& caller, MessageParcel& data,

@@ -89,6 +89,11 @@ public:
     // whose notification does not fit (options.limits): 1001.
     int32_t UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status);
     int32_t UpdateNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
+    // A record its publisher's client sends again after reconnecting: taken
+    // as above only when no record of the caller's bundle is held (after a
+    // restart); otherwise the one held is as new or newer, and stays. 0 either way.
+    int32_t RestoreNavigationStatus(const CallerInfo& caller, NavigationStatus status);
+    int32_t RestoreNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
     // One listener per bundle: a new registration replaces the old one, and
     // requests sent to the old one are answered NOT_FOUND. Null listener: 1001.
     int32_t RegisterSystemNavigationListener(const CallerInfo& caller, sptr<ISystemNavigationListener> listener);
@@ -107,6 +112,15 @@ public:
     int32_t RegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
         sptr<INavigationMetadataListener> listener);
     int32_t UnRegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName);
+    // A follower registered again by its client after reconnecting (to a
+    // restarted daemon): registers it as above and, on success, sends it the
+    // bundle's latest record if there is one, through its outbox as a
+    // publish would. The
+    // publisher may have restored that record before this follower was back.
+    int32_t RestoreNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName,
+        sptr<INavigationStatusListener> listener);
+    int32_t RestoreNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
+        sptr<INavigationMetadataListener> listener);
     // Sends the request to bundleName's system navigation listener, at once
     // or, while that listener has maxInFlightPerListener requests it has not
     // answered, when its turn comes. On 0 the
@@ -141,6 +155,8 @@ public:
     // Null denies everything. Applies to calls made from now on.
     void SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy);
     size_t OutstandingRequestCount() const;
+    // Status and metadata listeners and system navigation listeners registered now.
+    size_t RegistrationCount() const;
 
 private:
     friend class RequestAnswerForwarder;
@@ -201,6 +217,11 @@ private:
     // of every follower of bundle, scheduling the drains that are needed.
     template <typename Listener, typename Record, typename Store>
     void Publish(const std::string& bundle, Record record, Followers<Listener, Record>& followers, Store&& store);
+    // Puts the record held in records for bundle, if any, in the outbox of
+    // the caller's follower of it, scheduling a drain when one is needed.
+    template <typename Listener, typename Record>
+    void SendLatest(const CallerInfo& caller, const std::string& bundleName, Followers<Listener, Record>& followers,
+        const std::map<std::string, Record>& records);
     // A drain of one follower's outbox, on the executor.
     template <typename Listener, typename Record>
     static void Drain(const sptr<Listener>& listener, const std::shared_ptr<FollowerOutbox<Record>>& outbox);

@@ -66,7 +66,7 @@ describe('the packed package installed into an empty application', () => {
   });
 
   test('the daemon and the tools run through their bin entries; the daemon serves the application and the command line', async () => {
-    assert.match(run('npx', ['--offline', 'navinfo-service', '--help'], { cwd: app }).stdout, /^usage: navinfo-service/);
+    assert.match(run('npx', ['--offline', 'navinfo-service', '--help'], { cwd: app }).stdout, /^Usage: navinfo-service/);
     for (const tool of ['navinfo-sim', 'navinfo-cluster', 'navinfo']) {
       assert.match(run('npx', ['--offline', tool, '--help'], { cwd: app }).stdout, new RegExp(`^Usage: ${tool} `));
     }
