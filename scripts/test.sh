@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds everything, then runs the native tests (GoogleTest through CTest) and
-# the JavaScript tests (node --test), among them the check of the npm package
-# (packed, installed into an empty application, used there). Fails if either
-# fails.
+# Builds everything, then runs the native tests (GoogleTest through CTest),
+# the JavaScript tests (node --test), the cluster page's browser test, and the
+# check of the npm package (packed, installed into an empty application, used
+# there). Fails if any fails.
 set -uo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/build.sh || exit 1
@@ -14,6 +14,9 @@ status=0
 # The typed examples of the client API must compile under --strict.
 node_modules/.bin/tsc -p examples/client/tsconfig.json || status=1
 node --test --test-concurrency=2 --test-timeout=120000 test/js/*.test.js || status=1
+# The cluster page in headless Chromium, alone; its screenshots are kept in
+# $BUILD_DIR/artifacts/.
+node --test --test-timeout=180000 test/browser/*.test.js || status=1
 # The package check builds the package from source once: alone, so that the
 # build slows down no other test.
 node --test --test-timeout=900000 test/package/*.test.js || status=1

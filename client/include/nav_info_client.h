@@ -14,6 +14,7 @@
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
 #include "nav_info_errors.h"
+#include "service_snapshot.h"
 #include "refbase.h"
 
 namespace OHOS::NavigationInfoService {
@@ -46,6 +47,12 @@ public:
     // for the embedded service; with the daemon, while a connection is live.
     // A registration made while it is not is not restored later.
     bool IsServiceConnected() const noexcept;
+
+    // System application: what the service holds now (connections,
+    // registrations, latest records, requests waiting). The same access as
+    // reading a status: 1015 for a bundle that is not a system application,
+    // 1005 without the permission. snapshot is written only on success.
+    int32_t InspectService(ServiceSnapshot& snapshot);
 
     ~NavInfoClient() override;
 

@@ -1,6 +1,7 @@
 // The transport to the service embedded in this process: each call goes to
 // the process-wide core with this process's identity.
 #include "embedded_service.h"
+#include "nav_info_errors.h"
 #include "nav_info_transport.h"
 
 namespace OHOS::NavigationInfoService {
@@ -68,6 +69,17 @@ public:
         auto& service = EmbeddedService::Instance();
         return service.Core().SendNavigationCmd(service.Caller(), bundleName, type, std::move(params),
             std::move(callback));
+    }
+    // The core's view, with this process as the one client.
+    int32_t InspectService(ServiceSnapshot& snapshot) override
+    {
+        auto& service = EmbeddedService::Instance();
+        const CallerInfo caller = service.Caller();
+        int32_t result = service.Core().InspectService(caller, snapshot);
+        if (result == NAV_INFO_SUCCESS) {
+            snapshot.clients.push_back({caller.clientId, caller.bundleName, caller.pid, caller.uid});
+        }
+        return result;
     }
 };
 

@@ -228,4 +228,11 @@ int32_t NavInfoClient::SendNavigationCmd(std::string bundleName, CommandType typ
     });
 }
 
+int32_t NavInfoClient::InspectService(ServiceSnapshot& snapshot)
+{
+    return Guarded(__func__, [&] {
+        return transport_ ? transport_->InspectService(snapshot) : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    });
+}
+
 } // namespace OHOS::NavigationInfoService

@@ -29,12 +29,25 @@ enum NavInfoServiceTransaction : uint32_t {
     SVC_UNREGISTER_NAVIGATION_METADATA_LISTENER = 9,
     SVC_QUERY_NAVIGATION_INFO = 10,
     SVC_SEND_NAVIGATION_CMD = 11,
+    // What the service holds (system applications only): reply ServiceSnapshot.
+    SVC_INSPECT_SERVICE = 12,
 };
 
 // An optional object argument: int32 1 and the object, or int32 0 for null,
 // so that the service core (not the transport) decides what null means.
 constexpr int32_t OBJECT_ABSENT = 0;
 constexpr int32_t OBJECT_PRESENT = 1;
+
+// A status or metadata publish, and a status or metadata listener
+// registration, may end with an int32 of flags (absent: none); other bits
+// are ignored. RESTORED: the client sends again, after reconnecting, what it
+// held at an earlier daemon.
+//  - A restored listener gets the record the daemon holds, if any, at once:
+//    its publisher may have restored that record before the follower was back.
+//  - A restored record is taken only when the daemon holds none of that
+//    bundle: otherwise it holds the same one (the connection was merely
+//    closed for silence) or a newer one.
+enum class Replay : int32_t { NONE = 0, RESTORED = 1 };
 
 } // namespace OHOS::NavigationInfoService
 

@@ -7,6 +7,7 @@
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "record_marshalling.h"
+#include "snapshot_marshalling.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -70,20 +71,31 @@ int32_t NavInfoServiceProxy::Transact(uint32_t code, MessageParcel& data)
     return Transact(code, data, reply);
 }
 
-int32_t NavInfoServiceProxy::UpdateNavigationStatus(const NavigationStatus& status)
+namespace {
+
+// The flags of a replayed call, written only when there are any.
+bool WriteReplayFlag(MessageParcel& data, Replay replay)
+{
+    return replay == Replay::NONE || data.WriteInt32(static_cast<int32_t>(replay));
+}
+
+} // namespace
+
+int32_t NavInfoServiceProxy::UpdateNavigationStatus(const NavigationStatus& status, Replay replay)
 {
     MessageParcel data;
-    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteNavigationStatus(data, status)) {
+    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteNavigationStatus(data, status) ||
+        !WriteReplayFlag(data, replay)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(SVC_UPDATE_NAVIGATION_STATUS, data);
 }
 
-int32_t NavInfoServiceProxy::UpdateNavigationMetadata(const NavigationMetadata& metadata)
+int32_t NavInfoServiceProxy::UpdateNavigationMetadata(const NavigationMetadata& metadata, Replay replay)
 {
     MessageParcel data;
     if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) ||
-        !Marshalling::WriteNavigationMetadata(data, metadata)) {
+        !Marshalling::WriteNavigationMetadata(data, metadata) || !WriteReplayFlag(data, replay)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(SVC_UPDATE_NAVIGATION_METADATA, data);
@@ -128,11 +140,11 @@ int32_t NavInfoServiceProxy::GetNavigationStatus(const std::string& bundleName, 
 }
 
 int32_t NavInfoServiceProxy::RegisterNavigationStatusListener(const std::string& bundleName,
-    const sptr<IRemoteObject>& listener)
+    const sptr<IRemoteObject>& listener, Replay replay)
 {
     MessageParcel data;
     if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteBoundedString(data, bundleName) ||
-        !WriteOptionalObject(data, listener)) {
+        !WriteOptionalObject(data, listener) || !WriteReplayFlag(data, replay)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(SVC_REGISTER_NAVIGATION_STATUS_LISTENER, data);
@@ -148,11 +160,11 @@ int32_t NavInfoServiceProxy::UnRegisterNavigationStatusListener(const std::strin
 }
 
 int32_t NavInfoServiceProxy::RegisterNavigationMetadataListener(const std::string& bundleName,
-    const sptr<IRemoteObject>& listener)
+    const sptr<IRemoteObject>& listener, Replay replay)
 {
     MessageParcel data;
     if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteBoundedString(data, bundleName) ||
-        !WriteOptionalObject(data, listener)) {
+        !WriteOptionalObject(data, listener) || !WriteReplayFlag(data, replay)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(SVC_REGISTER_NAVIGATION_METADATA_LISTENER, data);
@@ -189,6 +201,24 @@ int32_t NavInfoServiceProxy::SendNavigationCmd(const std::string& bundleName, in
     const AAFwk::WantParams& params, const sptr<IRemoteObject>& callback)
 {
     return Request(SVC_SEND_NAVIGATION_CMD, bundleName, type, params, callback);
+}
+
+int32_t NavInfoServiceProxy::InspectService(ServiceSnapshot& snapshot)
+{
+    MessageParcel data;
+    MessageParcel reply;
+    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor())) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    int32_t result = Transact(SVC_INSPECT_SERVICE, data, reply);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (!Marshalling::ReadServiceSnapshot(reply, snapshot)) {
+        CLIENT_LOGW("service snapshot: reply does not decode");
+        return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    }
+    return NAV_INFO_SUCCESS;
 }
 
 } // namespace OHOS::NavigationInfoService

@@ -17,7 +17,9 @@
 
 #include "iremote_object.h"
 #include "navigation_info_data.h"
+#include "nav_info_service_ipc.h"
 #include "navigation_listeners.h"
+#include "service_snapshot.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -28,21 +30,27 @@ class NavInfoServiceProxy {
 public:
     explicit NavInfoServiceProxy(sptr<IRemoteObject> remote, int callTimeoutMs = SERVICE_CALL_TIMEOUT_MS);
 
-    int32_t UpdateNavigationStatus(const NavigationStatus& status);
-    int32_t UpdateNavigationMetadata(const NavigationMetadata& metadata);
+    // replay RESTORED: a record sent again after reconnecting (nav_info_service_ipc.h).
+    int32_t UpdateNavigationStatus(const NavigationStatus& status, Replay replay = Replay::NONE);
+    int32_t UpdateNavigationMetadata(const NavigationMetadata& metadata, Replay replay = Replay::NONE);
     int32_t RegisterSystemNavigationListener(const sptr<IRemoteObject>& listener);
     int32_t UnRegisterSystemNavigationListener();
     // status is written only when the result is NAV_INFO_SUCCESS.
     int32_t GetNavigationStatus(const std::string& bundleName, NavigationStatus& status);
-    int32_t RegisterNavigationStatusListener(const std::string& bundleName, const sptr<IRemoteObject>& listener);
+    // replay RESTORED: a registration sent again after reconnecting.
+    int32_t RegisterNavigationStatusListener(const std::string& bundleName, const sptr<IRemoteObject>& listener,
+        Replay replay = Replay::NONE);
     int32_t UnRegisterNavigationStatusListener(const std::string& bundleName);
-    int32_t RegisterNavigationMetadataListener(const std::string& bundleName, const sptr<IRemoteObject>& listener);
+    int32_t RegisterNavigationMetadataListener(const std::string& bundleName, const sptr<IRemoteObject>& listener,
+        Replay replay = Replay::NONE);
     int32_t UnRegisterNavigationMetadataListener(const std::string& bundleName);
     // callback: the object the daemon answers through (a MapCallbackStub).
     int32_t QueryNavigationInfo(const std::string& bundleName, int32_t type, const AAFwk::WantParams& params,
         const sptr<IRemoteObject>& callback);
     int32_t SendNavigationCmd(const std::string& bundleName, int32_t type, const AAFwk::WantParams& params,
         const sptr<IRemoteObject>& callback);
+    // snapshot is written only when the result is NAV_INFO_SUCCESS.
+    int32_t InspectService(ServiceSnapshot& snapshot);
 
 private:
     // Sends data (token already written) and reads the result from the reply.

@@ -10,6 +10,7 @@
 
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
+#include "service_snapshot.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -35,6 +36,8 @@ public:
     // Whether the service is reachable now without connecting: true for the
     // embedded service; for the daemon, whether a connection is live.
     virtual bool IsServiceConnected() const { return true; }
+    // What the service holds, for system applications.
+    virtual int32_t InspectService(ServiceSnapshot& snapshot) = 0;
 };
 
 // The environment variable that selects the daemon's socket.

@@ -7,6 +7,7 @@
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "nav_info_service_proxy.h"
+#include "service_settings.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -85,38 +86,51 @@ void RemoteTransport::OnLost(uint64_t generation)
 bool RemoteTransport::HasRegistrations()
 {
     std::lock_guard<std::mutex> lock(registrationMutex_);
-    return !book_.Empty();
+    return book_.HasRegistrations();
+}
+
+template <typename Record, typename Send>
+int32_t RemoteTransport::Publish(std::optional<Record> RegistrationBook::*kept, Record record, Send&& send)
+{
+    ServiceLease lease = connector_->Acquire();
+    // Held across the call, so that the record kept is the one the daemon got last.
+    std::unique_lock<std::mutex> lock(registrationMutex_);
+    int32_t result = lease.service == nullptr ? lease.failure : send(NavInfoServiceProxy(lease.service), record);
+    if (KeptForReplay(result)) {
+        book_.*kept = std::move(record);
+    }
+    return result;
 }
 
 int32_t RemoteTransport::UpdateNavigationStatus(NavigationStatus status)
 {
-    ServiceLease lease = connector_->Acquire();
-    if (lease.service == nullptr) {
-        return lease.failure;
-    }
-    return NavInfoServiceProxy(lease.service).UpdateNavigationStatus(status);
+    return Publish(&RegistrationBook::status, std::move(status),
+        [](NavInfoServiceProxy proxy, const NavigationStatus& record) { return proxy.UpdateNavigationStatus(record); });
 }
 
 int32_t RemoteTransport::UpdateNavigationMetadata(NavigationMetadata metadata)
 {
-    ServiceLease lease = connector_->Acquire();
-    if (lease.service == nullptr) {
-        return lease.failure;
-    }
-    return NavInfoServiceProxy(lease.service).UpdateNavigationMetadata(metadata);
+    return Publish(&RegistrationBook::metadata, std::move(metadata),
+        [](NavInfoServiceProxy proxy, const NavigationMetadata& record) {
+            return proxy.UpdateNavigationMetadata(record);
+        });
 }
 
 int32_t RemoteTransport::RegisterSystemNavigationListener(sptr<ISystemNavigationListener> listener)
 {
     sptr<IRemoteObject> object = ObjectOf(listener);
     ServiceLease lease = connector_->Acquire();
-    if (lease.service == nullptr) {
-        return lease.failure;
+    std::unique_lock<std::mutex> lock(registrationMutex_);
+    int32_t result = lease.failure;
+    if (lease.service != nullptr) {
+        result = NavInfoServiceProxy(lease.service).RegisterSystemNavigationListener(object);
     }
-    std::lock_guard<std::mutex> lock(registrationMutex_);
-    int32_t result = NavInfoServiceProxy(lease.service).RegisterSystemNavigationListener(object);
-    if (result == NAV_INFO_SUCCESS && object != nullptr) {
+    if (KeptForReplay(result) && object != nullptr) {
         book_.systemListener = object;
+    }
+    lock.unlock();
+    if (lease.service == nullptr && result == NAV_INFO_ERR_SERVICE_UNAVAILABLE) {
+        connector_->WantReconnect();
     }
     return result;
 }
@@ -149,14 +163,21 @@ int32_t RemoteTransport::Follow(std::map<std::string, sptr<IRemoteObject>> Regis
     const std::string& bundleName, const sptr<IRemoteObject>& listener, Register&& reg)
 {
     ServiceLease lease = connector_->Acquire();
-    if (lease.service == nullptr) {
-        return lease.failure;
+    std::unique_lock<std::mutex> lock(registrationMutex_);
+    int32_t result = lease.failure;
+    if (lease.service != nullptr) {
+        NavInfoServiceProxy proxy(lease.service);
+        result = reg(proxy);
     }
-    std::lock_guard<std::mutex> lock(registrationMutex_);
-    NavInfoServiceProxy proxy(lease.service);
-    int32_t result = reg(proxy);
-    if (result == NAV_INFO_SUCCESS && listener != nullptr) {
+    // Booked while the daemon is away too (the call says 1002): the next
+    // daemon gets it. A bundle name the daemon would refuse is not booked.
+    if (KeptForReplay(result) && listener != nullptr && !bundleName.empty() &&
+        bundleName.size() <= MAX_BUNDLE_NAME_LENGTH) {
         (book_.*book)[bundleName] = listener;
+    }
+    lock.unlock();
+    if (lease.service == nullptr && result == NAV_INFO_ERR_SERVICE_UNAVAILABLE) {
+        connector_->WantReconnect();
     }
     return result;
 }
@@ -249,6 +270,15 @@ int32_t RemoteTransport::SendNavigationCmd(const std::string& bundleName, Comman
     AAFwk::WantParams params, sptr<IMapCallback> callback)
 {
     return SubmitRequest(SVC_SEND_NAVIGATION_CMD, bundleName, static_cast<int32_t>(type), params, callback);
+}
+
+int32_t RemoteTransport::InspectService(ServiceSnapshot& snapshot)
+{
+    ServiceLease lease = connector_->Acquire();
+    if (lease.service == nullptr) {
+        return lease.failure;
+    }
+    return NavInfoServiceProxy(lease.service).InspectService(snapshot);
 }
 
 } // namespace OHOS::NavigationInfoService

@@ -5,9 +5,16 @@
 // returns at once the failure of the latest attempt: 1002 when the daemon
 // cannot be reached, 1005 when it refused this process's identity.
 //
-// Registrations that succeeded are kept in a RegistrationBook and replayed
-// on every new connection before any call uses it. Unregistering removes the
-// entry whatever the daemon answers. A registration that fails is not kept.
+// What this process holds at the daemon is kept in a RegistrationBook and
+// replayed on every new connection before any call uses it: listener
+// registrations that succeeded, and the latest status and metadata
+// published. A registration or record made while the daemon cannot be
+// reached is kept too: the call still returns 1002, and the next daemon gets
+// it. While there are registrations, reconnecting does not wait for a call
+// (records alone wait for the next call: a connection the daemon closed for
+// silence must not come back on its own only to be closed again). Unregistering removes the
+// entry whatever the daemon answers. A registration or record the daemon
+// refuses is not kept.
 //
 // Queries and commands travel with a TrackedRequest in place of the
 // caller's callback: when the connection they went out on is lost, each one
@@ -21,6 +28,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "nav_info_transport.h"
@@ -58,6 +66,7 @@ public:
         sptr<IMapCallback> callback) override;
 
     bool IsServiceConnected() const override { return ConnectionGeneration() != 0; }
+    int32_t InspectService(ServiceSnapshot& snapshot) override;
 
     // For tests: requests sent and not yet settled; the live connection's
     // generation (0: none).
@@ -69,10 +78,13 @@ private:
     void OnConnected(const sptr<IRemoteObject>& service, uint64_t generation);
     void OnLost(uint64_t generation);
     bool HasRegistrations();
+    // Sends a record and keeps it for replay (`kept` is a member of book_).
+    template <typename Record, typename Send>
+    int32_t Publish(std::optional<Record> RegistrationBook::*kept, Record record, Send&& send);
 
     int32_t SubmitRequest(uint32_t code, const std::string& bundleName, int32_t type,
         const AAFwk::WantParams& params, const sptr<IMapCallback>& callback);
-    // Registers a follower and books it on success; `book` is a map of book_.
+    // Registers a follower and books it for replay; `book` is a map of book_.
     template <typename Register>
     int32_t Follow(std::map<std::string, sptr<IRemoteObject>> RegistrationBook::*book, const std::string& bundleName,
         const sptr<IRemoteObject>& listener, Register&& reg);

@@ -49,6 +49,20 @@ void RunHook(const char* name, const Hook& hook, Args&&... args) noexcept
     }
 }
 
+// Why an attempt to connect failed, in words.
+const char* ConnectFailureText(int status)
+{
+    switch (status) {
+        case IPC_ERR_CONNECT: return "nobody listens there";
+        case IPC_ERR_TIMED_OUT: return "no answer in time";
+        case IPC_ERR_PERMISSION: return "the service refuses this identity";
+        case IPC_ERR_DEAD_OBJECT: return "the connection closed at once";
+        case IPC_ERR_NO_MEMORY: return "out of memory";
+        case IPC_ERR_INVALID_DATA: return "bundle name or token too long";
+        default: return "the handshake failed";
+    }
+}
+
 void CloseConnectionOf(const sptr<IRemoteObject>& service)
 {
     if (auto connection = IpcConnectionOf(service)) {
@@ -168,19 +182,23 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
         // policy; anything else (no daemon, time-out, lost at once) may pass.
         int32_t failure = status == IPC_ERR_PERMISSION ? NAV_INFO_ERR_NO_PERMISSION
                                                        : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-        bool changed = false;
+        bool tell = false;
         {
             std::lock_guard<std::mutex> lock(stateMutex_);
-            changed = lastFailure_ != failure || !everFailed_;
-            everFailed_ = true;
+            // News: the first failure ever, or another kind than the one told.
+            tell = (!everConnected_ && !lossTold_) || (lossTold_ && failureTold_ != failure);
+            if (tell) {
+                lossTold_ = true;
+                failureTold_ = failure;
+            }
             NoteFailureLocked(failure);
         }
-        // Retries go on while the daemon is away: only a change is a warning.
-        if (changed) {
-            CLIENT_LOGW("no connection to %{public}s as %{public}s: %{public}d", endpoint_.socketPath.c_str(),
-                endpoint_.bundleName.c_str(), status);
+        if (tell) {
+            CLIENT_LOGW("no connection to %{public}s as %{public}s: %{public}s", endpoint_.socketPath.c_str(),
+                endpoint_.bundleName.c_str(), ConnectFailureText(status));
         } else {
-            CLIENT_LOGI("still no connection to %{public}s: %{public}d", endpoint_.socketPath.c_str(), status);
+            CLIENT_LOGI("still no connection to %{public}s: %{public}s", endpoint_.socketPath.c_str(),
+                ConnectFailureText(status));
         }
         return {nullptr, 0, failure};
     }
@@ -188,6 +206,7 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
     RunHook("onConnected", hooks_.onConnected, service, generation);
 
     bool stopped = false;
+    bool back = false;
     {
         std::lock_guard<std::mutex> lock(stateMutex_);
         stopped = stopping_;
@@ -195,7 +214,9 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
             service_ = service;
             generation_ = generation;
             lastFailure_ = NAV_INFO_SUCCESS;
-            everFailed_ = false;
+            back = lossTold_;
+            lossTold_ = false;
+            everConnected_ = true;
             backoffMs_ = RETRY_BACKOFF_MIN_MS;
             retryWanted_ = false;
         }
@@ -205,8 +226,13 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
         CloseConnectionOf(service);
         return {nullptr, 0, NAV_INFO_ERR_SERVICE_UNAVAILABLE};
     }
-    CLIENT_LOGI("connected to %{public}s as %{public}s (generation %{public}llu)", endpoint_.socketPath.c_str(),
-        endpoint_.bundleName.c_str(), static_cast<unsigned long long>(generation));
+    if (back) {
+        CLIENT_LOGW("connection to %{public}s is back (generation %{public}llu)", endpoint_.socketPath.c_str(),
+            static_cast<unsigned long long>(generation));
+    } else {
+        CLIENT_LOGI("connected to %{public}s as %{public}s (generation %{public}llu)", endpoint_.socketPath.c_str(),
+            endpoint_.bundleName.c_str(), static_cast<unsigned long long>(generation));
+    }
     // A loss during onConnected found nothing published to clear: handle it now.
     if (service->IsObjectDead()) {
         OnDied(generation);
@@ -232,6 +258,8 @@ void ServiceConnector::OnDied(uint64_t generation)
         retryWanted_ = true;
         StartRetryThreadLocked();
         ++lostHooksRunning_;
+        lossTold_ = true;
+        failureTold_ = NAV_INFO_ERR_SERVICE_UNAVAILABLE;
     }
     CLIENT_LOGW("connection to %{public}s lost (generation %{public}llu)", endpoint_.socketPath.c_str(),
         static_cast<unsigned long long>(generation));
@@ -242,6 +270,19 @@ void ServiceConnector::OnDied(uint64_t generation)
         --lostHooksRunning_;
     }
     turnFree_.notify_all();
+}
+
+void ServiceConnector::WantReconnect()
+{
+    {
+        std::lock_guard<std::mutex> lock(stateMutex_);
+        if (stopping_ || service_ != nullptr) {
+            return;
+        }
+        retryWanted_ = true;
+        StartRetryThreadLocked();
+    }
+    wake_.notify_all();
 }
 
 void ServiceConnector::StartRetryThreadLocked()

@@ -8,6 +8,10 @@
 // ahead of the restoration. When a connection is lost, onLost runs once for
 // its generation.
 //
+// The log tells a loss once and its end once (warnings), whatever the
+// number of attempts in between; a change of failure (refused instead of
+// unreachable) is told too. Each attempt is logged at info level.
+//
 // Retries back off: after a failed attempt, calls fail at once (with the
 // failure of that attempt) until the back-off time has passed; it starts at
 // RETRY_BACKOFF_MIN_MS and doubles up to RETRY_BACKOFF_MAX_MS. A connection
@@ -90,6 +94,11 @@ public:
     // Any thread: the generation of the live connection, 0 when there is none.
     uint64_t CurrentGeneration() const;
 
+    // Any thread, no lock of the owner held: something to restore was kept
+    // while there is no connection, so connect from the background (asking
+    // wantsReconnect before each attempt) instead of waiting for a call.
+    void WantReconnect();
+
 private:
     friend class ConnectorRecipient;
     using Clock = std::chrono::steady_clock;
@@ -129,7 +138,9 @@ private:
     uint64_t generation_ = 0;       // of service_
     uint64_t lastGeneration_ = 0;   // the latest one handed out
     int32_t lastFailure_ = 0;       // of the latest failed attempt; 0 after a success
-    bool everFailed_ = false;       // an attempt failed since the last success (for the log)
+    bool everConnected_ = false;    // for the log: a failure before that is the first news
+    bool lossTold_ = false;         // a loss (or a first failure) was warned; its end will be too
+    int32_t failureTold_ = 0;       // the failure last warned about
     Clock::time_point nextAttempt_{};
     int backoffMs_ = RETRY_BACKOFF_MIN_MS;
     bool retryWanted_ = false;      // a connection was lost and not yet replaced

@@ -56,6 +56,7 @@ public:
     {
         return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
     }
+    int32_t InspectService(ServiceSnapshot&) override { return NAV_INFO_ERR_SERVICE_UNAVAILABLE; }
 };
 
 } // namespace
@@ -78,6 +79,7 @@ std::unique_ptr<NavInfoTransport> CreateNavInfoTransport() noexcept
                 endpoint.bundleName.c_str());
             return std::make_unique<RemoteTransport>(std::move(endpoint));
         }
+        CLIENT_LOGI("using the service embedded in this process (%{public}s unset)", SERVICE_SOCKET_ENV);
         return CreateEmbeddedTransport();
     } catch (const std::bad_alloc&) {
         CLIENT_LOGE("out of memory creating the transport");

@@ -3,7 +3,7 @@
 // follows, reads, queries and commands navigation applications with it; a
 // navigation application publishes and serves with it. close() ends what the
 // client opened (subscriptions, its server, requests still waiting).
-const { nav, companion } = require('./bindings');
+const { nav, companion, QUERY_TYPES, COMMAND_TYPES } = require('./bindings');
 const following = require('./following');
 const serving = require('./serving');
 const { sendRequest } = require('./requests');
@@ -54,6 +54,25 @@ class NavigationClient {
     if (result === NOT_FOUND) return null;
     if (result !== 0) throw resultError(result, `reading the status of "${bundleName}"`);
     return { bundleName, status, updatedAt: new Date(updateTime) };
+  }
+
+  // What the service holds now: connections (with the daemon; the embedded
+  // service shows this process), follows, servers, requests waiting and the
+  // latest records. Throws NavInfoError: 1015 and 1005 for an application
+  // that is not a system application with the permission, 1002 when the
+  // daemon is away.
+  inspectService() {
+    this.#checkOpen();
+    const { result, snapshot } = companion.inspectService();
+    if (result !== 0) throw resultError(result, 'inspecting the service');
+    const typeName = (kind, type) => (kind === 'query' ? QUERY_TYPES : COMMAND_TYPES)[type] ?? String(type);
+    return {
+      ...snapshot,
+      takenAt: new Date(snapshot.takenAt),
+      requests: snapshot.requests.map((r) => ({ ...r, type: typeName(r.kind, r.type) })),
+      statuses: snapshot.statuses.map(({ updateTime, ...r }) => ({ ...r, updatedAt: new Date(updateTime) })),
+      metadata: snapshot.metadata.map(({ updateTime, ...r }) => ({ ...r, updatedAt: new Date(updateTime) })),
+    };
   }
 
   query(bundleName, type, params = {}, options = undefined) {

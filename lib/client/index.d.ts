@@ -64,6 +64,20 @@ export type NavigationMetadataInput = Partial<NavigationMetadata>;
 
 export interface StatusSnapshot { bundleName: string; status: NavigationStatus; updatedAt: Date }
 
+/** What the service holds at one moment (inspectService). Ids are the service's client ids. */
+export interface ServiceSnapshot {
+  takenAt: Date;
+  /** Some entries were left out: a list over 1024 entries, or the records when they did not fit one reply. */
+  truncated: boolean;
+  clients: { clientId: number; bundleName: string; pid: number; uid: number }[];
+  follows: { clientId: number; bundleName: string; kind: 'status' | 'metadata' }[];
+  servers: { bundleName: string; clientId: number }[];
+  requests: { requestId: number; requesterClientId: number; bundleName: string; kind: 'query' | 'command';
+    type: string; ageMs: number }[];
+  statuses: { bundleName: string; status: NavigationStatus; updatedAt: Date }[];
+  metadata: { bundleName: string; metadata: NavigationMetadata; updatedAt: Date }[];
+}
+
 // --- Requests and answers ---
 
 export interface Answer { code: number; message: string; data: WantObject }
@@ -171,6 +185,8 @@ export declare class NavigationClient implements Disposable {
   followMetadata(bundleName: string, options?: SignalOption): MetadataSubscription;
   /** The bundle's latest status, or null when it never published one. */
   getStatus(bundleName: string): StatusSnapshot | null;
+  /** What the service holds: connections, registrations, latest records, requests waiting (system applications). */
+  inspectService(): ServiceSnapshot;
   query(bundleName: string, type: QueryTypeName, params?: WantObject, options?: RequestOptions): Promise<Answer>;
   command(bundleName: string, type: CommandTypeName, params?: WantObject, options?: RequestOptions): Promise<Answer>;
 

@@ -1,19 +1,42 @@
 #include "daemon_options.h"
 
+#include <getopt.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "access_policy_file.h"
 #include "service_settings.h"
+
+#ifndef NAVINFO_VERSION
+#define NAVINFO_VERSION "unknown"
+#endif
 
 namespace OHOS::NavigationInfoService {
 namespace {
 
 constexpr const char* SOCKET_ENV = "NAVINFO_SERVICE_SOCKET";
 constexpr size_t MAX_LISTENER_THREADS = 16;
+
+// Values of the long options that have no short form.
+enum LongOnly { OPT_SOCKET_MODE = 256, OPT_REQUEST_TIMEOUT, OPT_THREADS };
+
+const struct option LONG_OPTIONS[] = {
+    {"socket", required_argument, nullptr, 's'},
+    {"policy", required_argument, nullptr, 'p'},
+    {"socket-mode", required_argument, nullptr, OPT_SOCKET_MODE},
+    {"request-timeout-ms", required_argument, nullptr, OPT_REQUEST_TIMEOUT},
+    {"threads", required_argument, nullptr, OPT_THREADS},
+    {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'V'},
+    {nullptr, 0, nullptr, 0},
+};
+// '+': stop at the first argument that is no option (none is expected);
+// ':': a missing value is reported as ':' instead of by getopt itself.
+constexpr const char* SHORT_OPTIONS = "+:s:p:hvV";
 
 const char* NonEmpty(const char* value)
 {
@@ -42,6 +65,17 @@ bool ParseTimeout(const char* text, std::chrono::milliseconds& timeout)
     return true;
 }
 
+// How the user wrote the option that getopt_long just complained about:
+// argv[index] is the argument it was reading.
+std::string OffendingOption(const char* const* argv, int argc, int index, int shortOption)
+{
+    std::string written = index < argc ? argv[index] : "";
+    if (written.rfind("--", 0) == 0) {
+        return written.substr(0, written.find('='));
+    }
+    return std::string("-") + static_cast<char>(shortOption);
+}
+
 } // namespace
 
 std::string DefaultSocketPath(const EnvLookup& env, uid_t uid)
@@ -52,20 +86,43 @@ std::string DefaultSocketPath(const EnvLookup& env, uid_t uid)
     return "/tmp/navinfo-service-" + std::to_string(uid) + ".sock";
 }
 
+const char* DaemonVersion()
+{
+    return NAVINFO_VERSION;
+}
+
 const char* DaemonUsage()
 {
-    return "usage: navinfo-service [--socket PATH] [--socket-mode OCTAL] [--policy FILE]\n"
-           "                       [--request-timeout-ms N] [--threads N] [--help]\n"
-           "  --socket PATH           socket to serve (env NAVINFO_SERVICE_SOCKET;\n"
-           "                          default $XDG_RUNTIME_DIR/navinfo-service.sock or\n"
-           "                          /tmp/navinfo-service-<uid>.sock)\n"
-           "  --socket-mode OCTAL     permissions of the socket file (default 0600)\n"
-           "  --policy FILE           access policy, see docs/access-policy.md (env\n"
-           "                          NAVINFO_POLICY_FILE); without one every client is refused\n"
-           "  --request-timeout-ms N  time-out of queries and commands (env\n"
-           "                          NAVINFO_REQUEST_TIMEOUT_MS; default 10000)\n"
-           "  --threads N             threads that call listeners (1..16, default 4)\n"
-           "Log level: HILOG_LEVEL (debug, info, warn, error, fatal, off). Stops on SIGTERM or SIGINT.\n";
+    return "Usage: navinfo-service [OPTION]...\n"
+           "The navigation information service: applications reach it over a Unix-domain socket.\n"
+           "\n"
+           "  -s, --socket=PATH          socket to serve (default: NAVINFO_SERVICE_SOCKET, else\n"
+           "                             $XDG_RUNTIME_DIR/navinfo-service.sock, else\n"
+           "                             /tmp/navinfo-service-<uid>.sock); ignored when the\n"
+           "                             service manager hands over the socket\n"
+           "      --socket-mode=OCTAL    permissions of the socket file (default 0600)\n"
+           "  -p, --policy=FILE          access policy, see docs/access-policy.md (default:\n"
+           "                             NAVINFO_POLICY_FILE); without one every client is refused\n"
+           "      --request-timeout-ms=N time-out of queries and commands (default:\n"
+           "                             NAVINFO_REQUEST_TIMEOUT_MS, else 10000)\n"
+           "      --threads=N            threads that call listeners (1..16, default 4)\n"
+           "  -h, --help                 print this help and exit\n"
+           "  -v, -V, --version          print the version and exit\n"
+           "\n"
+           "Environment:\n"
+           "  NAVINFO_SERVICE_SOCKET      socket path, when --socket is not given\n"
+           "  NAVINFO_POLICY_FILE         policy file, when --policy is not given\n"
+           "  NAVINFO_REQUEST_TIMEOUT_MS  request time-out, when --request-timeout-ms is not given\n"
+           "  XDG_RUNTIME_DIR             folder of the default socket\n"
+           "  HILOG_LEVEL                 log level: debug, info, warn, error, fatal, off (default warn)\n"
+           "  HILOG_OUTPUT                where log lines go: stderr, stdout, none or a file (default stderr)\n"
+           "  LISTEN_FDS, LISTEN_PID      set by systemd: serve the socket it hands over\n"
+           "  NOTIFY_SOCKET               set by systemd: readiness, status and stopping are reported there\n"
+           "  WATCHDOG_USEC, WATCHDOG_PID set by systemd: the watchdog is fed at half that interval\n"
+           "  JOURNAL_STREAM              set by systemd: log lines carry journal priorities, no time\n"
+           "\n"
+           "Signals: SIGTERM and SIGINT stop the service; SIGHUP reads the policy file again\n"
+           "(an invalid file keeps the current policy).\n";
 }
 
 bool ParseDaemonOptions(int argc, const char* const* argv, const EnvLookup& env, DaemonOptions& options,
@@ -79,53 +136,75 @@ bool ParseDaemonOptions(int argc, const char* const* argv, const EnvLookup& env,
         error = std::string(REQUEST_TIMEOUT_ENV) + " must be a positive number of milliseconds";
         return false;
     }
-    for (int i = 1; i < argc; ++i) {
-        const std::string name = argv[i];
-        if (name == "--help" || name == "-h") {
-            options.help = true;
-            continue;
+    // getopt_long may reorder the pointers, never the strings: work on a copy.
+    std::vector<char*> args;
+    for (int i = 0; i < argc; ++i) {
+        args.push_back(const_cast<char*>(argv[i]));
+    }
+    args.push_back(nullptr);
+    opterr = 0;
+    optind = 0; // 0, not 1: glibc then starts a fresh scan
+    for (;;) {
+        const int current = optind == 0 ? 1 : optind;
+        const int option = getopt_long(argc, args.data(), SHORT_OPTIONS, LONG_OPTIONS, nullptr);
+        if (option == -1) {
+            break;
         }
-        if (name != "--socket" && name != "--socket-mode" && name != "--policy" && name != "--request-timeout-ms" &&
-            name != "--threads") {
-            error = "unknown option " + name;
-            return false;
-        }
-        if (i + 1 >= argc) {
-            error = name + " needs a value";
-            return false;
-        }
-        const char* value = argv[++i];
+        const char* value = optarg;
         long long number = 0;
-        if (name == "--socket") {
-            socket = NonEmpty(value);
-            if (socket == nullptr) {
-                error = "--socket needs a path";
+        switch (option) {
+            case 'h':
+                options.help = true;
+                break;
+            case 'v':
+            case 'V':
+                options.version = true;
+                break;
+            case 's':
+                socket = NonEmpty(value);
+                if (socket == nullptr) {
+                    error = "--socket needs a path";
+                    return false;
+                }
+                break;
+            case 'p':
+                policy = NonEmpty(value);
+                if (policy == nullptr) {
+                    error = "--policy needs a file";
+                    return false;
+                }
+                break;
+            case OPT_SOCKET_MODE:
+                if (!ParseNumber(value, 8, 0, 0777, number) || (number & 0600) != 0600) {
+                    error = "--socket-mode must be octal, at most 0777, and keep the owner's read and write";
+                    return false;
+                }
+                options.socketMode = static_cast<mode_t>(number);
+                break;
+            case OPT_REQUEST_TIMEOUT:
+                if (!ParseTimeout(value, options.requestTimeout)) {
+                    error = "--request-timeout-ms must be a positive number of milliseconds";
+                    return false;
+                }
+                break;
+            case OPT_THREADS:
+                if (!ParseNumber(value, 10, 1, MAX_LISTENER_THREADS, number)) {
+                    error = "--threads must be between 1 and 16";
+                    return false;
+                }
+                options.listenerThreads = static_cast<size_t>(number);
+                break;
+            case ':':
+                error = "option " + OffendingOption(args.data(), argc, current, optopt) + " needs a value";
                 return false;
-            }
-        } else if (name == "--policy") {
-            policy = NonEmpty(value);
-            if (policy == nullptr) {
-                error = "--policy needs a file";
+            default:
+                error = "unknown option " + OffendingOption(args.data(), argc, current, optopt);
                 return false;
-            }
-        } else if (name == "--socket-mode") {
-            if (!ParseNumber(value, 8, 0, 0777, number) || (number & 0600) != 0600) {
-                error = "--socket-mode must be octal, at most 0777, and keep the owner's read and write";
-                return false;
-            }
-            options.socketMode = static_cast<mode_t>(number);
-        } else if (name == "--request-timeout-ms") {
-            if (!ParseTimeout(value, options.requestTimeout)) {
-                error = "--request-timeout-ms must be a positive number of milliseconds";
-                return false;
-            }
-        } else {
-            if (!ParseNumber(value, 10, 1, MAX_LISTENER_THREADS, number)) {
-                error = "--threads must be between 1 and 16";
-                return false;
-            }
-            options.listenerThreads = static_cast<size_t>(number);
         }
+    }
+    if (optind < argc) {
+        error = std::string("unexpected argument ") + args[optind];
+        return false;
     }
     options.socketPath = socket != nullptr ? std::string(socket) : DefaultSocketPath(env, getuid());
     options.policyFile = policy != nullptr ? std::string(policy) : std::string();

@@ -1,17 +1,8 @@
-// The command line and environment of navinfo-service.
+// The command line and environment of navinfo-service (GNU style, getopt_long:
+// "--socket PATH" and "--socket=PATH" alike; see DaemonUsage for the list).
 //
-//   --socket PATH          socket path (else NAVINFO_SERVICE_SOCKET, else
-//                          $XDG_RUNTIME_DIR/navinfo-service.sock, else
-//                          /tmp/navinfo-service-<uid>.sock)
-//   --socket-mode MODE     octal permissions of the socket file (default 0600)
-//   --policy FILE          access policy (else NAVINFO_POLICY_FILE; with
-//                          neither, every client is refused)
-//   --request-timeout-ms N time-out of queries and commands (else
-//                          NAVINFO_REQUEST_TIMEOUT_MS, else 10000)
-//   --threads N            threads that call listeners (default 4, 1..16)
-//   --help
-//
-// Threads: any thread; no shared state.
+// Threads: ParseDaemonOptions uses getopt_long's global state, so one
+// thread at a time; the rest from any thread.
 #ifndef SERVICE_DAEMON_DAEMON_OPTIONS_H
 #define SERVICE_DAEMON_DAEMON_OPTIONS_H
 
@@ -25,27 +16,31 @@
 namespace OHOS::NavigationInfoService {
 
 struct DaemonOptions {
-    std::string socketPath;
+    std::string socketPath; // not used when the service manager hands over the socket
     mode_t socketMode = 0600;
     std::string policyFile; // empty: no policy, every client refused
     std::chrono::milliseconds requestTimeout{10000};
     size_t listenerThreads = 4;
     bool help = false;
+    bool version = false;
 };
 
 // Looks an environment variable up; null when unset.
 using EnvLookup = std::function<const char*(const char* name)>;
 
 // Fills options from argv (argv[0] is the program) and env. False with a
-// one-line error for an unknown option, a missing or bad value.
+// one-line error (without the program name) for an unknown option, a
+// missing or bad value, or an argument that is no option.
 bool ParseDaemonOptions(int argc, const char* const* argv, const EnvLookup& env, DaemonOptions& options,
     std::string& error);
 
 // The socket path used when neither --socket nor NAVINFO_SERVICE_SOCKET is given.
 std::string DefaultSocketPath(const EnvLookup& env, uid_t uid);
 
-// The usage text, for --help and errors.
+// The text of --help: every option and every environment variable read.
 const char* DaemonUsage();
+// The version of the package this daemon was built from.
+const char* DaemonVersion();
 
 } // namespace OHOS::NavigationInfoService
 

@@ -25,7 +25,8 @@ CoreOptions CoreOptionsOf(const DaemonConfig& config, std::shared_ptr<WorkerPool
 DaemonService::DaemonService(DaemonConfig config)
     : config_(std::move(config)),
       executor_(std::make_shared<WorkerPool>(config_.listenerThreads)),
-      core_(NavInfoServiceCore::Create(CoreOptionsOf(config_, executor_)))
+      core_(NavInfoServiceCore::Create(CoreOptionsOf(config_, executor_))),
+      policy_(std::make_shared<PolicySlot>(config_.policy))
 {
 }
 
@@ -39,7 +40,7 @@ int DaemonService::Start()
     stopping_->store(false);
     IpcServerOptions options;
     options.socketMode = config_.socketMode;
-    options.authenticator = MakeIdentityAuthenticator(config_.policy);
+    options.authenticator = MakeIdentityAuthenticator(policy_);
     options.maxConnectionsPerUid = config_.maxConnectionsPerUid;
     options.idleTimeoutMs = static_cast<int>(config_.idleTimeout.count());
     std::weak_ptr<NavInfoServiceCore> core = core_;
@@ -56,20 +57,68 @@ int DaemonService::Start()
             live->OnClientGone(connection->GetId());
         }
     };
-    sptr<IRemoteObject> root = new NavInfoServiceStub(core_);
-    int status = server_.Start(config_.socketPath, root, std::move(options));
-    if (status != IPC_OK) {
-        DAEMON_LOGE("cannot serve %{public}s: %{public}d", config_.socketPath.c_str(), status);
+    sptr<IRemoteObject> root = new NavInfoServiceStub(core_, [this] { return ConnectedClients(); });
+    // The caller reports a failure, with its reason.
+    if (config_.listenFd >= 0) {
+        return server_.StartListening(config_.listenFd, root, std::move(options));
     }
-    return status;
+    return server_.Start(config_.socketPath, root, std::move(options));
+}
+
+size_t DaemonService::ReloadPolicy(std::shared_ptr<const RuleAccessPolicy> policy)
+{
+    // Handshakes first, then calls: from here on nobody gets in or acts under the old one.
+    std::shared_ptr<const RuleAccessPolicy> before = policy_->Set(policy);
+    core_->SetAccessPolicy(policy);
+    size_t closed = 0;
+    for (const auto& connection : server_.GetConnections()) {
+        auto identity = std::static_pointer_cast<ClientIdentity>(connection->GetAttribute());
+        if (identity != nullptr && ShouldCloseAfterReload(before.get(), policy.get(), *identity)) {
+            DAEMON_LOGI("connection %{public}llu (%{public}s) closed: the new policy refuses or narrows it",
+                static_cast<unsigned long long>(connection->GetId()), identity->bundleName.c_str());
+            connection->Close();
+            ++closed;
+        }
+    }
+    return closed;
+}
+
+std::string DaemonService::StatusText() const
+{
+    size_t clients = server_.GetConnectionCount();
+    size_t registrations = core_->RegistrationCount();
+    return std::to_string(clients) + (clients == 1 ? " client, " : " clients, ") + std::to_string(registrations) +
+        (registrations == 1 ? " registration" : " registrations");
 }
 
 void DaemonService::Stop()
 {
-    stopping_->store(true);
+    {
+        std::lock_guard<std::mutex> lock(listingMutex_);
+        stopping_->store(true);
+    }
     server_.Stop();
     // Whatever the closed connections left behind goes now; records too.
     core_->Reset();
+}
+
+std::vector<ServiceSnapshot::Client> DaemonService::ConnectedClients() const
+{
+    std::vector<ServiceSnapshot::Client> clients;
+    std::lock_guard<std::mutex> lock(listingMutex_);
+    if (stopping_->load()) {
+        return clients;
+    }
+    for (const auto& connection : server_.GetConnections()) {
+        auto identity = std::static_pointer_cast<ClientIdentity>(connection->GetAttribute());
+        if (identity == nullptr || !connection->IsAlive()) {
+            continue; // still in its handshake, refused, or gone
+        }
+        const auto& peer = connection->GetPeerCredentials();
+        clients.push_back({connection->GetId(), identity->bundleName, static_cast<int32_t>(peer.pid),
+            static_cast<int32_t>(peer.uid)});
+    }
+    return clients;
 }
 
 } // namespace OHOS::NavigationInfoService

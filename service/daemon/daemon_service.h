@@ -8,7 +8,13 @@
 // requests sent to its system navigation listener are answered 1003 (except
 // while the daemon stops: see Stop).
 //
-// Threads: Start and Stop from one owning thread, never from an IPC thread
+// Reload: ReloadPolicy swaps the policy at once for new handshakes and for
+// every call; connections the new policy refuses, or whose rights it
+// narrows, are closed (their clients connect again under the new policy).
+// Published records, the other clients' registrations and the requests in
+// flight between them stay.
+//
+// Threads: Start, Stop and ReloadPolicy from one owning thread, never from an IPC thread
 // or a listener call of this service; the getters from any thread.
 #ifndef SERVICE_DAEMON_DAEMON_SERVICE_H
 #define SERVICE_DAEMON_DAEMON_SERVICE_H
@@ -18,11 +24,14 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "access_policy.h"
 #include "ipc_server.h"
 #include "nav_info_service_core.h"
+#include "policy_slot.h"
 #include "worker_pool.h"
 
 namespace OHOS::NavigationInfoService {
@@ -30,6 +39,9 @@ namespace OHOS::NavigationInfoService {
 struct DaemonConfig {
     std::string socketPath;
     mode_t socketMode = 0600;
+    // A listening socket handed over by the service manager, served instead
+    // of socketPath (owned by the service from Start on); -1: none.
+    int listenFd = -1;
     // Decides identities and access. Null: every client is refused.
     std::shared_ptr<const RuleAccessPolicy> policy;
     std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
@@ -51,24 +63,41 @@ public:
     DaemonService(const DaemonService&) = delete;
     DaemonService& operator=(const DaemonService&) = delete;
 
-    // Listens on the socket. IPC_OK or the IpcServer::Start failure.
+    // Listens on the socket. IPC_OK or the IpcServer::Start failure, whose
+    // reason is then in StartError().
     int Start();
+    const std::string& StartError() const { return server_.GetStartError(); }
     // Closes every connection, removes the socket file and drops the core's
     // state. Requests in flight are not answered by the daemon: every client
     // answers its own 1002 when its connection ends. Idempotent.
     void Stop();
 
-    const std::string& SocketPath() const { return config_.socketPath; }
+    // Replaces the access policy (null: refuse everybody from now on).
+    // Returns how many connections it closed.
+    size_t ReloadPolicy(std::shared_ptr<const RuleAccessPolicy> policy);
+
+    // The path served (of the handed-over socket too, once started).
+    const std::string& SocketPath() const { return server_.IsRunning() ? server_.GetPath() : config_.socketPath; }
     size_t ConnectionCount() const { return server_.GetConnectionCount(); }
+    // One line for the service manager's status: clients and registrations.
+    std::string StatusText() const;
     // The core, for tests (outstanding requests, time-out).
     NavInfoServiceCore& Core() const { return *core_; }
 
 private:
+    // The live connections that were accepted with an identity (IPC
+    // threads); none once Stop has begun.
+    std::vector<ServiceSnapshot::Client> ConnectedClients() const;
+
     const DaemonConfig config_;
     const std::shared_ptr<WorkerPool> executor_;
     const std::shared_ptr<NavInfoServiceCore> core_;
+    const std::shared_ptr<PolicySlot> policy_;
     // Set by Stop; read by the connection-closed callback (reader threads).
     const std::shared_ptr<std::atomic<bool>> stopping_ = std::make_shared<std::atomic<bool>>(false);
+    // Held while ConnectedClients reads the server's connections and while
+    // Stop sets stopping_, so that no reading overlaps the server's stop.
+    mutable std::mutex listingMutex_;
     IpcServer server_;
 };
 

@@ -14,6 +14,7 @@
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "record_marshalling.h"
+#include "snapshot_marshalling.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -39,10 +40,27 @@ bool ReadOptionalObject(MessageParcel& data, sptr<IRemoteObject>& object)
     return object != nullptr;
 }
 
+// The flags that may end a publish or a follower registration (nav_info_service_ipc.h).
+bool ReadReplayFlag(MessageParcel& data, Replay& kind)
+{
+    kind = Replay::NONE;
+    if (data.GetReadableBytes() == 0) {
+        return true;
+    }
+    int32_t flags = 0;
+    if (!data.ReadInt32(flags)) {
+        return false;
+    }
+    if ((flags & static_cast<int32_t>(Replay::RESTORED)) != 0) {
+        kind = Replay::RESTORED;
+    }
+    return true;
+}
+
 } // namespace
 
-NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core)
-    : IPCObjectStub(NavInfoServiceDescriptor()), core_(std::move(core))
+NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients)
+    : IPCObjectStub(NavInfoServiceDescriptor()), core_(std::move(core)), listClients_(std::move(listClients))
 {
 }
 
@@ -106,6 +124,7 @@ int NavInfoServiceStub::Dispatch(uint32_t code, const CallerInfo& caller, Messag
         {SVC_UNREGISTER_NAVIGATION_METADATA_LISTENER, &NavInfoServiceStub::UnregisterMetadataListener},
         {SVC_QUERY_NAVIGATION_INFO, &NavInfoServiceStub::Query},
         {SVC_SEND_NAVIGATION_CMD, &NavInfoServiceStub::Command},
+        {SVC_INSPECT_SERVICE, &NavInfoServiceStub::Inspect},
     };
     for (const Route& route : routes) {
         if (route.code == code) {
@@ -121,19 +140,25 @@ int NavInfoServiceStub::Dispatch(uint32_t code, const CallerInfo& caller, Messag
 int NavInfoServiceStub::UpdateStatus(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
 {
     NavigationStatus status;
-    if (!Marshalling::ReadNavigationStatus(data, status)) {
+    Replay replay = Replay::NONE;
+    if (!Marshalling::ReadNavigationStatus(data, status) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, core_->UpdateNavigationStatus(caller, std::move(status)));
+    return ReplyResult(reply, replay == Replay::RESTORED
+            ? core_->RestoreNavigationStatus(caller, std::move(status))
+            : core_->UpdateNavigationStatus(caller, std::move(status)));
 }
 
 int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
 {
     NavigationMetadata metadata;
-    if (!Marshalling::ReadNavigationMetadata(data, metadata)) {
+    Replay replay = Replay::NONE;
+    if (!Marshalling::ReadNavigationMetadata(data, metadata) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, core_->UpdateNavigationMetadata(caller, std::move(metadata)));
+    return ReplyResult(reply, replay == Replay::RESTORED
+            ? core_->RestoreNavigationMetadata(caller, std::move(metadata))
+            : core_->UpdateNavigationMetadata(caller, std::move(metadata)));
 }
 
 int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -175,11 +200,15 @@ int NavInfoServiceStub::RegisterStatusListener(const CallerInfo& caller, Message
 {
     std::string bundleName;
     sptr<IRemoteObject> object;
-    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object)) {
+    Replay kind = Replay::NONE;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object) ||
+        !ReadReplayFlag(data, kind)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply,
-        core_->RegisterNavigationStatusListener(caller, bundleName, StatusListenerFromObject(object)));
+    auto listener = StatusListenerFromObject(object);
+    return ReplyResult(reply, kind == Replay::RESTORED
+            ? core_->RestoreNavigationStatusListener(caller, bundleName, listener)
+            : core_->RegisterNavigationStatusListener(caller, bundleName, listener));
 }
 
 int NavInfoServiceStub::UnregisterStatusListener(const CallerInfo& caller, MessageParcel& data,
@@ -197,11 +226,15 @@ int NavInfoServiceStub::RegisterMetadataListener(const CallerInfo& caller, Messa
 {
     std::string bundleName;
     sptr<IRemoteObject> object;
-    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object)) {
+    Replay kind = Replay::NONE;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object) ||
+        !ReadReplayFlag(data, kind)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply,
-        core_->RegisterNavigationMetadataListener(caller, bundleName, MetadataListenerFromObject(object)));
+    auto listener = MetadataListenerFromObject(object);
+    return ReplyResult(reply, kind == Replay::RESTORED
+            ? core_->RestoreNavigationMetadataListener(caller, bundleName, listener)
+            : core_->RegisterNavigationMetadataListener(caller, bundleName, listener));
 }
 
 int NavInfoServiceStub::UnregisterMetadataListener(const CallerInfo& caller, MessageParcel& data,
@@ -241,6 +274,34 @@ int NavInfoServiceStub::Command(const CallerInfo& caller, MessageParcel& data, M
     }
     return ReplyResult(reply, core_->SendNavigationCmd(caller, bundleName, static_cast<CommandType>(type),
         std::move(params), MapCallbackFromObject(object)));
+}
+
+int NavInfoServiceStub::Inspect(const CallerInfo& caller, MessageParcel&, MessageParcel& reply)
+{
+    ServiceSnapshot snapshot;
+    int32_t result = core_->InspectService(caller, snapshot);
+    if (result == NAV_INFO_SUCCESS && listClients_ != nullptr) {
+        snapshot.clients = listClients_();
+        if (snapshot.clients.size() > MAX_SNAPSHOT_ENTRIES) {
+            snapshot.clients.resize(MAX_SNAPSHOT_ENTRIES);
+            snapshot.truncated = true;
+        }
+    }
+    if (!reply.WriteInt32(result)) {
+        return IPC_ERR_NO_MEMORY;
+    }
+    if (result != NAV_INFO_SUCCESS || Marshalling::WriteServiceSnapshot(reply, snapshot)) {
+        return IPC_OK;
+    }
+    // Too large for one reply: the records go, the rest still tells who is connected.
+    snapshot.statuses.clear();
+    snapshot.metadata.clear();
+    snapshot.truncated = true;
+    if (!Marshalling::WriteServiceSnapshot(reply, snapshot)) {
+        reply.ClearAll();
+        return ReplyResult(reply, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
+    }
+    return IPC_OK;
 }
 
 } // namespace OHOS::NavigationInfoService

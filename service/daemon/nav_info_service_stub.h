@@ -17,7 +17,9 @@
 #ifndef SERVICE_DAEMON_NAV_INFO_SERVICE_STUB_H
 #define SERVICE_DAEMON_NAV_INFO_SERVICE_STUB_H
 
+#include <functional>
 #include <memory>
+#include <vector>
 
 #include "caller_info.h"
 #include "ipc_object_stub.h"
@@ -29,7 +31,11 @@ constexpr uint32_t MAX_REFUSED_REQUESTS = 8;
 
 class NavInfoServiceStub : public IPCObjectStub {
 public:
-    explicit NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core);
+    // The daemon's live connections with their verified identities, for
+    // InspectService (any IPC thread).
+    using ClientLister = std::function<std::vector<ServiceSnapshot::Client>()>;
+
+    explicit NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients = nullptr);
 
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
@@ -48,8 +54,10 @@ private:
     int UnregisterMetadataListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
     int Query(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
     int Command(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
+    int Inspect(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
 
     const std::shared_ptr<NavInfoServiceCore> core_;
+    const ClientLister listClients_;
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -40,6 +40,7 @@
 #include "rate_limited_count.h"
 #include "request_pacer.h"
 #include "service_settings.h"
+#include "service_snapshot.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -88,6 +89,11 @@ public:
     // whose notification does not fit (options.limits): 1001.
     int32_t UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status);
     int32_t UpdateNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
+    // A record its publisher's client sends again after reconnecting: taken
+    // as above only when no record of the caller's bundle is held (after a
+    // restart); otherwise the one held is as new or newer, and stays. 0 either way.
+    int32_t RestoreNavigationStatus(const CallerInfo& caller, NavigationStatus status);
+    int32_t RestoreNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
     // One listener per bundle: a new registration replaces the old one, and
     // requests sent to the old one are answered NOT_FOUND. Null listener: 1001.
     int32_t RegisterSystemNavigationListener(const CallerInfo& caller, sptr<ISystemNavigationListener> listener);
@@ -106,6 +112,15 @@ public:
     int32_t RegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
         sptr<INavigationMetadataListener> listener);
     int32_t UnRegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName);
+    // A follower registered again by its client after reconnecting (to a
+    // restarted daemon): registers it as above and, on success, sends it the
+    // bundle's latest record if there is one, through its outbox as a
+    // publish would. The
+    // publisher may have restored that record before this follower was back.
+    int32_t RestoreNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName,
+        sptr<INavigationStatusListener> listener);
+    int32_t RestoreNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
+        sptr<INavigationMetadataListener> listener);
     // Sends the request to bundleName's system navigation listener, at once
     // or, while that listener has maxInFlightPerListener requests it has not
     // answered, when its turn comes. On 0 the
@@ -121,6 +136,13 @@ public:
     int32_t SendNavigationCmd(const CallerInfo& caller, const std::string& bundleName, CommandType type,
         AAFwk::WantParams params, sptr<IMapCallback> callback);
 
+    // --- Inspection (a system application with the permission) ---
+    // Fills what the core holds: follows, servers, requests waiting and the
+    // latest records, each list cut at MAX_SNAPSHOT_ENTRIES (then
+    // `truncated`). The clients are the transport's to add: the core knows
+    // callers only by their client id.
+    int32_t InspectService(const CallerInfo& caller, ServiceSnapshot& snapshot) const;
+
     // --- Transport and tests ---
     // The connection clientId went away: its subscriptions and listeners are
     // dropped; requests it sent are dropped unanswered; requests sent to its
@@ -133,6 +155,8 @@ public:
     // Null denies everything. Applies to calls made from now on.
     void SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy);
     size_t OutstandingRequestCount() const;
+    // Status and metadata listeners and system navigation listeners registered now.
+    size_t RegistrationCount() const;
 
 private:
     friend class RequestAnswerForwarder;
@@ -152,6 +176,9 @@ private:
         RequestKind kind = RequestKind::QUERY;
         int32_t type = 0;
         AAFwk::WantParams params;
+        // What InspectService shows besides kind and type.
+        std::string bundleName;
+        std::chrono::steady_clock::time_point acceptedAt;
     };
     // A request to hand to its listener, outside the lock.
     struct Dispatch {
@@ -190,6 +217,11 @@ private:
     // of every follower of bundle, scheduling the drains that are needed.
     template <typename Listener, typename Record, typename Store>
     void Publish(const std::string& bundle, Record record, Followers<Listener, Record>& followers, Store&& store);
+    // Puts the record held in records for bundle, if any, in the outbox of
+    // the caller's follower of it, scheduling a drain when one is needed.
+    template <typename Listener, typename Record>
+    void SendLatest(const CallerInfo& caller, const std::string& bundleName, Followers<Listener, Record>& followers,
+        const std::map<std::string, Record>& records);
     // A drain of one follower's outbox, on the executor.
     template <typename Listener, typename Record>
     static void Drain(const sptr<Listener>& listener, const std::shared_ptr<FollowerOutbox<Record>>& outbox);
@@ -223,6 +255,7 @@ private:
     std::chrono::milliseconds requestTimeout_;
     std::map<std::string, NavigationStatus> statuses_;      // by publishing bundle
     std::map<std::string, NavigationMetadata> metadata_;    // by publishing bundle
+    std::map<std::string, int64_t> metadataTimes_;          // when each was stored, ms since the epoch
     StatusFollowers statusFollowers_;
     MetadataFollowers metadataFollowers_;
     uint64_t nextStream_ = 1;             // of the next follower outbox

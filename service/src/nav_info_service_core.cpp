@@ -197,8 +197,41 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     Publish(caller.bundleName, std::move(metadata), metadataFollowers_,
-        [this, &caller](const NavigationMetadata& stored) { metadata_[caller.bundleName] = stored; });
+        [this, &caller](const NavigationMetadata& stored) {
+            metadata_[caller.bundleName] = stored;
+            metadataTimes_[caller.bundleName] = NowMillis();
+        });
     return NAV_INFO_SUCCESS;
+}
+
+int32_t NavInfoServiceCore::RestoreNavigationStatus(const CallerInfo& caller, NavigationStatus status)
+{
+    int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (statuses_.count(caller.bundleName) != 0) {
+            return NAV_INFO_SUCCESS;
+        }
+    }
+    return UpdateNavigationStatus(caller, std::move(status));
+}
+
+int32_t NavInfoServiceCore::RestoreNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata)
+{
+    int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (metadata_.count(caller.bundleName) != 0) {
+            return NAV_INFO_SUCCESS;
+        }
+    }
+    return UpdateNavigationMetadata(caller, std::move(metadata));
 }
 
 int32_t NavInfoServiceCore::RegisterSystemNavigationListener(const CallerInfo& caller,
@@ -366,6 +399,58 @@ int32_t NavInfoServiceCore::UnRegisterNavigationMetadataListener(const CallerInf
     return Unfollow(caller, bundleName, metadataFollowers_);
 }
 
+template <typename Listener, typename Record>
+void NavInfoServiceCore::SendLatest(const CallerInfo& caller, const std::string& bundleName,
+    Followers<Listener, Record>& followers, const std::map<std::string, Record>& records)
+{
+    sptr<Listener> listener;
+    std::shared_ptr<FollowerOutbox<Record>> outbox;
+    {
+        // In the outbox under the lock, like a publish: a newer record
+        // published meanwhile comes after this one, so the follower ends on it.
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto record = records.find(bundleName);
+        auto bundle = followers.find(bundleName);
+        if (record == records.end() || bundle == followers.end()) {
+            return;
+        }
+        auto follower = bundle->second.find(caller.clientId);
+        uint64_t dropped = 0;
+        if (follower == bundle->second.end() ||
+            !follower->second.outbox->Push(std::make_shared<const Record>(record->second), dropped)) {
+            return; // not following, or a drain is already scheduled
+        }
+        listener = follower->second.listener;
+        outbox = follower->second.outbox;
+    }
+    if (executor_ == nullptr ||
+        !executor_->Post(listener.GetRefPtr(), [listener, outbox] { Drain(listener, outbox); })) {
+        outbox->Unschedule();
+        SERVICE_LOGE("record of %{public}s not delivered to a restored follower: no thread to run it",
+            bundleName.c_str());
+    }
+}
+
+int32_t NavInfoServiceCore::RestoreNavigationStatusListener(const CallerInfo& caller,
+    const std::string& bundleName, sptr<INavigationStatusListener> listener)
+{
+    int32_t result = Follow(caller, bundleName, std::move(listener), statusFollowers_);
+    if (result == NAV_INFO_SUCCESS) {
+        SendLatest(caller, bundleName, statusFollowers_, statuses_);
+    }
+    return result;
+}
+
+int32_t NavInfoServiceCore::RestoreNavigationMetadataListener(const CallerInfo& caller,
+    const std::string& bundleName, sptr<INavigationMetadataListener> listener)
+{
+    int32_t result = Follow(caller, bundleName, std::move(listener), metadataFollowers_);
+    if (result == NAV_INFO_SUCCESS) {
+        SendLatest(caller, bundleName, metadataFollowers_, metadata_);
+    }
+    return result;
+}
+
 void NavInfoServiceCore::OnClientGone(uint64_t clientId)
 {
     std::vector<Answer> answers;
@@ -426,6 +511,7 @@ void NavInfoServiceCore::Reset()
         systemListeners.swap(systemListeners_);
         statuses_.clear();
         metadata_.clear();
+        metadataTimes_.clear();
     }
     DeliverAnswers(answers);
 }
@@ -434,6 +520,16 @@ void NavInfoServiceCore::SetRequestTimeout(std::chrono::milliseconds timeout)
 {
     std::lock_guard<std::mutex> lock(mutex_);
     requestTimeout_ = timeout.count() < 0 ? std::chrono::milliseconds(0) : timeout;
+}
+
+size_t NavInfoServiceCore::RegistrationCount() const
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    size_t count = systemListeners_.size();
+    for (const auto& entry : followsByClient_) {
+        count += entry.second;
+    }
+    return count;
 }
 
 void NavInfoServiceCore::SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy)

@@ -64,6 +64,10 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
         pending.requesterClientId = caller.clientId;
         pending.targetRegistrationId = registration;
         pending.callback = callback;
+        pending.kind = kind;
+        pending.type = type;
+        pending.bundleName = bundleName;
+        pending.acceptedAt = std::chrono::steady_clock::now();
         try {
             sendNow = pacer_.Admit(registration, caller.clientId, requestId);
         } catch (...) {
@@ -77,8 +81,6 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
             dispatch = Dispatch{requestId, target->second.listener, kind, type, std::move(params)};
         } else {
             pending.listener = target->second.listener;
-            pending.kind = kind;
-            pending.type = type;
             pending.params = std::move(params);
         }
     }

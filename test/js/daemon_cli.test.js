@@ -18,15 +18,30 @@ function run(args, env = {}) {
   return spawnSync(daemonBinary, args, { encoding: 'utf8', timeout: 10000, env: { ...process.env, ...env } });
 }
 
-test('--help prints the usage and exits 0; bad usage exits 2 with a reason', () => {
+test('--help lists every option and variable, --version the package version; bad usage is one line and exits 2', () => {
   const help = run(['--help']);
   assert.equal(help.status, 0);
-  assert.match(help.stdout, /--socket PATH/);
-  assert.match(help.stdout, /--policy FILE/);
-  const bad = run(['--bogus']);
-  assert.equal(bad.status, 2);
-  assert.match(bad.stderr, /unknown option --bogus/);
-  assert.equal(run(['--socket-mode', '0999']).status, 2);
+  for (const name of ['--socket=PATH', '--policy=FILE', '--version', 'NAVINFO_SERVICE_SOCKET', 'NAVINFO_POLICY_FILE',
+    'NAVINFO_REQUEST_TIMEOUT_MS', 'HILOG_LEVEL', 'HILOG_OUTPUT', 'LISTEN_FDS', 'NOTIFY_SOCKET', 'JOURNAL_STREAM']) {
+    assert.ok(help.stdout.includes(name), name);
+  }
+  const { version } = require('../../package.json');
+  for (const flag of ['--version', '-v', '-V']) {
+    assert.equal(run([flag]).stdout, `navinfo-service ${version}\n`, flag);
+  }
+  for (const [args, reason] of [
+    [['--bogus'], 'unknown option --bogus'],
+    [['--socket'], 'option --socket needs a value'],
+    [['--socket-mode', '0999'], '--socket-mode must be octal'],
+    [['stray'], 'unexpected argument stray'],
+  ]) {
+    const bad = run(args);
+    assert.equal(bad.status, 2, args.join(' '));
+    assert.match(bad.stderr, new RegExp(`^navinfo-service: ${reason}.*\\(see navinfo-service --help\\)\\n$`));
+  }
+  const unusable = run([`--socket=${tmp.file('missing-dir/a.sock')}`, '--policy', writePolicy(tmp.file('u.json'), {})]);
+  assert.equal(unusable.status, 1);
+  assert.equal(unusable.stderr, `navinfo-service: cannot listen on ${tmp.file('missing-dir/a.sock')}: bind: No such file or directory\n`);
 });
 
 // Policy files that once crashed, hung or bloated the daemon and embedded
@@ -83,7 +98,7 @@ test('the socket is private by default and --socket-mode widens it; the environm
   const privateOne = await startDaemon(['--policy', policy], { env: { NAVINFO_SERVICE_SOCKET: tmp.file('env.sock') } });
   assert.equal(privateOne.socketPath, tmp.file('env.sock'));
   assert.equal(fs.statSync(privateOne.socketPath).mode & 0o777, 0o600);
-  const shared = await startDaemon(['--socket', tmp.file('shared.sock'), '--socket-mode', '0660'],
+  const shared = await startDaemon([`--socket=${tmp.file('shared.sock')}`, '--socket-mode=0660'],
     { env: { NAVINFO_POLICY_FILE: policy } });
   assert.equal(fs.statSync(shared.socketPath).mode & 0o777, 0o660);
   await Promise.all([privateOne.stop(), shared.stop()]);
@@ -97,4 +112,17 @@ test('without a policy the daemon refuses every application (1005)', async () =>
   assert.equal((await app.call('getStatus', ['com.example.map'])).error.code, '1005');
   await app.kill();
   await daemon.stop();
+});
+
+test('the systemd units verify, with ExecStart pointing at the daemon built here', () => {
+  const folder = tmp.file('units');
+  fs.mkdirSync(folder);
+  for (const unit of ['navinfo-service.socket', 'navinfo-service.service']) {
+    const text = fs.readFileSync(require('node:path').join(__dirname, '../../deploy/systemd', unit), 'utf8');
+    fs.writeFileSync(`${folder}/${unit}`, text.replace('/opt/navinfo-service/navinfo-service', daemonBinary));
+  }
+  const verify = spawnSync('systemd-analyze', ['verify', 'navinfo-service.socket', 'navinfo-service.service'],
+    { cwd: folder, encoding: 'utf8', timeout: 20000 });
+  assert.equal(verify.status, 0, verify.stderr);
+  assert.equal(verify.stderr, '');
 });

@@ -134,6 +134,44 @@ TEST(CoreAccessTest, EachOperationIsRefusedOrAllowedByThePolicy)
     }
 }
 
+TEST(CoreAccessTest, InspectionNeedsASystemAppAndShowsWhatTheCoreHolds)
+{
+    const std::pair<BundleAccess, int32_t> refusals[] = {
+        {BundleAccess{false, true, {}, ""}, NAV_INFO_ERR_NOT_SYSTEM_APP},
+        {BundleAccess{true, false, {}, ""}, NAV_INFO_ERR_NO_PERMISSION},
+    };
+    for (const auto& [rule, result] : refusals) {
+        Fixture f = MakeFixture(rule);
+        ServiceSnapshot snapshot;
+        snapshot.takenAt = -1;
+        EXPECT_EQ(f.core->InspectService(MakeCaller(CALLER_BUNDLE, 2), snapshot), result);
+        EXPECT_EQ(snapshot.takenAt, -1) << "nothing is written on a refusal";
+    }
+    Fixture f = MakeFixture(BundleAccess{true, true, {}, ""});
+    CallerInfo caller = MakeCaller(CALLER_BUNDLE, 2);
+    ASSERT_EQ(f.core->RegisterNavigationMetadataListener(caller, NAV_BUNDLE, new RecordingMetadataListener()), 0);
+    ASSERT_EQ(f.core->SendNavigationCmd(caller, NAV_BUNDLE, CHANGE_THEME, {}, f.callback), 0);
+    ServiceSnapshot snapshot;
+    ASSERT_EQ(f.core->InspectService(caller, snapshot), NAV_INFO_SUCCESS);
+    EXPECT_GT(snapshot.takenAt, 0);
+    EXPECT_TRUE(snapshot.clients.empty()) << "the transport adds the clients";
+    ASSERT_EQ(snapshot.follows.size(), 1u);
+    EXPECT_EQ(snapshot.follows[0].clientId, 2u);
+    EXPECT_EQ(snapshot.follows[0].kind, ServiceSnapshot::FOLLOW_METADATA);
+    ASSERT_EQ(snapshot.servers.size(), 1u);
+    EXPECT_EQ(snapshot.servers[0].bundleName, NAV_BUNDLE);
+    EXPECT_EQ(snapshot.servers[0].clientId, 7u);
+    ASSERT_EQ(snapshot.requests.size(), 1u);
+    EXPECT_EQ(snapshot.requests[0].requesterClientId, 2u);
+    EXPECT_EQ(snapshot.requests[0].bundleName, NAV_BUNDLE);
+    EXPECT_EQ(snapshot.requests[0].kind, ServiceSnapshot::REQUEST_COMMAND);
+    EXPECT_EQ(snapshot.requests[0].type, CHANGE_THEME);
+    ASSERT_EQ(snapshot.statuses.size(), 1u);
+    EXPECT_GT(snapshot.statuses[0].status.updateTime, 0);
+    EXPECT_TRUE(snapshot.metadata.empty());
+    EXPECT_FALSE(snapshot.truncated);
+}
+
 TEST(CoreAccessTest, MissingOrReplacedPolicy)
 {
     CallerInfo caller = MakeCaller("com.any");

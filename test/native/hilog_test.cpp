@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -72,6 +77,51 @@ TEST(HiLogLineTest, LineCarriesTimePidTidLevelDomainAndTag)
     std::string line = FormatLogLine(record, 1700000000123LL, 321, 654);
     EXPECT_NE(line.find(".123   321   654 E D005401/NavInfoJsNapi: [a.cpp:1]F# boom"), std::string::npos) << line;
     EXPECT_EQ(line.find('\n'), std::string::npos);
+}
+
+// Under systemd the output is the journal's stream when its device and inode
+// are those JOURNAL_STREAM names: lines then start with the syslog priority
+// and carry no time (the journal keeps it). A file stands in for the stream.
+TEST(HiLogLineTest, TheJournalsStreamGetsPriorityPrefixesAndNoTime)
+{
+    char path[] = "/tmp/navinfo-journal-XXXXXX";
+    int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    struct stat st {};
+    ASSERT_EQ(fstat(fd, &st), 0);
+    const std::string stream = std::to_string(st.st_dev) + ":" + std::to_string(st.st_ino);
+    for (const char* value : {"", "12", "x:y", "1:2:3"}) {
+        setenv("JOURNAL_STREAM", value, 1);
+        EXPECT_FALSE(IsJournalStream(fd)) << value;
+    }
+    setenv("JOURNAL_STREAM", stream.c_str(), 1);
+    EXPECT_TRUE(IsJournalStream(fd));
+    EXPECT_FALSE(IsJournalStream(STDIN_FILENO));
+
+    ASSERT_TRUE(SetLogOutput(path));
+    const struct {
+        LogLevel level;
+        const char* prefix;
+    } levels[] = {{LOG_DEBUG, "<7>"}, {LOG_INFO, "<6>"}, {LOG_WARN, "<4>"}, {LOG_ERROR, "<3>"}, {LOG_FATAL, "<2>"}};
+    SetLogLevel(LOG_DEBUG);
+    for (const auto& entry : levels) {
+        HiLogPrint(LOG_CORE, entry.level, 0xD005401, "Tag", "n=%{public}d", 1);
+    }
+    SetLogLevel(LOG_WARN);
+    ASSERT_TRUE(SetLogOutput("stderr"));
+    unsetenv("JOURNAL_STREAM");
+    char text[1024] = {};
+    ssize_t n = pread(fd, text, sizeof(text) - 1, 0);
+    close(fd);
+    unlink(path);
+    std::istringstream lines(std::string(text, n > 0 ? static_cast<size_t>(n) : 0));
+    std::string line;
+    for (const auto& entry : levels) {
+        ASSERT_TRUE(std::getline(lines, line));
+        EXPECT_EQ(line.rfind(entry.prefix, 0), 0u) << line;
+        EXPECT_NE(line.find(" D005401/Tag: n=1"), std::string::npos) << line;
+        EXPECT_EQ(line.find(':'), line.find("/Tag:") + 4) << "no time in " << line;
+    }
 }
 
 TEST(LogRateLimitTest, OneLinePerIntervalCarriesTheCountHeldBack)

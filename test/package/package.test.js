@@ -44,7 +44,8 @@ describe('the packed package installed into an empty application', () => {
   test('the tarball holds what runs and none of the tests, benchmarks, fuzz sources or logs', () => {
     const files = packed.files.map((f) => f.path);
     for (const needed of ['index.js', 'index.mjs', 'index.d.ts', 'LICENSE', 'docs/api.md',
-      'prebuilds/linux-x64/navigationinfomgr.node', 'prebuilds/linux-x64/navinfo-service']) {
+      'prebuilds/linux-x64/navigationinfomgr.node', 'prebuilds/linux-x64/navinfo-service',
+      'bin/navinfo.js', 'apps/sim/routes/urban.geojson', 'apps/cluster/page/index.html']) {
       assert.ok(files.includes(needed), needed);
     }
     const unwanted = files.filter((f) => /^(test|bench|tools|examples|build[^/]*|node_modules)\/|\.(log|tgz)$/.test(f));
@@ -64,8 +65,11 @@ describe('the packed package installed into an empty application', () => {
     assert.deepEqual(JSON.parse(result.stdout), expected);
   });
 
-  test('the daemon runs through its bin entry, serves the application, and stops on SIGTERM', async () => {
-    assert.match(run('npx', ['--offline', 'navinfo-service', '--help'], { cwd: app }).stdout, /^usage: navinfo-service/);
+  test('the daemon and the tools run through their bin entries; the daemon serves the application and the command line', async () => {
+    assert.match(run('npx', ['--offline', 'navinfo-service', '--help'], { cwd: app }).stdout, /^Usage: navinfo-service/);
+    for (const tool of ['navinfo-sim', 'navinfo-cluster', 'navinfo']) {
+      assert.match(run('npx', ['--offline', tool, '--help'], { cwd: app }).stdout, new RegExp(`^Usage: ${tool} `));
+    }
     const policy = writePolicy(tmp.file('policy.json'),
       { [BUNDLE]: { systemApp: true, navigationPermission: true, uids: [process.getuid()] } });
     const socket = tmp.file('navinfo.sock');
@@ -79,6 +83,10 @@ describe('the packed package installed into an empty application', () => {
         'readiness line of navinfo-service', 10000);
       const result = run(process.execPath, ['roundtrip.mjs'], { cwd: app, env: { ...appEnv, NAVINFO_SERVICE_SOCKET: socket } });
       assert.deepEqual(JSON.parse(result.stdout), expected);
+      // The command line, through its bin entry, reads what the round trip published.
+      const status = run('npx', ['--offline', 'navinfo', '--socket', socket, '--as', BUNDLE, 'status', BUNDLE, '--json'],
+        { cwd: app });
+      assert.equal(JSON.parse(status.stdout).status.destLocation.name, 'Office');
     } finally {
       daemon.kill('SIGTERM');
     }

@@ -68,6 +68,18 @@ RESULT = i32(0) + string('ok') + SAMPLE_WANT
 TOKEN = i32(len('OHOS.NavigationInfoService.INavInfoService')) + pad(
     'OHOS.NavigationInfoService.INavInfoService'.encode('utf-16-le'))
 
+def u64(v): return struct.pack('<Q', v)
+
+
+# A ServiceSnapshot: every list with one entry.
+SNAPSHOT = (i64(1767225600123) + i32(0) +
+            i32(1) + u64(1) + string('com.example.map') + i32(4242) + i32(1000) +
+            i32(1) + u64(2) + string('com.example.map') + i32(1) +
+            i32(1) + string('com.example.map') + u64(1) +
+            i32(1) + u64(7) + u64(2) + string('com.example.map') + i32(1) + i32(2) + i64(1500) +
+            i32(1) + string('com.example.map') + STATUS +
+            i32(1) + string('com.example.map') + METADATA + i64(1767225600000))
+
 SEEDS = {
     'ipc_wire_fuzz': {
         # The whole input is the stream (its first byte also picks where it is split).
@@ -89,6 +101,7 @@ SEEDS = {
         'status': b'\0' + STATUS,
         'metadata': b'\x01' + METADATA,
         'result': b'\x02' + RESULT,
+        'snapshot': b'\x03' + SNAPSHOT,
     },
     'want_params_fuzz': {
         'sample': SAMPLE_WANT,

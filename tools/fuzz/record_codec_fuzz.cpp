@@ -1,6 +1,6 @@
 // libFuzzer target for the record codecs that the daemon and the client
-// library apply to a peer's bytes: NavigationStatus, NavigationMetadata and
-// ResultData. The first byte picks the record, the rest is the parcel. A
+// library apply to a peer's bytes: NavigationStatus, NavigationMetadata,
+// ResultData and the ServiceSnapshot of an inspection. The first byte picks the record, the rest is the parcel. A
 // record that reads must write back, and what it writes must read again to
 // the very same bytes: a codec whose two directions disagree traps.
 #include <cstddef>
@@ -9,6 +9,7 @@
 
 #include "parcel.h"
 #include "record_marshalling.h"
+#include "snapshot_marshalling.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size == 0) {
         return 0;
     }
-    const uint8_t kind = data[0] % 3;
+    const uint8_t kind = data[0] % 4;
     // Parcels hold whole 4-byte slots: the tail of the input is dropped.
     std::vector<uint8_t> bytes(data + 1, data + 1 + (size - 1) / 4 * 4);
     Parcel parcel;
@@ -66,8 +67,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             RoundTrip<NavigationMetadata>(parcel, Marshalling::ReadNavigationMetadata,
                 Marshalling::WriteNavigationMetadata);
             break;
-        default:
+        case 2:
             RoundTrip<ResultData>(parcel, Marshalling::ReadResultData, Marshalling::WriteResultData);
+            break;
+        default:
+            RoundTrip<ServiceSnapshot>(parcel, Marshalling::ReadServiceSnapshot, Marshalling::WriteServiceSnapshot);
             break;
     }
     return 0;

@@ -60,6 +60,7 @@ struct LogState {
     std::mutex mutex;
     // Replaced outputs stay open: another thread may still be writing to them.
     int fd = STDERR_FILENO;
+    bool journal = IsJournalStream(STDERR_FILENO); // fd is the journal's stream
     std::shared_ptr<LogSink> sink;
 
     LogState()
@@ -85,6 +86,7 @@ struct LogState {
             }
         }
         fd = newFd;
+        journal = IsJournalStream(newFd);
         return true;
     }
 };
@@ -139,6 +141,18 @@ void SetLogSink(LogSink sink)
     state.sink = sink ? std::make_shared<LogSink>(std::move(sink)) : nullptr;
 }
 
+std::string FormatJournalLine(const LogRecord& record, long tid)
+{
+    char head[48];
+    int n = std::snprintf(head, sizeof(head), "<%d>%5ld %c %05X/", JournalPriority(record.level), tid,
+        LevelLetter(record.level), record.domain);
+    std::string line(head, n > 0 ? static_cast<size_t>(n) : 0);
+    line += record.tag;
+    line += ": ";
+    line += record.message;
+    return line;
+}
+
 std::string FormatLogLine(const LogRecord& record, long long epochMillis, int pid, long tid)
 {
     time_t seconds = static_cast<time_t>(epochMillis / 1000);
@@ -180,10 +194,12 @@ extern "C" int HiLogPrint(LogType type, LogLevel level, unsigned int domain, con
     }
     std::shared_ptr<LogSink> sink;
     int fd;
+    bool journal;
     {
         std::lock_guard<std::mutex> lock(state.mutex);
         sink = state.sink;
         fd = state.fd;
+        journal = state.journal;
     }
     if (sink) {
         (*sink)(record);
@@ -192,9 +208,15 @@ extern "C" int HiLogPrint(LogType type, LogLevel level, unsigned int domain, con
     if (fd < 0) {
         return static_cast<int>(record.message.size());
     }
-    long long millis = std::chrono::duration_cast<std::chrono::milliseconds>(
-        std::chrono::system_clock::now().time_since_epoch()).count();
-    std::string line = FormatLogLine(record, millis, static_cast<int>(getpid()), static_cast<long>(syscall(SYS_gettid)));
+    const long tid = static_cast<long>(syscall(SYS_gettid));
+    std::string line;
+    if (journal) {
+        line = FormatJournalLine(record, tid);
+    } else {
+        long long millis = std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::system_clock::now().time_since_epoch()).count();
+        line = FormatLogLine(record, millis, static_cast<int>(getpid()), tid);
+    }
     line.push_back('\n');
     WriteAll(fd, line); // one write per line keeps lines from different threads whole
     return static_cast<int>(record.message.size());

@@ -11,6 +11,10 @@
 // connection beyond either is closed at once. Refusals are logged at most
 // once a second.
 //
+// A socket handed over by a service manager (StartListening) is served as
+// it is: its owner made the file and set its mode, and the file stays when
+// the server stops.
+//
 // Threads: Start and Stop from one owning thread (not from an IPC thread of
 // this server); the getters from any thread. An accept thread takes new
 // peers; transactions run on the server's pool.
@@ -58,7 +62,15 @@ public:
     // (bad path or options, already started), IPC_ERR_BUSY (another server
     // answers at the path), IPC_ERR_CONNECT (socket calls failed) or
     // IPC_ERR_NO_MEMORY (threads could not be started).
+    // The reason of a failure, one line, is then in GetStartError().
     int Start(const std::string& path, const sptr<IRemoteObject>& root, IpcServerOptions options = {});
+    // Serves a socket that is already bound and listening (handed over by a
+    // service manager), which it owns from then on (closed even on failure).
+    // Its file and mode are not touched, and Stop leaves the file in place.
+    // socketMode is not used. IPC_OK, IPC_ERR_INVALID_DATA or IPC_ERR_NO_MEMORY.
+    int StartListening(int listenFd, const sptr<IRemoteObject>& root, IpcServerOptions options = {});
+    // Why the latest Start or StartListening failed; empty after a success.
+    const std::string& GetStartError() const { return startError_; }
     // Stops accepting, closes every connection (their death notifications
     // run before this returns) and removes the socket file. Idempotent.
     void Stop();
@@ -71,7 +83,12 @@ public:
     struct State;
 
 private:
+    // Starts accepting on listenFd (owned from here on, closed on failure).
+    int Serve(int listenFd, const std::string& path, ino_t socketInode, const sptr<IRemoteObject>& root,
+        IpcServerOptions options);
+
     std::string path_;
+    std::string startError_;
     std::shared_ptr<State> state_;
 };
 

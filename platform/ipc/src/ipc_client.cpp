@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 #include <chrono>
 #include <thread>
 
@@ -56,7 +57,8 @@ int ConnectSocket(const std::string& path, Clock::time_point deadline, int& stat
             continue;
         }
         status = errno == EAGAIN ? IPC_ERR_TIMED_OUT : IPC_ERR_CONNECT;
-        IPC_LOGW("connect to %{public}s failed: errno %{public}d", path.c_str(), errno);
+        // The caller decides what a failure is worth telling (it may retry for a while).
+        IPC_LOGI("connect to %{public}s failed: %{public}s", path.c_str(), std::strerror(errno));
         close(fd);
         return -1;
     }

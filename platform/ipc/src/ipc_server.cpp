@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstring>
 #include <chrono>
 #include <exception>
 #include <map>
@@ -152,7 +154,7 @@ void AcceptLoop(const std::shared_ptr<IpcServer::State>& state)
             if (errno == EINTR) {
                 continue;
             }
-            IPC_LOGE("server: poll failed: errno %{public}d", errno);
+            IPC_LOGE("server: poll failed: %{public}s", std::strerror(errno));
             return;
         }
         if (fds[1].revents != 0) {
@@ -164,7 +166,7 @@ void AcceptLoop(const std::shared_ptr<IpcServer::State>& state)
         int fd = accept4(state->listenFd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) {
             if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-                HILOG_RATE_LIMITED(IPC_LOGE, "server: accept failed: errno %{public}d", errno);
+                HILOG_RATE_LIMITED(IPC_LOGE, "server: accept failed: %{public}s", std::strerror(errno));
                 std::this_thread::sleep_for(std::chrono::milliseconds(kAcceptRetryMs));
             }
             continue;
@@ -174,15 +176,19 @@ void AcceptLoop(const std::shared_ptr<IpcServer::State>& state)
 }
 
 // Removes a socket file nobody accepts on. Returns IPC_OK when the path is
-// free (now or already).
-int ClearStaleSocket(const std::string& path)
+// free (now or already); otherwise the failure, with why in reason.
+int ClearStaleSocket(const std::string& path, std::string& reason)
 {
     struct stat st {};
     if (lstat(path.c_str(), &st) != 0) {
-        return errno == ENOENT ? IPC_OK : IPC_ERR_CONNECT;
+        if (errno == ENOENT) {
+            return IPC_OK;
+        }
+        reason = std::string("cannot look at it: ") + std::strerror(errno);
+        return IPC_ERR_CONNECT;
     }
     if (!S_ISSOCK(st.st_mode)) {
-        IPC_LOGE("server: %{public}s exists and is not a socket", path.c_str());
+        reason = "it exists and is not a socket";
         return IPC_ERR_INVALID_DATA;
     }
     struct sockaddr_un addr {};
@@ -190,20 +196,26 @@ int ClearStaleSocket(const std::string& path)
     IpcSocket::MakeAddress(path, &addr, len);
     int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (probe < 0) {
+        reason = std::string("socket: ") + std::strerror(errno);
         return IPC_ERR_CONNECT;
     }
     int rc = connect(probe, reinterpret_cast<struct sockaddr*>(&addr), len);
     int err = errno;
     close(probe);
     if (rc == 0) {
-        IPC_LOGE("server: another server answers at %{public}s", path.c_str());
+        reason = "another service answers there";
         return IPC_ERR_BUSY;
     }
     if (err != ECONNREFUSED) {
+        reason = std::string("cannot probe the socket there: ") + std::strerror(err);
         return IPC_ERR_CONNECT;
     }
     IPC_LOGI("server: removing stale socket %{public}s", path.c_str());
-    return unlink(path.c_str()) == 0 || errno == ENOENT ? IPC_OK : IPC_ERR_CONNECT;
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) {
+        return IPC_OK;
+    }
+    reason = std::string("cannot remove the stale socket: ") + std::strerror(errno);
+    return IPC_ERR_CONNECT;
 }
 
 } // namespace
@@ -219,61 +231,95 @@ int IpcServer::Start(const std::string& path, const sptr<IRemoteObject>& root, I
 {
     struct sockaddr_un addr {};
     unsigned int addrLen = 0;
+    startError_.clear();
     if (state_ != nullptr || !IpcSocket::MakeAddress(path, &addr, addrLen) || (options.socketMode & ~0777) != 0 ||
         options.maxConnections == 0 || options.maxConnectionsPerUid == 0) {
+        startError_ = "invalid path or options";
         return IPC_ERR_INVALID_DATA;
     }
-    int status = ClearStaleSocket(path);
+    int status = ClearStaleSocket(path, startError_);
     if (status != IPC_OK) {
         return status;
     }
-    std::shared_ptr<State> state;
-    try {
-        state = std::make_shared<State>();
-    } catch (...) {
-        return IPC_ERR_NO_MEMORY;
+    int listenFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (listenFd < 0) {
+        startError_ = std::string("socket: ") + std::strerror(errno);
+        return IPC_ERR_CONNECT;
     }
-    state->pool = IpcThreadPool::Create(options.poolThreads, "ipc-server");
-    if (state->pool == nullptr) {
-        return IPC_ERR_NO_MEMORY;
-    }
-    state->root = root;
-    state->options = std::move(options);
-    state->listenFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    state->wakeFd = eventfd(0, EFD_CLOEXEC);
-    auto fail = [&](int code) {
-        if (state->listenFd >= 0) {
-            close(state->listenFd);
-        }
-        if (state->wakeFd >= 0) {
-            close(state->wakeFd);
-        }
-        return code;
-    };
-    if (state->listenFd < 0 || state->wakeFd < 0) {
-        return fail(IPC_ERR_CONNECT);
-    }
-    if (bind(state->listenFd, reinterpret_cast<struct sockaddr*>(&addr), addrLen) != 0) {
-        IPC_LOGE("server: bind %{public}s failed: errno %{public}d", path.c_str(), errno);
-        return fail(errno == EADDRINUSE ? IPC_ERR_BUSY : IPC_ERR_CONNECT);
+    if (bind(listenFd, reinterpret_cast<struct sockaddr*>(&addr), addrLen) != 0) {
+        int err = errno;
+        startError_ = std::string("bind: ") + std::strerror(err);
+        close(listenFd);
+        return err == EADDRINUSE ? IPC_ERR_BUSY : IPC_ERR_CONNECT;
     }
     // Permissions are set before listen(): until then every connect is refused,
     // so no peer ever gets in through the umask's wider mode.
     struct stat st {};
-    if (chmod(path.c_str(), state->options.socketMode) != 0 || stat(path.c_str(), &st) != 0 ||
-        listen(state->listenFd, kListenBacklog) != 0) {
-        IPC_LOGE("server: preparing %{public}s failed: errno %{public}d", path.c_str(), errno);
+    if (chmod(path.c_str(), options.socketMode) != 0 || stat(path.c_str(), &st) != 0 ||
+        listen(listenFd, kListenBacklog) != 0) {
+        startError_ = std::string("preparing the socket: ") + std::strerror(errno);
         unlink(path.c_str());
-        return fail(IPC_ERR_CONNECT);
+        close(listenFd);
+        return IPC_ERR_CONNECT;
     }
-    state->socketInode = st.st_ino;
+    status = Serve(listenFd, path, st.st_ino, root, std::move(options));
+    if (status != IPC_OK) {
+        unlink(path.c_str());
+    }
+    return status;
+}
+
+int IpcServer::StartListening(int listenFd, const sptr<IRemoteObject>& root, IpcServerOptions options)
+{
+    startError_.clear();
+    if (state_ != nullptr || listenFd < 0 || options.maxConnections == 0 || options.maxConnectionsPerUid == 0) {
+        startError_ = "invalid socket or options";
+        return IPC_ERR_INVALID_DATA;
+    }
+    struct sockaddr_un addr {};
+    socklen_t len = sizeof(addr);
+    std::string path = "(socket handed over)";
+    if (getsockname(listenFd, reinterpret_cast<struct sockaddr*>(&addr), &len) == 0 && addr.sun_family == AF_UNIX &&
+        len > offsetof(struct sockaddr_un, sun_path) && addr.sun_path[0] != '\0') {
+        path.assign(addr.sun_path, strnlen(addr.sun_path, sizeof(addr.sun_path)));
+    }
+    // Inode 0: the file belongs to whoever made the socket and stays at Stop.
+    return Serve(listenFd, path, 0, root, std::move(options));
+}
+
+int IpcServer::Serve(int listenFd, const std::string& path, ino_t socketInode, const sptr<IRemoteObject>& root,
+    IpcServerOptions options)
+{
+    std::shared_ptr<State> state;
+    try {
+        state = std::make_shared<State>();
+    } catch (...) {
+        close(listenFd);
+        startError_ = "out of memory";
+        return IPC_ERR_NO_MEMORY;
+    }
+    state->listenFd = listenFd;
+    state->socketInode = socketInode;
+    state->pool = IpcThreadPool::Create(options.poolThreads, "ipc-server");
+    state->wakeFd = eventfd(0, EFD_CLOEXEC);
+    if (state->pool == nullptr || state->wakeFd < 0) {
+        startError_ = state->pool == nullptr ? "threads not started" : std::string("eventfd: ") + std::strerror(errno);
+        close(listenFd);
+        if (state->wakeFd >= 0) {
+            close(state->wakeFd);
+        }
+        return state->pool == nullptr ? IPC_ERR_NO_MEMORY : IPC_ERR_CONNECT;
+    }
+    state->root = root;
+    state->options = std::move(options);
     state->running = true;
     try {
         state->acceptThread = std::thread([state] { AcceptLoop(state); });
     } catch (const std::exception& e) {
-        IPC_LOGE("server: accept thread not started: %{public}s", e.what());
-        unlink(path.c_str());
-        return fail(IPC_ERR_NO_MEMORY);
+        startError_ = std::string("accept thread not started: ") + e.what();
+        close(state->listenFd);
+        close(state->wakeFd);
+        return IPC_ERR_NO_MEMORY;
     }
     path_ = path;
     state_ = std::move(state);
@@ -299,9 +345,11 @@ void IpcServer::Stop()
     }
     close(state->listenFd);
     close(state->wakeFd);
-    // Remove the file only if it is still ours, not a successor's.
+    // Remove the file only if it is still ours, not a successor's; never one
+    // that was handed over.
     struct stat st {};
-    if (lstat(path_.c_str(), &st) == 0 && S_ISSOCK(st.st_mode) && st.st_ino == state->socketInode) {
+    if (state->socketInode != 0 && lstat(path_.c_str(), &st) == 0 && S_ISSOCK(st.st_mode) &&
+        st.st_ino == state->socketInode) {
         unlink(path_.c_str());
     }
     std::map<uint64_t, std::shared_ptr<IpcConnection>> connections;

@@ -96,20 +96,26 @@ TEST_F(DaemonTest, ARestartedDaemonGetsRegistrationsBackAndOpenRequestsSettle100
     // Meanwhile every call fails fast with 1002; a refused request is never answered.
     sptr<RecordingCallback> refused = new RecordingCallback();
     EXPECT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, refused), NAV_INFO_ERR_SERVICE_UNAVAILABLE);
-    EXPECT_EQ(nav->UpdateNavigationStatus(NavigationStatus()), NAV_INFO_ERR_SERVICE_UNAVAILABLE);
+    NavigationStatus whileAway;
+    whileAway.routeIndex = 7;
+    EXPECT_EQ(nav->UpdateNavigationStatus(whileAway), NAV_INFO_ERR_SERVICE_UNAVAILABLE);
     NavigationStatus read;
     EXPECT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_ERR_SERVICE_UNAVAILABLE);
 
     StartDaemon();
-    // Both clients have registrations, so both come back without any call.
-    ASSERT_TRUE(WaitUntil([&] { return nav->ConnectionGeneration() > 0 && sys->ConnectionGeneration() > 0; }));
+    // Both clients have registrations, so both come back without any call,
+    // and the status published while away reaches the follower.
+    ASSERT_TRUE(WaitUntil([&] { return follower->Count() == 1; }));
+    EXPECT_EQ(follower->Calls()[0].status.routeIndex, 7);
     EXPECT_GT(sys->ConnectionGeneration(), firstGeneration);
+    ASSERT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_SUCCESS);
+    EXPECT_EQ(read.routeIndex, 7);
 
     NavigationStatus status;
     status.routeIndex = 42;
     ASSERT_EQ(nav->UpdateNavigationStatus(status), NAV_INFO_SUCCESS);
-    ASSERT_TRUE(WaitUntil([&] { return follower->Count() == 1; }));
-    EXPECT_EQ(follower->Calls()[0].status.routeIndex, 42);
+    ASSERT_TRUE(WaitUntil([&] { return follower->Count() == 2; }));
+    EXPECT_EQ(follower->Calls()[1].status.routeIndex, 42);
 
     listener->answerAtOnce = [](const HoldingSystemListener::Request& request) {
         request.callback->Callback(Answer(0, "after restart"));

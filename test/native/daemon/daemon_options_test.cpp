@@ -50,8 +50,8 @@ TEST(DaemonOptions, EnvironmentFillsInAndArgumentsWin)
     EXPECT_EQ(fromEnv.options.policyFile, "/env/p.json");
     EXPECT_EQ(fromEnv.options.requestTimeout.count(), 2500);
 
-    Parsed fromArgs = Parse({"--socket", "/arg/s.sock", "--policy", "/arg/p.json", "--request-timeout-ms", "40",
-                                "--socket-mode", "0660", "--threads", "2"},
+    Parsed fromArgs = Parse({"--socket=/arg/s.sock", "-p", "/arg/p.json", "--request-timeout-ms", "40",
+                                "--socket-mode=0660", "--threads", "2"},
         env);
     ASSERT_TRUE(fromArgs.ok) << fromArgs.error;
     EXPECT_EQ(fromArgs.options.socketPath, "/arg/s.sock");
@@ -81,6 +81,10 @@ TEST(DaemonOptions, BadUsageIsRefusedWithAReason)
         {"--threads", "0"},
         {"--threads", "17"},
         {"--policy", ""},
+        {"--socket="},
+        {"-x"},
+        {"stray"},
+        {"--help", "stray"},
     };
     for (const auto& args : bad) {
         Parsed parsed = Parse(args);
@@ -91,12 +95,21 @@ TEST(DaemonOptions, BadUsageIsRefusedWithAReason)
     EXPECT_FALSE(badEnv.ok);
 }
 
-TEST(DaemonOptions, HelpIsRecognised)
+TEST(DaemonOptions, HelpAndVersionAreRecognisedInTheirShortAndLongForms)
 {
-    Parsed parsed = Parse({"--help"});
-    ASSERT_TRUE(parsed.ok);
-    EXPECT_TRUE(parsed.options.help);
-    EXPECT_NE(std::string(DaemonUsage()).find("--policy"), std::string::npos);
+    for (const char* help : {"--help", "-h"}) {
+        Parsed parsed = Parse({help});
+        ASSERT_TRUE(parsed.ok) << help;
+        EXPECT_TRUE(parsed.options.help) << help;
+    }
+    for (const char* version : {"--version", "-v", "-V"}) {
+        Parsed parsed = Parse({version});
+        ASSERT_TRUE(parsed.ok) << version;
+        EXPECT_TRUE(parsed.options.version) << version;
+    }
+    // Parsing starts afresh each time (getopt keeps global state).
+    EXPECT_EQ(Parse({"-s", "/a.sock"}).options.socketPath, "/a.sock");
+    EXPECT_EQ(Parse({"-s", "/b.sock"}).options.socketPath, "/b.sock");
 }
 
 } // namespace

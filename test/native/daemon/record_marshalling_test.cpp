@@ -4,18 +4,61 @@
 // is enforced on both sides.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "record_marshalling.h"
 #include "record_samples.h"
+#include "snapshot_marshalling.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
 
 using namespace Marshalling;
 using Testing::Same;
+
+// A service snapshot with every list filled.
+ServiceSnapshot SampleSnapshot()
+{
+    ServiceSnapshot s;
+    s.takenAt = 1767225600123;
+    s.truncated = true;
+    s.clients = {{1, "com.nav", 4242, 1000}, {0xFFFFFFFFFFull, "", -1, 0}};
+    s.follows = {{2, "com.nav", ServiceSnapshot::FOLLOW_METADATA}};
+    s.servers = {{"com.nav", 1}};
+    s.requests = {{77, 2, "com.nav", ServiceSnapshot::REQUEST_COMMAND, GO_HOME, 1500}};
+    s.statuses = {{"com.nav", Testing::StatusSamples().back()}};
+    s.metadata = {{"com.nav", Testing::MetadataSamples().back(), 1767225600000}};
+    return s;
+}
+
+bool Same(const ServiceSnapshot& a, const ServiceSnapshot& b)
+{
+    auto sameClient = [](const auto& x, const auto& y) {
+        return x.clientId == y.clientId && x.bundleName == y.bundleName && x.pid == y.pid && x.uid == y.uid;
+    };
+    auto sameFollow = [](const auto& x, const auto& y) {
+        return x.clientId == y.clientId && x.bundleName == y.bundleName && x.kind == y.kind;
+    };
+    auto sameServer = [](const auto& x, const auto& y) { return x.clientId == y.clientId && x.bundleName == y.bundleName; };
+    auto sameRequest = [](const auto& x, const auto& y) {
+        return x.requestId == y.requestId && x.requesterClientId == y.requesterClientId && x.bundleName == y.bundleName &&
+            x.kind == y.kind && x.type == y.type && x.ageMs == y.ageMs;
+    };
+    auto sameStatus = [](const auto& x, const auto& y) { return x.bundleName == y.bundleName && Same(x.status, y.status); };
+    auto sameMetadata = [](const auto& x, const auto& y) {
+        return x.bundleName == y.bundleName && Same(x.metadata, y.metadata) && x.updateTime == y.updateTime;
+    };
+    return a.takenAt == b.takenAt && a.truncated == b.truncated &&
+        std::equal(a.clients.begin(), a.clients.end(), b.clients.begin(), b.clients.end(), sameClient) &&
+        std::equal(a.follows.begin(), a.follows.end(), b.follows.begin(), b.follows.end(), sameFollow) &&
+        std::equal(a.servers.begin(), a.servers.end(), b.servers.begin(), b.servers.end(), sameServer) &&
+        std::equal(a.requests.begin(), a.requests.end(), b.requests.begin(), b.requests.end(), sameRequest) &&
+        std::equal(a.statuses.begin(), a.statuses.end(), b.statuses.begin(), b.statuses.end(), sameStatus) &&
+        std::equal(a.metadata.begin(), a.metadata.end(), b.metadata.begin(), b.metadata.end(), sameMetadata);
+}
 
 struct CodecCase {
     std::string name;
@@ -43,6 +86,8 @@ std::vector<CodecCase> AllCases()
     AddCases(cases, "status", Testing::StatusSamples(), WriteNavigationStatus, ReadNavigationStatus);
     AddCases(cases, "metadata", Testing::MetadataSamples(), WriteNavigationMetadata, ReadNavigationMetadata);
     AddCases(cases, "result", Testing::ResultSamples(), WriteResultData, ReadResultData);
+    AddCases(cases, "snapshot", std::vector<ServiceSnapshot>{ServiceSnapshot(), SampleSnapshot()},
+        WriteServiceSnapshot, ReadServiceSnapshot);
     std::vector<Location> locations = {Location(), Testing::SampleLocation("x"), Testing::SampleLocation("four")};
     AddCases(cases, "location", locations, WriteLocation, ReadLocation);
     for (const AAFwk::WantParams& params : {AAFwk::WantParams(), Testing::RichParams(), Testing::NestedParams(32),

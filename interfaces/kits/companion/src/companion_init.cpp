@@ -3,6 +3,7 @@
 
 #include "companion_env.h"
 #include "request_sender.h"
+#include "service_inspector.h"
 #include "service_state.h"
 #include "status_reader.h"
 #include "thread_claims.h"
@@ -23,6 +24,7 @@ napi_value Init(napi_env env, napi_value exports)
         {"sendRequest", nullptr, JsSendRequest, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"claim", nullptr, JsClaim, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"release", nullptr, JsRelease, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"inspectService", nullptr, JsInspectService, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
     };
     if (napi_define_properties(env, exports, sizeof(properties) / sizeof(properties[0]), properties) != napi_ok) {
         return nullptr;

@@ -1,0 +1,89 @@
+'use strict';
+// The test drive: the route simulator and the live cluster together (see
+// --help). By default both run in this process on the embedded service; with
+// --daemon, navinfo-service, navinfo-sim and navinfo-cluster run as three
+// processes, so that the navinfo command line can watch and poke them too.
+const { parseOptions, numberOption, runProgram, onStopSignal } = require('../common/command_line');
+
+const USAGE = `Usage: scripts/run.sh [options]   (or: node apps/testdrive/main.js [options])
+
+Drives a route with the simulator and shows it on the live cluster page:
+open the printed URL in a browser. Stops everything on Ctrl-C or SIGTERM.
+
+Options:
+  --daemon             run navinfo-service, the simulator and the cluster as
+                       separate processes (then try the navinfo command line)
+  --port PORT          the cluster page's port (default: 8470, else a free one)
+  --route ROUTE        the route driven first: urban, highway or a file
+  --speed-factor X     simulated seconds per real second (default: 1)
+  -h, --help           print this help`;
+
+const OPTIONS = {
+  daemon: { type: 'boolean', default: false },
+  port: { type: 'string' },
+  route: { type: 'string' },
+  'speed-factor': { type: 'string' },
+  help: { type: 'boolean', short: 'h' },
+};
+
+const NAV_BUNDLE = 'com.example.navigation';
+
+async function main(args) {
+  const { values } = parseOptions(args, OPTIONS);
+  if (values.help) {
+    process.stdout.write(`${USAGE}\n`);
+    return 0;
+  }
+  const settings = {
+    port: numberOption(values, 'port', undefined, 0, 65535),
+    speedFactor: numberOption(values, 'speed-factor', 1, 0.1, 100),
+    route: values.route,
+  };
+  if (values.daemon) {
+    await require('./separate_processes').run(settings);
+  } else {
+    await runInOneProcess(settings);
+  }
+  return undefined;
+}
+
+// Listens on the wanted port, or the default one and else any free one.
+async function listenCluster(cluster, port) {
+  if (port !== undefined) return cluster.listen(port);
+  try {
+    return await cluster.listen(8470);
+  } catch (error) {
+    if (error.code !== 'EADDRINUSE') throw error;
+    return cluster.listen(0);
+  }
+}
+
+async function runInOneProcess({ port, speedFactor, route }) {
+  if (process.env.NAVINFO_BUNDLE_NAME === undefined) process.env.NAVINFO_BUNDLE_NAME = NAV_BUNDLE;
+  const { createSimulator, describe } = require('../sim/main');
+  const simulator = createSimulator({ values: { home: 'urban', company: 'highway', route, loop: true } });
+  const { createClient } = require('../../lib/client');
+  const { runSimulator } = require('../sim/runner');
+  const { createClusterServer } = require('../cluster/server');
+  const client = createClient();
+  const log = (line) => process.stdout.write(`[sim] ${line}\n`);
+  const sim = runSimulator({ client, simulator, speedFactor, log });
+  const cluster = createClusterServer({ client, bundle: process.env.NAVINFO_BUNDLE_NAME });
+  const url = await listenCluster(cluster, port);
+  process.stdout.write(`Test drive: ${describe(simulator)} (one process, embedded service)\n`);
+  process.stdout.write(`Open the cluster: ${url}\n(Ctrl-C stops)\n`);
+  onStopSignal(async () => {
+    sim.stop();
+    await cluster.close();
+    client.close();
+    process.stdout.write('Test drive stopped.\n');
+  });
+}
+
+module.exports = { cli, listenCluster, NAV_BUNDLE };
+
+function cli(args = process.argv.slice(2)) {
+  return runProgram('testdrive', () => main(args));
+}
+
+if (require.main === module) cli();

@@ -1,0 +1,111 @@
+'use strict';
+// The cluster page as a person sees it, in headless Chromium: it follows the
+// simulator (road names and distances change with each record), and its
+// buttons reach the simulator, whose answer and effect (the night theme,
+// the end of guidance) show on the page. Screenshots are kept in
+// <build>/artifacts/.
+const { test, before, after } = require('node:test');
+const assert = require('node:assert/strict');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+const { chromium } = require('playwright-core');
+const paths = require('../js/support/paths');
+const { createClient } = require('navigation-info-mgr/client');
+const { createSimulator } = require('../../apps/sim/main');
+const { runSimulator } = require('../../apps/sim/runner');
+const { createClusterServer } = require('../../apps/cluster/server');
+
+const CHROMIUM = '/usr/bin/chromium';
+// Without the background-networking switches Chromium reaches out to the
+// network at start, which a closed network refuses.
+const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
+const ARTIFACTS = path.join(paths.buildDir, 'artifacts');
+const BUNDLE = process.env.NAVINFO_BUNDLE_NAME || 'com.example.navigation';
+
+let client;
+let simulator;
+let run;
+let cluster;
+let browser;
+let profile;
+let page;
+const published = []; // every guidance record the simulator published, in order
+
+before(async () => {
+  assert.ok(fs.existsSync(CHROMIUM), `${CHROMIUM} is missing: scripts/setup.sh installs Debian's chromium`);
+  client = createClient();
+  simulator = createSimulator({ values: { home: 'urban', company: 'highway', loop: true } });
+  client.followMetadata(BUNDLE).on('metadata', (m) => published.push(m));
+  run = runSimulator({ client, simulator, rate: 10, speedFactor: 4 });
+  cluster = createClusterServer({ client, bundle: BUNDLE });
+  const url = await cluster.listen(0);
+  profile = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-chromium-'));
+  browser = await chromium.launchPersistentContext(profile, {
+    executablePath: CHROMIUM, headless: true, args: CHROMIUM_ARGS, viewport: { width: 1280, height: 800 }, timeout: 60000,
+  });
+  page = await browser.newPage();
+  await page.goto(url);
+  fs.mkdirSync(ARTIFACTS, { recursive: true });
+});
+
+after(async () => {
+  if (browser) await browser.close();
+  if (profile) fs.rmSync(profile, { recursive: true, force: true });
+  if (run) run.stop();
+  if (cluster) await cluster.close();
+  if (client) client.close();
+});
+
+const shown = () => page.evaluate(() => ({
+  road: document.getElementById('current-road').textContent,
+  next: document.getElementById('next-road').textContent,
+  meters: Number(document.getElementById('turn-distance').dataset.meters),
+  speed: Number(document.getElementById('speed').dataset.kmh),
+  lanes: document.getElementById('lanes').childElementCount,
+  arrow: document.getElementById('turn-arrow').dataset.mode,
+}));
+
+test('the page follows the simulator: roads, distance, speed, lanes and arrow of its latest records', async (t) => {
+  await page.waitForFunction(() => document.getElementById('turn-distance').dataset.meters !== '', null, { timeout: 10000 });
+  const seen = [];
+  for (let i = 0; i < 12; i++) {
+    seen.push(await shown());
+    await page.waitForTimeout(150);
+  }
+  const key = (r) => `${r.road}|${r.next}|${r.meters}|${r.speed}`;
+  const publishedKeys = new Set(published.map((m) => key({ road: m.currentRoadName, next: m.nextRoadName,
+    meters: m.segmentLeftDis, speed: m.currentSpeed })));
+  for (const view of seen) assert.ok(publishedKeys.has(key(view)), `the page shows what was never published: ${key(view)}`);
+  assert.ok(new Set(seen.map((v) => v.meters)).size >= 5, `the distance does not follow: ${seen.map((v) => v.meters)}`);
+  // The page is at most half a second (five records) behind the simulator.
+  const before = published.length;
+  const now = (await shown()).meters;
+  const recent = published.slice(Math.max(0, before - 5)).map((m) => m.segmentLeftDis);
+  assert.ok(recent.includes(now), `the page lags behind: it shows ${now} m, the latest records ${recent}`);
+  const view = seen.at(-1);
+  assert.ok(view.lanes > 0 && view.arrow !== 'NONE' && view.road !== '—', JSON.stringify(view));
+  const shot = path.join(ARTIFACTS, 'cluster-day.png');
+  await page.screenshot({ path: shot });
+  t.diagnostic(`screenshot: ${shot}`);
+});
+
+test('buttons: the simulator answers, and its theme and navigation state change on the page', async (t) => {
+  assert.equal(await page.getAttribute('body', 'data-theme'), 'light');
+  await page.click('#theme-button');
+  await page.waitForFunction(() => document.body.dataset.theme === 'dark', null, { timeout: 5000 });
+  assert.match(await page.textContent('#answer'), /^changeTheme → 0 Theme changed to DARK/);
+  assert.equal(simulator.theme, 1);
+  await page.waitForTimeout(500); // the colours fade over
+  const shot = path.join(ARTIFACTS, 'cluster-night.png');
+  await page.screenshot({ path: shot });
+  t.diagnostic(`screenshot: ${shot}`);
+
+  await page.click('button[data-command="stopNavigation"]');
+  await page.waitForFunction(() => document.getElementById('nav-state').textContent === 'IDLE', null, { timeout: 5000 });
+  assert.match(await page.textContent('#answer'), /^stopNavigation → 0 Navigation stopped on /);
+  await page.click('button[data-query="navigationMetadata"]');
+  await page.waitForFunction(() => /navigationMetadata → 1 Not navigating/.test(document.getElementById('answer').textContent),
+    null, { timeout: 5000 });
+});
