@@ -221,7 +221,7 @@ private:
     // the caller's follower of it, scheduling a drain when one is needed.
     template <typename Listener, typename Record>
     void SendLatest(const CallerInfo& caller, const std::string& bundleName, Followers<Listener, Record>& followers,
-        const std::map<std::string, Record>& records);
+        const std::map<std::string, std::shared_ptr<const Record>>& records);
     // A drain of one follower's outbox, on the executor.
     template <typename Listener, typename Record>
     static void Drain(const sptr<Listener>& listener, const std::shared_ptr<FollowerOutbox<Record>>& outbox);
@@ -253,8 +253,9 @@ private:
     mutable std::mutex mutex_; // guards every field below
     std::shared_ptr<const AccessPolicy> policy_;
     std::chrono::milliseconds requestTimeout_;
-    std::map<std::string, NavigationStatus> statuses_;      // by publishing bundle
-    std::map<std::string, NavigationMetadata> metadata_;    // by publishing bundle
+    // The latest records, by publishing bundle; followers' outboxes share them.
+    std::map<std::string, std::shared_ptr<const NavigationStatus>> statuses_;
+    std::map<std::string, std::shared_ptr<const NavigationMetadata>> metadata_;
     std::map<std::string, int64_t> metadataTimes_;          // when each was stored, ms since the epoch
     StatusFollowers statusFollowers_;
     MetadataFollowers metadataFollowers_;

@@ -137,13 +137,13 @@ void NavInfoServiceCore::Publish(const std::string& bundle, Record record, Follo
     uint64_t dropped = 0;
     uint64_t report = 0;
     uint64_t total = 0;
+    // One copy, kept as the latest and shared by every follower's outbox.
+    auto shared = std::make_shared<const Record>(std::move(record));
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        store(record);
+        store(shared);
         auto found = followers.find(bundle);
         if (found != followers.end()) {
-            // One copy shared by every follower's outbox.
-            auto shared = std::make_shared<const Record>(std::move(record));
             for (auto& [clientId, follower] : found->second) {
                 uint64_t droppedHere = 0;
                 if (follower.outbox->Push(shared, droppedHere)) {
@@ -182,7 +182,9 @@ int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, Nav
     }
     status.updateTime = NowMillis();
     Publish(caller.bundleName, std::move(status), statusFollowers_,
-        [this, &caller](const NavigationStatus& stored) { statuses_[caller.bundleName] = stored; });
+        [this, &caller](const std::shared_ptr<const NavigationStatus>& stored) {
+            statuses_[caller.bundleName] = stored;
+        });
     return NAV_INFO_SUCCESS;
 }
 
@@ -197,7 +199,7 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     Publish(caller.bundleName, std::move(metadata), metadataFollowers_,
-        [this, &caller](const NavigationMetadata& stored) {
+        [this, &caller](const std::shared_ptr<const NavigationMetadata>& stored) {
             metadata_[caller.bundleName] = stored;
             metadataTimes_[caller.bundleName] = NowMillis();
         });
@@ -301,7 +303,7 @@ int32_t NavInfoServiceCore::GetNavigationStatus(const CallerInfo& caller, const 
     if (found == statuses_.end()) {
         return NAV_INFO_ERR_NOT_FOUND;
     }
-    status = found->second;
+    status = *found->second;
     return NAV_INFO_SUCCESS;
 }
 
@@ -401,7 +403,7 @@ int32_t NavInfoServiceCore::UnRegisterNavigationMetadataListener(const CallerInf
 
 template <typename Listener, typename Record>
 void NavInfoServiceCore::SendLatest(const CallerInfo& caller, const std::string& bundleName,
-    Followers<Listener, Record>& followers, const std::map<std::string, Record>& records)
+    Followers<Listener, Record>& followers, const std::map<std::string, std::shared_ptr<const Record>>& records)
 {
     sptr<Listener> listener;
     std::shared_ptr<FollowerOutbox<Record>> outbox;
@@ -417,7 +419,7 @@ void NavInfoServiceCore::SendLatest(const CallerInfo& caller, const std::string&
         auto follower = bundle->second.find(caller.clientId);
         uint64_t dropped = 0;
         if (follower == bundle->second.end() ||
-            !follower->second.outbox->Push(std::make_shared<const Record>(record->second), dropped)) {
+            !follower->second.outbox->Push(record->second, dropped)) {
             return; // not following, or a drain is already scheduled
         }
         listener = follower->second.listener;

@@ -59,12 +59,12 @@ int32_t NavInfoServiceCore::InspectService(const CallerInfo& caller, ServiceSnap
         Append(out.requests, std::move(shown), out.truncated);
     }
     for (const auto& [bundle, status] : statuses_) {
-        Append(out.statuses, ServiceSnapshot::StatusRecord{bundle, status}, out.truncated);
+        Append(out.statuses, ServiceSnapshot::StatusRecord{bundle, *status}, out.truncated);
     }
     for (const auto& [bundle, metadata] : metadata_) {
         auto time = metadataTimes_.find(bundle);
         Append(out.metadata,
-            ServiceSnapshot::MetadataRecord{bundle, metadata, time == metadataTimes_.end() ? 0 : time->second},
+            ServiceSnapshot::MetadataRecord{bundle, *metadata, time == metadataTimes_.end() ? 0 : time->second},
             out.truncated);
     }
     snapshot = std::move(out);

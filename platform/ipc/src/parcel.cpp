@@ -1,5 +1,6 @@
 #include "parcel.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <limits>
@@ -9,6 +10,7 @@ namespace OHOS {
 namespace {
 
 constexpr size_t kSlot = 4; // every item starts on a 4-byte boundary
+constexpr size_t kFirstReserve = 512;
 
 template <typename Narrow, typename Wide>
 bool FitsIn(Wide value)
@@ -81,6 +83,11 @@ bool Parcel::WriteAligned(const void* data, size_t size)
         return false;
     }
     size_t at = data_.size();
+    if (data_.capacity() - at < padded) {
+        // Room for this item and what usually follows, so that a record is
+        // not copied again at every few items it grows by.
+        data_.reserve(std::max({at + padded, 2 * data_.capacity(), kFirstReserve}));
+    }
     data_.resize(at + padded, 0);
     if (size > 0) {
         std::memcpy(data_.data() + at, data, size);

@@ -1,6 +1,7 @@
 // A fixed table of names found by hashing: the parsers dispatch each
-// property name, and the kind readers each kind name, with one hash and one
-// comparison instead of comparing it with every name in turn.
+// property name, and the kind readers each kind name, with one hash of its
+// length and three of its bytes and one comparison, instead of comparing it
+// with every name in turn.
 #ifndef NAVIGATION_INFO_NAPI_NAME_TABLE_H
 #define NAVIGATION_INFO_NAPI_NAME_TABLE_H
 
@@ -14,7 +15,9 @@ class NameTable {
 public:
     static constexpr int NOT_FOUND = -1;
 
-    // names[i] is found as i. Built once, at static initialisation.
+    // names[i] is found as i. Built once, at static initialisation: the
+    // multiplier of the hash is chosen so that no two names share a slot,
+    // when one of the tried multipliers does that.
     template <typename Names>
     explicit NameTable(const Names& names)
     {
@@ -25,21 +28,16 @@ public:
         while (size < names_.size() * 4) {
             size *= 2;
         }
-        slots_.assign(size, NOT_FOUND);
         mask_ = size - 1;
-        for (size_t i = 0; i < names_.size(); ++i) {
-            size_t slot = Hash(names_[i]) & mask_;
-            while (slots_[slot] != NOT_FOUND) {
-                slot = (slot + 1) & mask_;
-            }
-            slots_[slot] = static_cast<int>(i);
+        for (int attempt = 0; !Fill(size) && attempt < MAX_ATTEMPTS; ++attempt) {
+            multiplier_ += 2 * 0x9E3779B9u; // stays odd
         }
     }
 
     // The index of text, exactly and case-sensitively, or NOT_FOUND.
     int Find(std::string_view text) const
     {
-        for (size_t slot = Hash(text) & mask_;; slot = (slot + 1) & mask_) {
+        for (size_t slot = Slot(text);; slot = (slot + 1) & mask_) {
             int index = slots_[slot];
             if (index == NOT_FOUND || names_[index] == text) {
                 return index;
@@ -48,19 +46,41 @@ public:
     }
 
 private:
-    // FNV-1a.
-    static size_t Hash(std::string_view text)
+    static constexpr int MAX_ATTEMPTS = 64;
+
+    // Fills the slots, colliding names in the next free ones; false if any collided.
+    bool Fill(size_t size)
     {
-        uint32_t hash = 2166136261u;
-        for (char c : text) {
-            hash = (hash ^ static_cast<uint8_t>(c)) * 16777619u;
+        slots_.assign(size, NOT_FOUND);
+        bool perfect = true;
+        for (size_t i = 0; i < names_.size(); ++i) {
+            size_t slot = Slot(names_[i]);
+            perfect = perfect && slots_[slot] == NOT_FOUND;
+            while (slots_[slot] != NOT_FOUND) {
+                slot = (slot + 1) & mask_;
+            }
+            slots_[slot] = static_cast<int>(i);
         }
-        return hash;
+        return perfect;
+    }
+
+    // From the length and three bytes, without a loop over the text.
+    size_t Slot(std::string_view text) const
+    {
+        const size_t n = text.size();
+        uint32_t key = static_cast<uint32_t>(n);
+        if (n > 0) {
+            key ^= static_cast<uint32_t>(static_cast<uint8_t>(text[0])) << 8 |
+                static_cast<uint32_t>(static_cast<uint8_t>(text[n / 2])) << 16 |
+                static_cast<uint32_t>(static_cast<uint8_t>(text[n - 1])) << 24;
+        }
+        return ((key * multiplier_) >> 16) & mask_;
     }
 
     std::vector<std::string_view> names_;
     std::vector<int> slots_;
     size_t mask_ = 0;
+    uint32_t multiplier_ = 2654435761u;
 };
 
 } // namespace OHOS::NavigationInfoService
