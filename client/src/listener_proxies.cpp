@@ -85,16 +85,35 @@ bool WriteMetadataNotification(MessageParcel& data, const NavigationMetadata& me
         Marshalling::WriteNavigationMetadata);
 }
 
+namespace {
+
+// Whether write puts the record in a parcel; the parcel is this thread's
+// scratch one, so that the check at every publish allocates nothing.
+template <typename Write>
+bool FitsInParcel(Write&& write)
+{
+    constexpr size_t LARGEST_KEPT = 64 * 1024; // a scratch parcel that grew past this is let go
+    thread_local MessageParcel scratch;
+    scratch.ClearData();
+    bool fits = write(scratch);
+    if (scratch.GetDataSize() > LARGEST_KEPT) {
+        scratch = MessageParcel();
+    }
+    return fits;
+}
+
+} // namespace
+
 bool StatusNotificationFits(const NavigationStatus& status, const std::string& bundleName)
 {
-    MessageParcel data;
-    return WriteStatusNotification(data, status, bundleName, LARGEST_NUMBER);
+    return FitsInParcel(
+        [&](MessageParcel& data) { return WriteStatusNotification(data, status, bundleName, LARGEST_NUMBER); });
 }
 
 bool MetadataNotificationFits(const NavigationMetadata& metadata, const std::string& bundleName)
 {
-    MessageParcel data;
-    return WriteMetadataNotification(data, metadata, bundleName, LARGEST_NUMBER);
+    return FitsInParcel(
+        [&](MessageParcel& data) { return WriteMetadataNotification(data, metadata, bundleName, LARGEST_NUMBER); });
 }
 
 NavigationStatusListenerProxy::NavigationStatusListenerProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote))

@@ -88,10 +88,12 @@ bool Parcel::WriteAligned(const void* data, size_t size)
         // not copied again at every few items it grows by.
         data_.reserve(std::max({at + padded, 2 * data_.capacity(), kFirstReserve}));
     }
-    data_.resize(at + padded, 0);
+    // The bytes, then zeros up to the slot boundary: each byte written once.
+    const auto* bytes = static_cast<const uint8_t*>(data);
     if (size > 0) {
-        std::memcpy(data_.data() + at, data, size);
+        data_.insert(data_.end(), bytes, bytes + size);
     }
+    data_.insert(data_.end(), padded - size, 0);
     return true;
 }
 
