@@ -180,6 +180,7 @@ bool IpcConnection::HandleOneway(IpcWire::Frame& frame)
     data.SetObjects(std::move(objects));
     auto self = shared_from_this();
     bool startDrain = false;
+    sptr<IRemoteObject> inlineTarget;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         sptr<IRemoteObject> target = FindExportedLocked(frame.header.handle);
@@ -189,18 +190,34 @@ bool IpcConnection::HandleOneway(IpcWire::Frame& frame)
             return true; // dropped; `data` releases its objects outside the lock
         }
         uint32_t code = frame.header.code;
-        oneway_.push_back([self, target, code, data = std::move(data), bytes]() mutable {
-            MessageParcel reply;
-            MessageOption option(MessageOption::TF_ASYNC);
-            self->Dispatch(target, code, data, reply, option);
-            std::lock_guard<std::mutex> lock(self->mutex_);
-            self->incomingBytes_ -= bytes;
-        });
-        incomingBytes_ += bytes;
-        if (!onewayRunning_) {
+        if (oneway_.empty() && !onewayRunning_) {
+            // Nothing before it waits to run: this thread runs it, without
+            // handing it over to an IPC thread first. The call runs alone,
+            // so later ones still come after it.
             onewayRunning_ = true;
-            startDrain = true;
+            inlineTarget = target;
+        } else {
+            oneway_.push_back([self, target, code, data = std::move(data), bytes]() mutable {
+                MessageParcel reply;
+                MessageOption option(MessageOption::TF_ASYNC);
+                self->Dispatch(target, code, data, reply, option);
+                std::lock_guard<std::mutex> lock(self->mutex_);
+                self->incomingBytes_ -= bytes;
+            });
+            incomingBytes_ += bytes;
+            if (!onewayRunning_) {
+                onewayRunning_ = true;
+                startDrain = true;
+            }
         }
+    }
+    if (inlineTarget != nullptr) {
+        MessageParcel reply;
+        MessageOption option(MessageOption::TF_ASYNC);
+        Dispatch(inlineTarget, frame.header.code, data, reply, option);
+        std::lock_guard<std::mutex> lock(mutex_);
+        onewayRunning_ = false;
+        return true;
     }
     // One drain task per connection runs the one-way calls in the order they came.
     if (startDrain && (pool_ == nullptr || !pool_->Submit([self] { self->DrainOneway(); }))) {
