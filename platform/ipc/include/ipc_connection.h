@@ -18,7 +18,10 @@
 // while other frames wait for it, or lets more than kMaxQueuedOutgoingBytes
 // pile up, is taken as dead.
 //
-// Incoming one-way calls run in order on one pool thread at a time. When
+// Incoming one-way calls run in order, one at a time: on the reader thread
+// itself when none waits before it (no hand-over between receiving a
+// notification and running it), else on one pool thread at a time; so a
+// one-way handler must not wait for a reply over its own connection. When
 // kMaxQueuedOnewayTransactions of them wait, the reader stops reading until
 // they are run, so a fast sender is slowed down instead of cut off (while
 // this side waits for a reply, it reads on, up to the hard limits).
