@@ -3,7 +3,8 @@
 // measures our path (bench/native): a 64-byte round trip between two
 // processes over a Unix stream socket and the start of a detached thread
 // (C++, navinfo_bench_floors), and a wake-up of this idle Node loop from
-// another thread (navinfo_bench_loop_wake). Medians, in nanoseconds.
+// another thread (navinfo_bench_loop_wake): medians, in nanoseconds; and
+// detached threads started per second, 64 at a time.
 const { execFileSync } = require('node:child_process');
 const path = require('node:path');
 
@@ -22,6 +23,7 @@ async function measureFloors(samples = 2000) {
   return {
     socketRoundTripNs: native.socketRoundTripNs.p50,
     threadStartNs: native.threadStartNs.p50,
+    threadStartsPerSecond: native.threadStartsPerSecond,
     loopWakeNs: wakes[Math.floor(wakes.length / 2)],
   };
 }
