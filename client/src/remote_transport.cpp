@@ -7,7 +7,6 @@
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "nav_info_service_proxy.h"
-#include "service_settings.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {

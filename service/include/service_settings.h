@@ -5,15 +5,13 @@
 #include <chrono>
 #include <cstddef>
 
+#include "nav_info_service_ipc.h" // MAX_BUNDLE_NAME_LENGTH
+
 namespace OHOS::NavigationInfoService {
 
 constexpr std::chrono::milliseconds DEFAULT_REQUEST_TIMEOUT{10000};
 // Outstanding queries and commands one client may have at a time.
 constexpr size_t DEFAULT_MAX_OUTSTANDING_REQUESTS = 1024;
-// Longest bundle name the core takes, as an argument or as the caller's own
-// name (beyond: NAV_INFO_ERR_INVALID_PARAM). The same as the longest name a
-// client may claim when it connects to the daemon.
-constexpr size_t MAX_BUNDLE_NAME_LENGTH = 256;
 // Status and metadata listeners one client may have registered at a time,
 // both kinds together (beyond: NAV_INFO_ERR_TOO_MANY_REQUESTS).
 constexpr size_t DEFAULT_MAX_FOLLOWS_PER_CLIENT = 256;

@@ -161,7 +161,10 @@ void NavInfoServiceCore::Publish(const std::string& bundle, Record record, Follo
             "newest (%{public}llu in all)", static_cast<unsigned long long>(report),
             static_cast<unsigned long long>(total));
     }
-    for (auto& [listener, outbox] : drains) {
+    for (auto& drain : drains) {
+        // named copies: a lambda cannot capture structured bindings before C++20
+        auto listener = drain.first;
+        auto outbox = drain.second;
         if (executor_ == nullptr ||
             !executor_->Post(listener.GetRefPtr(), [listener, outbox] { Drain(listener, outbox); })) {
             outbox->Unschedule(); // the next record tries again

@@ -5,8 +5,8 @@
 // up to maxThreads. If a thread cannot be created the task still runs on the
 // threads there are; only when there is none at all is Post refused. The
 // queue is unbounded and Post never blocks on running tasks.
-#ifndef SERVICE_WORKER_POOL_H
-#define SERVICE_WORKER_POOL_H
+#ifndef PLATFORM_UTILS_WORKER_POOL_H
+#define PLATFORM_UTILS_WORKER_POOL_H
 
 #include <condition_variable>
 #include <cstddef>
@@ -61,4 +61,4 @@ private:
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // SERVICE_WORKER_POOL_H
+#endif // PLATFORM_UTILS_WORKER_POOL_H

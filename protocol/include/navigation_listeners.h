@@ -2,8 +2,8 @@
 // interface (what the service calls), a stub (which unpacks a request that
 // arrived over IPC and calls the interface) and a base class for applications.
 // Calls on these objects arrive on IPC threads of the client library.
-#ifndef CLIENT_NAVIGATION_LISTENERS_H
-#define CLIENT_NAVIGATION_LISTENERS_H
+#ifndef PROTOCOL_NAVIGATION_LISTENERS_H
+#define PROTOCOL_NAVIGATION_LISTENERS_H
 
 #include <string>
 
@@ -104,4 +104,4 @@ public:
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // CLIENT_NAVIGATION_LISTENERS_H
+#endif // PROTOCOL_NAVIGATION_LISTENERS_H

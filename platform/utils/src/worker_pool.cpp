@@ -2,7 +2,7 @@
 
 #include <exception>
 
-#include "service_log.h"
+#include "worker_log.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -36,15 +36,15 @@ bool WorkerPool::StartThreadLocked() noexcept
             try {
                 WorkerLoop();
             } catch (...) {
-                SERVICE_LOGE("a worker thread ended on an exception"); // only allocation can throw there
+                WORKER_LOGE("a worker thread ended on an exception"); // only allocation can throw there
             }
         });
         threads_.push_back(std::move(thread));
         return true;
     } catch (const std::exception& e) {
-        SERVICE_LOGE("cannot start a worker thread (%{public}zu running): %{public}s", threads_.size(), e.what());
+        WORKER_LOGE("cannot start a worker thread (%{public}zu running): %{public}s", threads_.size(), e.what());
     } catch (...) {
-        SERVICE_LOGE("cannot start a worker thread (%{public}zu running)", threads_.size());
+        WORKER_LOGE("cannot start a worker thread (%{public}zu running)", threads_.size());
     }
     return false;
 }
@@ -81,7 +81,7 @@ bool WorkerPool::Post(const void* orderKey, std::function<void()> task) noexcept
         wake_.notify_one();
         return true;
     } catch (const std::exception& e) {
-        SERVICE_LOGE("cannot queue a task: %{public}s", e.what());
+        WORKER_LOGE("cannot queue a task: %{public}s", e.what());
         return false;
     }
 }
@@ -108,9 +108,9 @@ void WorkerPool::WorkerLoop()
         try {
             item.task();
         } catch (const std::exception& e) {
-            SERVICE_LOGE("a task threw: %{public}s", e.what());
+            WORKER_LOGE("a task threw: %{public}s", e.what());
         } catch (...) {
-            SERVICE_LOGE("a task threw");
+            WORKER_LOGE("a task threw");
         }
         item.task = nullptr; // release what the task held before taking the lock again
         lock.lock();

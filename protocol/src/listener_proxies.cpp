@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "client_log.h"
+#include "protocol_log.h"
 #include "ipc_errors.h"
 #include "message_option.h"
 #include "message_parcel.h"
@@ -19,7 +19,7 @@ int SendOneway(const sptr<IRemoteObject>& remote, uint32_t code, MessageParcel& 
     MessageOption option(MessageOption::TF_ASYNC);
     int status = remote->SendRequest(code, data, reply, option);
     if (status != IPC_OK) {
-        CLIENT_LOGI("one-way call %{public}u not delivered: %{public}d", code, status);
+        PROTOCOL_LOGI("one-way call %{public}u not delivered: %{public}d", code, status);
     }
     return status;
 }
@@ -65,7 +65,7 @@ void SendNotification(const sptr<IRemoteObject>& remote, uint32_t code, MessageP
     option.SetSupersedeKey(number.stream);
     int status = remote->SendRequest(code, data, reply, option);
     if (status != IPC_OK) {
-        CLIENT_LOGI("notification %{public}u not delivered: %{public}d", code, status);
+        PROTOCOL_LOGI("notification %{public}u not delivered: %{public}d", code, status);
     }
 }
 
@@ -130,7 +130,7 @@ void NavigationStatusListenerProxy::OnNumberedStatusChanged(const NavigationStat
 {
     MessageParcel data;
     if (!WriteStatusNotification(data, status, bundleName, number)) {
-        CLIENT_LOGW("status of %{public}s not encodable", bundleName.c_str());
+        PROTOCOL_LOGW("status of %{public}s not encodable", bundleName.c_str());
         return;
     }
     SendNotification(remote_, ON_STATUS_CHANGED, data, number);
@@ -152,7 +152,7 @@ void NavigationMetadataListenerProxy::OnNumberedMetadataChanged(const Navigation
 {
     MessageParcel data;
     if (!WriteMetadataNotification(data, metadata, bundleName, number)) {
-        CLIENT_LOGW("metadata of %{public}s not encodable", bundleName.c_str());
+        PROTOCOL_LOGW("metadata of %{public}s not encodable", bundleName.c_str());
         return;
     }
     SendNotification(remote_, ON_METADATA_CHANGED, data, number);
@@ -182,13 +182,13 @@ void SystemNavigationListenerProxy::SendRequest(uint32_t code, int32_t type, con
     try {
         callbackObject = MapCallbackObjectForSending(callback);
     } catch (const std::bad_alloc&) {
-        CLIENT_LOGE("out of memory: request %{public}u not sent", code);
+        PROTOCOL_LOGE("out of memory: request %{public}u not sent", code);
         return;
     }
     MessageParcel data;
     if (callbackObject == nullptr || !data.WriteInterfaceToken(GetDescriptor()) || !data.WriteInt32(type) ||
         !Marshalling::WriteWantParams(data, params) || !data.WriteRemoteObject(callbackObject)) {
-        CLIENT_LOGW("request %{public}u not encodable", code);
+        PROTOCOL_LOGW("request %{public}u not encodable", code);
         return;
     }
     int status = SendOneway(remote_, code, data);
@@ -218,14 +218,14 @@ void MapCallbackProxy::Callback(ResultData data)
         remote = std::move(remote_);
     }
     if (remote == nullptr) {
-        CLIENT_LOGI("answer %{public}d dropped: the request was answered already", data.code);
+        PROTOCOL_LOGI("answer %{public}d dropped: the request was answered already", data.code);
         return;
     }
     MessageParcel parcel;
     if (!parcel.WriteInterfaceToken(GetDescriptor()) || !Marshalling::WriteResultData(parcel, data)) {
         // The requester must still be answered: an answer over the limits
         // becomes an empty one with the same code.
-        CLIENT_LOGW("answer %{public}d over the record limits; sent without message and data", data.code);
+        PROTOCOL_LOGW("answer %{public}d over the record limits; sent without message and data", data.code);
         parcel.ClearAll();
         ResultData plain;
         plain.code = data.code;

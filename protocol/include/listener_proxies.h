@@ -11,8 +11,8 @@
 //
 // Threads: any thread may call any member; the proxies hold no state but
 // their remote object.
-#ifndef CLIENT_LISTENER_PROXIES_H
-#define CLIENT_LISTENER_PROXIES_H
+#ifndef PROTOCOL_LISTENER_PROXIES_H
+#define PROTOCOL_LISTENER_PROXIES_H
 
 #include <mutex>
 #include <string>
@@ -124,4 +124,4 @@ sptr<IRemoteObject> MapCallbackObjectForSending(const sptr<IMapCallback>& callba
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // CLIENT_LISTENER_PROXIES_H
+#endif // PROTOCOL_LISTENER_PROXIES_H

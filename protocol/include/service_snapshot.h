@@ -3,8 +3,8 @@
 // command line): the connected clients, who follows whom, which navigation
 // applications serve queries and commands, the latest records, and the
 // requests waiting for an answer. A plain value, copied freely.
-#ifndef CLIENT_SERVICE_SNAPSHOT_H
-#define CLIENT_SERVICE_SNAPSHOT_H
+#ifndef PROTOCOL_SERVICE_SNAPSHOT_H
+#define PROTOCOL_SERVICE_SNAPSHOT_H
 
 #include <cstdint>
 #include <string>
@@ -71,4 +71,4 @@ constexpr size_t MAX_SNAPSHOT_ENTRIES = 1024;
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // CLIENT_SERVICE_SNAPSHOT_H
+#endif // PROTOCOL_SERVICE_SNAPSHOT_H

@@ -2,9 +2,10 @@
 // one transaction code per NavInfoClient operation. The request and reply
 // layouts are in docs/service-protocol.md; NavInfoServiceProxy (client) and
 // NavInfoServiceStub (daemon) implement them.
-#ifndef CLIENT_NAV_INFO_SERVICE_IPC_H
-#define CLIENT_NAV_INFO_SERVICE_IPC_H
+#ifndef PROTOCOL_NAV_INFO_SERVICE_IPC_H
+#define PROTOCOL_NAV_INFO_SERVICE_IPC_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -16,6 +17,11 @@ inline const std::u16string& NavInfoServiceDescriptor()
     static const std::u16string descriptor = u"OHOS.NavigationInfoService.INavInfoService";
     return descriptor;
 }
+
+// Longest bundle name the service takes, as an argument or as the caller's
+// own name (beyond: NAV_INFO_ERR_INVALID_PARAM). The same as the longest name
+// a client may claim when it connects to the daemon.
+constexpr size_t MAX_BUNDLE_NAME_LENGTH = 256;
 
 enum NavInfoServiceTransaction : uint32_t {
     SVC_UPDATE_NAVIGATION_STATUS = 1,
@@ -51,4 +57,4 @@ enum class Replay : int32_t { NONE = 0, RESTORED = 1 };
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // CLIENT_NAV_INFO_SERVICE_IPC_H
+#endif // PROTOCOL_NAV_INFO_SERVICE_IPC_H

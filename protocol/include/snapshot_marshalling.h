@@ -2,8 +2,8 @@
 // (layout in docs/service-protocol.md, transaction 12). Same contract as
 // record_marshalling.h: a failed write leaves the parcel as it was, a failed
 // read leaves the read position where it was.
-#ifndef CLIENT_SNAPSHOT_MARSHALLING_H
-#define CLIENT_SNAPSHOT_MARSHALLING_H
+#ifndef PROTOCOL_SNAPSHOT_MARSHALLING_H
+#define PROTOCOL_SNAPSHOT_MARSHALLING_H
 
 #include "parcel.h"
 #include "service_snapshot.h"
@@ -15,4 +15,4 @@ bool ReadServiceSnapshot(Parcel& parcel, ServiceSnapshot& snapshot);
 
 } // namespace OHOS::NavigationInfoService::Marshalling
 
-#endif // CLIENT_SNAPSHOT_MARSHALLING_H
+#endif // PROTOCOL_SNAPSHOT_MARSHALLING_H

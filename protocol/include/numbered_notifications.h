@@ -4,8 +4,8 @@
 // through a listener proxy that carries the number with the record, so the
 // follower's side can tell how many records were dropped on the way because
 // it could not keep up (superseded by newer ones), and say so in its log.
-#ifndef CLIENT_NUMBERED_NOTIFICATIONS_H
-#define CLIENT_NUMBERED_NOTIFICATIONS_H
+#ifndef PROTOCOL_NUMBERED_NOTIFICATIONS_H
+#define PROTOCOL_NUMBERED_NOTIFICATIONS_H
 
 #include <cstdint>
 #include <map>
@@ -59,4 +59,4 @@ private:
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // CLIENT_NUMBERED_NOTIFICATIONS_H
+#endif // PROTOCOL_NUMBERED_NOTIFICATIONS_H

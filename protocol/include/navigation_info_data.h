@@ -1,7 +1,7 @@
 // The navigation records exchanged between applications and the navigation
 // information service. The module and the client library use these very types.
-#ifndef CLIENT_NAVIGATION_INFO_DATA_H
-#define CLIENT_NAVIGATION_INFO_DATA_H
+#ifndef PROTOCOL_NAVIGATION_INFO_DATA_H
+#define PROTOCOL_NAVIGATION_INFO_DATA_H
 
 #include <cstdint>
 #include <string>
@@ -94,4 +94,4 @@ struct ResultData {
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // CLIENT_NAVIGATION_INFO_DATA_H
+#endif // PROTOCOL_NAVIGATION_INFO_DATA_H

@@ -5,8 +5,8 @@
 // "com.example.navigation"), this process's pid and uid, client id 1.
 // Policy: the file NAVINFO_POLICY_FILE names, or allow-all without one.
 // Time-out: NAVINFO_REQUEST_TIMEOUT_MS, or 10 s.
-#ifndef CLIENT_EMBEDDED_SERVICE_H
-#define CLIENT_EMBEDDED_SERVICE_H
+#ifndef EMBEDDED_EMBEDDED_SERVICE_H
+#define EMBEDDED_EMBEDDED_SERVICE_H
 
 #include <chrono>
 #include <memory>
@@ -53,4 +53,4 @@ private:
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // CLIENT_EMBEDDED_SERVICE_H
+#endif // EMBEDDED_EMBEDDED_SERVICE_H

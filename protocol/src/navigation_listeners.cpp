@@ -12,7 +12,7 @@
 
 #include <exception>
 
-#include "client_log.h"
+#include "protocol_log.h"
 #include "ipc_errors.h"
 #include "listener_proxies.h"
 #include "message_parcel.h"
@@ -29,12 +29,12 @@ int Guarded(const char* stub, Body&& body) noexcept
     try {
         return body();
     } catch (const std::bad_alloc&) {
-        CLIENT_LOGE("%{public}s: out of memory", stub);
+        PROTOCOL_LOGE("%{public}s: out of memory", stub);
         return IPC_ERR_NO_MEMORY;
     } catch (const std::exception& e) {
-        CLIENT_LOGE("%{public}s: %{public}s", stub, e.what());
+        PROTOCOL_LOGE("%{public}s: %{public}s", stub, e.what());
     } catch (...) {
-        CLIENT_LOGE("%{public}s: unknown exception", stub);
+        PROTOCOL_LOGE("%{public}s: unknown exception", stub);
     }
     return IPC_ERR_STUB_EXCEPTION;
 }

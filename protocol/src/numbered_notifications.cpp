@@ -1,6 +1,6 @@
 #include "numbered_notifications.h"
 
-#include "client_log.h"
+#include "protocol_log.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -27,7 +27,7 @@ uint64_t NotificationGaps::Arrived(const char* kind, const std::string& bundleNa
     // Asked on every arrival, so that a count left over from a burst is
     // reported with the next record after the interval.
     if (uint64_t report = dropped_.Add(missing)) {
-        CLIENT_LOGW("%{public}llu superseded %{public}s records of %{public}s were dropped on the way: this "
+        PROTOCOL_LOGW("%{public}llu superseded %{public}s records of %{public}s were dropped on the way: this "
             "follower is behind and gets the newest ones (%{public}llu in all)",
             static_cast<unsigned long long>(report), kind, bundleName.c_str(),
             static_cast<unsigned long long>(droppedTotal_));

@@ -1,7 +1,7 @@
 // How the service's helpers start their threads. Replaceable so that tests
 // can make thread creation fail on purpose.
-#ifndef SERVICE_THREAD_STARTER_H
-#define SERVICE_THREAD_STARTER_H
+#ifndef PLATFORM_UTILS_THREAD_STARTER_H
+#define PLATFORM_UTILS_THREAD_STARTER_H
 
 #include <functional>
 #include <thread>
@@ -16,4 +16,4 @@ ThreadStarter DefaultThreadStarter();
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // SERVICE_THREAD_STARTER_H
+#endif // PLATFORM_UTILS_THREAD_STARTER_H

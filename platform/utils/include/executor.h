@@ -1,8 +1,8 @@
 // Where the service core runs its calls of listeners and callbacks: never on
 // the caller's stack while the core holds its lock. In-process this is the
 // client library's pool of IPC threads; the daemon gives its own.
-#ifndef SERVICE_EXECUTOR_H
-#define SERVICE_EXECUTOR_H
+#ifndef PLATFORM_UTILS_EXECUTOR_H
+#define PLATFORM_UTILS_EXECUTOR_H
 
 #include <functional>
 
@@ -23,4 +23,4 @@ public:
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // SERVICE_EXECUTOR_H
+#endif // PLATFORM_UTILS_EXECUTOR_H

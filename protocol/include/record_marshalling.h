@@ -9,8 +9,8 @@
 // output holds unspecified (but valid) contents.
 //
 // Threads: like Parcel, one thread at a time per parcel; no shared state.
-#ifndef CLIENT_RECORD_MARSHALLING_H
-#define CLIENT_RECORD_MARSHALLING_H
+#ifndef PROTOCOL_RECORD_MARSHALLING_H
+#define PROTOCOL_RECORD_MARSHALLING_H
 
 #include <cstddef>
 #include <string>
@@ -62,4 +62,4 @@ bool ReadBoundedString(Parcel& parcel, std::string& value);
 
 } // namespace OHOS::NavigationInfoService::Marshalling
 
-#endif // CLIENT_RECORD_MARSHALLING_H
+#endif // PROTOCOL_RECORD_MARSHALLING_H

@@ -1,6 +1,6 @@
 // Results of the navigation information service's operations.
-#ifndef CLIENT_NAV_INFO_ERRORS_H
-#define CLIENT_NAV_INFO_ERRORS_H
+#ifndef PROTOCOL_NAV_INFO_ERRORS_H
+#define PROTOCOL_NAV_INFO_ERRORS_H
 
 #include <cstdint>
 
@@ -20,4 +20,4 @@ const char* NavInfoResultText(int32_t result);
 
 } // namespace OHOS::NavigationInfoService
 
-#endif // CLIENT_NAV_INFO_ERRORS_H
+#endif // PROTOCOL_NAV_INFO_ERRORS_H
