@@ -33,6 +33,7 @@
 #include "daemon_options.h"
 #include "daemon_service.h"
 #include "ipc_errors.h"
+#include "network_bridge.h"
 #include "service_manager.h"
 
 using namespace OHOS;
@@ -153,6 +154,7 @@ int Run(int argc, char** argv)
         return 1;
     }
 
+    std::shared_ptr<const BridgePolicy> bridgePolicy;
     DaemonConfig config;
     config.socketPath = options.socketPath;
     config.socketMode = options.socketMode;
@@ -170,6 +172,7 @@ int Run(int argc, char** argv)
             return 1;
         }
         config.policy = loaded.policy;
+        bridgePolicy = loaded.bridge;
     }
 
     DaemonService service(std::move(config));
@@ -178,10 +181,23 @@ int Run(int argc, char** argv)
             service.StartError().c_str());
         return 1;
     }
+    std::unique_ptr<NetworkBridge> bridge;
+    if (bridgePolicy != nullptr) {
+        std::string bridgeError;
+        bridge = StartNetworkBridge(service, *bridgePolicy, bridgeError);
+        if (bridge == nullptr && NetworkBridgeBuiltIn()) {
+            Say(stderr, Priority::ERROR, "%s", bridgeError.c_str());
+            return 1;
+        }
+        if (bridge == nullptr) {
+            Say(stderr, Priority::WARNING, "the policy's bridge section is ignored: %s", bridgeError.c_str());
+        }
+    }
     Say(stdout, Priority::INFO, "listening on %s", service.SocketPath().c_str());
 
     int received = Serve(service, signals, options.policyFile);
     ServiceManager::Notify("STOPPING=1");
+    bridge.reset(); // nothing comes from the other daemons while the service stops
     service.Stop();
     Say(stderr, Priority::INFO, "stopped (signal %d)", received);
     return 0;
