@@ -79,8 +79,9 @@ void BridgeImporter::Start()
 
 void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
 {
+    // A claim that is gone carries its key (the bundle) only.
     if (!Bounded(claim.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(claim.bundle) == 0 ||
-        !Bounded(claim.instance, 64)) {
+        (alive && !Bounded(claim.instance, 64))) {
         return;
     }
     const std::string bundle = claim.bundle;

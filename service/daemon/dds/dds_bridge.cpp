@@ -81,8 +81,8 @@ public:
 private:
     void Run()
     {
-        // Claims are written again at half the liveliness period.
-        const auto refresh = std::max(policy_.liveliness / 2, std::chrono::milliseconds(50));
+        // Claims are written again at a third of the liveliness period.
+        const auto refresh = std::max(policy_.liveliness / 3, std::chrono::milliseconds(30));
         auto nextRefresh = std::chrono::steady_clock::now() + refresh;
         while (!stop_.load()) {
             dds_attach_t triggered[8];
@@ -100,6 +100,10 @@ private:
 
     size_t TakeAll()
     {
+        // Reading the status resets it; a lapsed claim arrives as a sample
+        // whose instance is no longer alive.
+        dds_liveliness_changed_status_t liveliness{};
+        dds_get_liveliness_changed_status(entities_.claimReader, &liveliness);
         size_t taken = TakeEach<navinfo_bridge_Claim>(entities_.claimReader,
             [this](const navinfo_bridge_Claim& claim, const dds_sample_info_t& info) {
                 if (info.valid_data) {

@@ -14,7 +14,10 @@ constexpr int32_t MAX_QUEUED_EXCHANGES = 1024;
 
 using QosPtr = std::unique_ptr<dds_qos_t, decltype(&dds_delete_qos)>;
 
-QosPtr StateQos(const BridgePolicy& policy, bool reader)
+// The claims' liveliness is asserted by the bridge's own thread (it writes
+// them again at a third of the period), so a daemon that dies or hangs loses
+// its claims within one period, without waiting for the participant's lease.
+QosPtr StateQos(const BridgePolicy& policy, bool reader, bool claims)
 {
     QosPtr qos(dds_create_qos(), &dds_delete_qos);
     dds_qset_reliability(qos.get(), DDS_RELIABILITY_RELIABLE, DDS_SECS(1));
@@ -22,8 +25,8 @@ QosPtr StateQos(const BridgePolicy& policy, bool reader)
     dds_qset_history(qos.get(), DDS_HISTORY_KEEP_LAST, 1);
     if (reader) {
         dds_qset_resource_limits(qos.get(), MAX_STATE_INSTANCES, MAX_STATE_INSTANCES, 1);
-    } else {
-        dds_qset_liveliness(qos.get(), DDS_LIVELINESS_AUTOMATIC, DDS_MSECS(policy.liveliness.count()));
+    } else if (claims) {
+        dds_qset_liveliness(qos.get(), DDS_LIVELINESS_MANUAL_BY_TOPIC, DDS_MSECS(policy.liveliness.count()));
     }
     return qos;
 }
@@ -84,23 +87,24 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
         const dds_topic_descriptor_t* type;
         const char* name;
         bool state;
+        bool claims;
         dds_entity_t* writer;
         dds_entity_t* reader;
     };
     const Topic topics[] = {
-        {&navinfo_bridge_Claim_desc, "navinfo_Claim", true, &e.claimWriter, &e.claimReader},
-        {&navinfo_bridge_Record_desc, "navinfo_Status", true, &e.statusWriter, &e.statusReader},
-        {&navinfo_bridge_Record_desc, "navinfo_Metadata", true, &e.metadataWriter, &e.metadataReader},
-        {&navinfo_bridge_Request_desc, "navinfo_Request", false, &e.requestWriter, &e.requestReader},
-        {&navinfo_bridge_Reply_desc, "navinfo_Reply", false, &e.replyWriter, &e.replyReader},
+        {&navinfo_bridge_Claim_desc, "navinfo_Claim", true, true, &e.claimWriter, &e.claimReader},
+        {&navinfo_bridge_Record_desc, "navinfo_Status", true, false, &e.statusWriter, &e.statusReader},
+        {&navinfo_bridge_Record_desc, "navinfo_Metadata", true, false, &e.metadataWriter, &e.metadataReader},
+        {&navinfo_bridge_Request_desc, "navinfo_Request", false, false, &e.requestWriter, &e.requestReader},
+        {&navinfo_bridge_Reply_desc, "navinfo_Reply", false, false, &e.replyWriter, &e.replyReader},
     };
     for (const Topic& t : topics) {
         dds_entity_t topic = dds_create_topic(e.participant, t.type, t.name, nullptr, nullptr);
         if (topic < 0) {
             return Fail(e, error, std::string("cannot create topic ") + t.name, topic);
         }
-        QosPtr writerQos = t.state ? StateQos(policy, false) : ExchangeQos();
-        QosPtr readerQos = t.state ? StateQos(policy, true) : ExchangeQos();
+        QosPtr writerQos = t.state ? StateQos(policy, false, t.claims) : ExchangeQos();
+        QosPtr readerQos = t.state ? StateQos(policy, true, t.claims) : ExchangeQos();
         *t.writer = dds_create_writer(publisher, topic, writerQos.get(), nullptr);
         *t.reader = dds_create_reader(subscriber, topic, readerQos.get(), nullptr);
         if (*t.writer < 0 || *t.reader < 0) {
@@ -121,6 +125,14 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
         if (rc < 0) {
             return Fail(e, error, "cannot wait for samples", rc);
         }
+    }
+    // A claimant whose liveliness lapses wakes the bridge too.
+    rc = dds_set_status_mask(e.claimReader, DDS_LIVELINESS_CHANGED_STATUS);
+    if (rc == DDS_RETCODE_OK) {
+        rc = dds_waitset_attach(e.waitset, e.claimReader, e.claimReader);
+    }
+    if (rc < 0) {
+        return Fail(e, error, "cannot watch the claims' liveliness", rc);
     }
     rc = dds_waitset_attach(e.waitset, e.stopGuard, 0);
     if (rc < 0) {
