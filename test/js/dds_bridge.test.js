@@ -60,7 +60,8 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     assert.deepEqual(await nav.call('listenSystem'), { ok: true });
     // Published before daemon B exists: B joins late.
     assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 7, customData: 'before B' }]), { ok: true });
-    b = await startNamed('B', policy('B', { [MAP]: { navigationPermission: true },
+    // The token keeps local processes from posing as the imported bundle.
+    b = await startNamed('B', policy('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
       [AWAY]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true } },
     { import: [MAP, AWAY] }));
     sys = await startApp(b.socketPath, DASH);
@@ -120,9 +121,17 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     await c.stop();
   });
 
-  test('killing daemon A answers B\'s open request 1003 and its records stop', async () => {
-    const pending = sys.call('query', [MAP, 'navigationStatus', { last: true }], 15000);
-    await nav.waitEvent('query', (e) => e.params.last === true);
+  test('the navigation process or its daemon gone: B\'s open request settles 1003, then 1002', async () => {
+    let pending = sys.call('query', [MAP, 'navigationStatus', { app: 'gone' }], 15000);
+    await nav.waitEvent('query', (e) => e.params.app === 'gone');
+    await nav.kill();
+    assert.deepEqual((await pending).value, { code: 1003, message: 'Not found', data: {} });
+
+    nav = await startApp(a.socketPath, MAP);
+    await nav.call('answerWith', [{ hold: true }]);
+    assert.deepEqual(await nav.call('listenSystem'), { ok: true });
+    pending = sys.call('query', [MAP, 'navigationStatus', { daemon: 'gone' }], 15000);
+    await nav.waitEvent('query', (e) => e.params.daemon === 'gone');
     await a.stop('SIGKILL');
     const answer = await withDeadline(pending, 'the open query after A died', 10000);
     assert.deepEqual(answer.value, { code: 1003, message: 'Not found', data: {} });
