@@ -133,9 +133,28 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     pending = sys.call('query', [MAP, 'navigationStatus', { daemon: 'gone' }], 15000);
     await nav.waitEvent('query', (e) => e.params.daemon === 'gone');
     await a.stop('SIGKILL');
+    // Else its client library would reconnect to the next daemon A and hold queries there.
+    await nav.kill();
     const answer = await withDeadline(pending, 'the open query after A died', 10000);
     assert.deepEqual(answer.value, { code: 1003, message: 'Not found', data: {} });
     assert.equal((await sys.call('query', [MAP, 'navigationStatus', {}])).value.code, 1002);
     await b.waitStderr(/com\.example\.map: its daemon A is gone/);
+  });
+
+  test('a daemon restarted at once claims the bundle again: records and answers resume', async () => {
+    const policyA = tmp.file('A.json');
+    for (const round of [1, 2]) {
+      // Round 2 restarts A while B still holds the claim of round 1's A.
+      if (round === 2) await Promise.all([a.stop('SIGKILL'), nav.kill()]);
+      a = await startNamed('A', policyA);
+      nav = await startApp(a.socketPath, MAP);
+      assert.deepEqual(await nav.call('listenSystem'), { ok: true });
+      const mark = 1000 * round;
+      await eventually(async () => {
+        await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+        return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+      }, `round ${round}: the restarted A's status reaches B`);
+      assert.equal((await sys.call('command', [MAP, 'goHome', {}])).value.code, 0);
+    }
   });
 });

@@ -84,7 +84,8 @@ BridgeExporter::BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbou
       core_(service.SharedCore()),
       outbound_(std::move(outbound)),
       exports_(policy.exports.begin(), policy.exports.end()),
-      node_(std::move(node))
+      node_(std::move(node)),
+      livelinessMs_(static_cast<uint32_t>(policy.liveliness.count()))
 {
 }
 
@@ -109,7 +110,7 @@ void BridgeExporter::Start()
 void BridgeExporter::RefreshClaims()
 {
     for (const std::string& bundle : exports_) {
-        outbound_->WriteClaim(bundle, node_);
+        outbound_->WriteClaim(bundle, node_, livelinessMs_);
     }
 }
 

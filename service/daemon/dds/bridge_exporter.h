@@ -48,6 +48,7 @@ private:
     const std::shared_ptr<DdsOutbound> outbound_;
     const std::set<std::string> exports_;
     const std::string node_;
+    const uint32_t livelinessMs_;
     std::map<std::string, uint64_t> remoteClients_; // requester instance -> client id
     std::set<std::string> contested_;                // "bundle\nnode" already logged
 };

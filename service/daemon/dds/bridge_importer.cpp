@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -77,6 +78,31 @@ void BridgeImporter::Start()
     }
 }
 
+std::chrono::steady_clock::time_point BridgeImporter::StaleAt(const navinfo_bridge_Claim& claim)
+{
+    auto period = std::chrono::milliseconds(claim.livelinessMs);
+    period = std::min(std::max(period, MIN_BRIDGE_LIVELINESS), MAX_BRIDGE_LIVELINESS);
+    return std::chrono::steady_clock::now() + period * 3 / 2;
+}
+
+void BridgeImporter::EndClaimantLocked(const std::string& bundle, std::vector<sptr<IMapCallback>>& orphans)
+{
+    auto found = claimants_.find(bundle);
+    if (found == claimants_.end()) {
+        return;
+    }
+    DAEMON_LOGW("%{public}s: its daemon %{public}s is gone", bundle.c_str(), found->second.node.c_str());
+    claimants_.erase(found);
+    for (auto it = pending_.begin(); it != pending_.end();) {
+        if (it->second.bundle == bundle) {
+            orphans.push_back(std::move(it->second.callback));
+            it = pending_.erase(it);
+        } else {
+            ++it;
+        }
+    }
+}
+
 void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
 {
     // A claim that is gone carries its key (the bundle) only.
@@ -91,22 +117,24 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = claimants_.find(bundle);
         if (!alive) {
-            // The instance's writers are gone (its daemon stopped or died) or lost liveliness.
-            if (found == claimants_.end()) {
-                return;
+            // Every writer of the claim is gone (its daemon stopped or died) or lost liveliness.
+            EndClaimantLocked(bundle, orphans);
+        } else if (found != claimants_.end() && found->second.instance == claim.instance) {
+            found->second.staleAt = StaleAt(claim);
+        } else if (found != claimants_.end() && found->second.staleAt > std::chrono::steady_clock::now()) {
+            if (refusedClaims_.size() < MAX_LOGGED_REFUSALS &&
+                refusedClaims_.insert(bundle + "\n" + claim.instance).second) {
+                DAEMON_LOGE("%{public}s is claimed by %{public}s too, while %{public}s serves it: the second claim "
+                    "is refused", bundle.c_str(), Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
+                    found->second.node.c_str());
             }
-            DAEMON_LOGW("%{public}s: its daemon %{public}s is gone", bundle.c_str(), found->second.node.c_str());
-            claimants_.erase(found);
-            for (auto it = pending_.begin(); it != pending_.end();) {
-                if (it->second.bundle == bundle) {
-                    orphans.push_back(std::move(it->second.callback));
-                    it = pending_.erase(it);
-                } else {
-                    ++it;
-                }
-            }
-        } else if (found == claimants_.end()) {
-            Claimant claimant{claim.instance, Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?"};
+        } else if (outbound_->Exchanges(claim.instance)) {
+            // Taken once requests and replies pass between its daemon and this
+            // one (until then its records wait, and requests get 1002); its
+            // next claim tries again.
+            EndClaimantLocked(bundle, orphans); // a stale one, if any
+            Claimant claimant{claim.instance, Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
+                StaleAt(claim)};
             DAEMON_LOGI("%{public}s is served by %{public}s", bundle.c_str(), claimant.node.c_str());
             for (RecordKind kind : {RecordKind::STATUS, RecordKind::METADATA}) {
                 auto parked = parked_.find({static_cast<int>(kind), bundle});
@@ -118,13 +146,6 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
                 }
             }
             claimants_.emplace(bundle, std::move(claimant));
-        } else if (found->second.instance != claim.instance) {
-            if (refusedClaims_.size() < MAX_LOGGED_REFUSALS &&
-                refusedClaims_.insert(bundle + "\n" + claim.instance).second) {
-                DAEMON_LOGE("%{public}s is claimed by %{public}s too, while %{public}s serves it: the second claim "
-                    "is refused", bundle.c_str(), Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
-                    found->second.node.c_str());
-            }
         }
     }
     for (auto& callback : orphans) {
@@ -206,7 +227,7 @@ void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t ty
                 Pending{callback, bundle, std::chrono::steady_clock::now() + forgetAfter_};
         }
     }
-    if (request.correlation == 0 || !outbound_->HasRequestReaders() || !outbound_->WriteRequest(request)) {
+    if (request.correlation == 0 || !outbound_->WriteRequest(request)) {
         bool mine = true;
         if (request.correlation != 0) {
             std::lock_guard<std::mutex> lock(mutex_);
@@ -244,15 +265,30 @@ void BridgeImporter::OnReply(const navinfo_bridge_Reply& reply)
 void BridgeImporter::Sweep()
 {
     auto now = std::chrono::steady_clock::now();
+    std::vector<sptr<IMapCallback>> orphans;
     std::vector<sptr<IMapCallback>> forgotten; // released outside the lock
-    std::lock_guard<std::mutex> lock(mutex_);
-    for (auto it = pending_.begin(); it != pending_.end();) {
-        if (it->second.forgetAt <= now) {
-            forgotten.push_back(std::move(it->second.callback));
-            it = pending_.erase(it);
-        } else {
-            ++it;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        std::vector<std::string> stale;
+        for (const auto& [bundle, claimant] : claimants_) {
+            if (claimant.staleAt <= now) {
+                stale.push_back(bundle);
+            }
         }
+        for (const std::string& bundle : stale) {
+            EndClaimantLocked(bundle, orphans);
+        }
+        for (auto it = pending_.begin(); it != pending_.end();) {
+            if (it->second.forgetAt <= now) {
+                forgotten.push_back(std::move(it->second.callback));
+                it = pending_.erase(it);
+            } else {
+                ++it;
+            }
+        }
+    }
+    for (auto& callback : orphans) {
+        Answer(callback, NAV_INFO_ERR_NOT_FOUND);
     }
 }
 

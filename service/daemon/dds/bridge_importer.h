@@ -12,7 +12,11 @@
 // goes (its claim's liveliness lapses or it unregisters).
 //
 // A second daemon claiming a bundle already claimed is refused and logged;
-// the first keeps it until it goes.
+// the first keeps it until it goes. A claimant is gone when its claim's
+// liveliness lapses (DDS tells), and also when its claim, written again at a
+// third of its period, has not come for one and a half periods: a daemon
+// restarted at once claims the same instance (bundle) before the old claim's
+// lapse could make it not alive, so DDS alone would not tell.
 //
 // Threads: OnClaim, OnRecord, OnReply and Sweep on the bridge's thread;
 // Forward on the core's executor (the stand-in's calls). State under mutex_;
@@ -28,6 +32,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "bridge_payload.h"
 #include "bridge_policy.h"
@@ -47,7 +52,8 @@ public:
     void OnClaim(const navinfo_bridge_Claim& claim, bool alive);
     void OnRecord(RecordKind kind, const navinfo_bridge_Record& record);
     void OnReply(const navinfo_bridge_Reply& reply);
-    // Forgets requests the core has long answered with its time-out.
+    // Ends the claimants that stopped claiming; forgets requests the core
+    // has long answered with its time-out.
     void Sweep();
     // From the stand-in listener of bundle.
     void Forward(const std::string& bundle, int32_t kind, int32_t type, const AAFwk::WantParams& params,
@@ -57,6 +63,7 @@ private:
     struct Claimant {
         std::string instance;
         std::string node;
+        std::chrono::steady_clock::time_point staleAt; // gone unless it claims again before
     };
     struct Pending {
         sptr<IMapCallback> callback;
@@ -68,6 +75,10 @@ private:
         BridgePayload::Bytes payload;
     };
     void Publish(RecordKind kind, const std::string& bundle, const BridgePayload::Bytes& payload);
+    // mutex_ held: forgets the bundle's claimant, taking the callbacks of the
+    // requests open with it.
+    void EndClaimantLocked(const std::string& bundle, std::vector<sptr<IMapCallback>>& orphans);
+    static std::chrono::steady_clock::time_point StaleAt(const navinfo_bridge_Claim& claim);
     static void Answer(const sptr<IMapCallback>& callback, int32_t code);
 
     const std::shared_ptr<NavInfoServiceCore> core_;

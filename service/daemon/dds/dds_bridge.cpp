@@ -2,6 +2,7 @@
 // thread that waits on every reader and hands each sample to its half.
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -20,6 +21,7 @@ namespace {
 
 // Samples taken from one reader per wake-up, so that no topic starves the others.
 constexpr size_t TAKE_BATCH = 64;
+constexpr std::chrono::milliseconds SWEEP_PERIOD{100};
 
 std::string HostName()
 {
@@ -81,19 +83,25 @@ public:
 private:
     void Run()
     {
-        // Claims are written again at a third of the liveliness period.
+        // Claims are written again at a third of the liveliness period;
+        // the others' claims are checked at least every SWEEP_PERIOD.
         const auto refresh = std::max(policy_.liveliness / 3, std::chrono::milliseconds(30));
+        const auto wait = std::min(refresh, SWEEP_PERIOD);
         auto nextRefresh = std::chrono::steady_clock::now() + refresh;
+        auto nextSweep = std::chrono::steady_clock::now() + SWEEP_PERIOD;
         while (!stop_.load()) {
             dds_attach_t triggered[8];
-            dds_waitset_wait(entities_.waitset, triggered, 8, DDS_MSECS(refresh.count()));
+            dds_waitset_wait(entities_.waitset, triggered, 8, DDS_MSECS(wait.count()));
             while (!stop_.load() && TakeAll() > 0) {
             }
             auto now = std::chrono::steady_clock::now();
             if (now >= nextRefresh) {
                 exporter_.RefreshClaims();
-                importer_->Sweep();
                 nextRefresh = now + refresh;
+            }
+            if (now >= nextSweep) {
+                importer_->Sweep();
+                nextSweep = now + SWEEP_PERIOD;
             }
         }
     }

@@ -40,17 +40,6 @@ QosPtr ExchangeQos()
     return qos;
 }
 
-std::string Hex(const dds_guid_t& guid)
-{
-    static const char digits[] = "0123456789abcdef";
-    std::string out;
-    for (uint8_t byte : guid.v) {
-        out += digits[byte >> 4];
-        out += digits[byte & 0xf];
-    }
-    return out;
-}
-
 bool Fail(DdsEntities& entities, std::string& error, const std::string& what, dds_return_t code)
 {
     error = what + ": " + dds_strretcode(code);
@@ -73,7 +62,7 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
     if (rc != DDS_RETCODE_OK) {
         return Fail(e, error, "no participant id", rc);
     }
-    e.instance = Hex(guid);
+    e.instance = GuidHex(guid);
 
     QosPtr partition(dds_create_qos(), &dds_delete_qos);
     dds_qset_partition1(partition.get(), policy.partition.c_str());
@@ -139,6 +128,17 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
         return Fail(e, error, "cannot wait for the stop", rc);
     }
     return true;
+}
+
+std::string GuidHex(const dds_guid_t& guid)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string out;
+    for (uint8_t byte : guid.v) {
+        out += digits[byte >> 4];
+        out += digits[byte & 0xf];
+    }
+    return out;
 }
 
 void DeleteDdsEntities(DdsEntities& e)

@@ -31,6 +31,8 @@ struct DdsEntities {
 
 // False with a one-line reason; whatever was made is deleted again.
 bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& entities, std::string& error);
+// A participant's GUID as the bridge names daemons: 32 hex digits.
+std::string GuidHex(const dds_guid_t& guid);
 // Deletes the participant and everything in it. Idempotent.
 void DeleteDdsEntities(DdsEntities& entities);
 

@@ -1,5 +1,6 @@
 #include "dds_outbound.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include "navinfo_bridge.h"
@@ -25,9 +26,9 @@ dds_sequence_octet Octets(const BridgePayload::Bytes& bytes)
 
 } // namespace
 
-bool DdsOutbound::WriteClaim(const std::string& bundle, const std::string& node)
+bool DdsOutbound::WriteClaim(const std::string& bundle, const std::string& node, uint32_t livelinessMs)
 {
-    navinfo_bridge_Claim sample{Text(bundle), Text(node), Text(entities_.instance)};
+    navinfo_bridge_Claim sample{Text(bundle), Text(node), Text(entities_.instance), livelinessMs};
     std::shared_lock<std::shared_mutex> lock(mutex_);
     return !closed_ && dds_write(entities_.claimWriter, &sample) == DDS_RETCODE_OK;
 }
@@ -55,12 +56,37 @@ bool DdsOutbound::WriteReply(const std::string& requester, uint64_t correlation,
     return !closed_ && dds_write(entities_.replyWriter, &sample) == DDS_RETCODE_OK;
 }
 
-bool DdsOutbound::HasRequestReaders() const
+namespace {
+
+// Whether one of the endpoints matched with ours belongs to that participant.
+template <typename List, typename Data>
+bool MatchedWith(dds_entity_t endpoint, const std::string& instance, List list, Data data)
 {
-    dds_publication_matched_status_t status{};
+    constexpr size_t MAX_MATCHED = 256;
+    dds_instance_handle_t matched[MAX_MATCHED];
+    dds_return_t count = list(endpoint, matched, MAX_MATCHED);
+    for (dds_return_t i = 0; i < std::min<dds_return_t>(count, MAX_MATCHED); ++i) {
+        dds_builtintopic_endpoint_t* other = data(endpoint, matched[i]);
+        if (other != nullptr) {
+            bool match = GuidHex(other->participant_key) == instance;
+            dds_builtintopic_free_endpoint(other);
+            if (match) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+bool DdsOutbound::Exchanges(const std::string& instance) const
+{
     std::shared_lock<std::shared_mutex> lock(mutex_);
-    return !closed_ && dds_get_publication_matched_status(entities_.requestWriter, &status) == DDS_RETCODE_OK &&
-        status.current_count > 0;
+    return !closed_ &&
+        MatchedWith(entities_.requestWriter, instance, dds_get_matched_subscriptions,
+            dds_get_matched_subscription_data) &&
+        MatchedWith(entities_.replyReader, instance, dds_get_matched_publications, dds_get_matched_publication_data);
 }
 
 void DdsOutbound::Close()

@@ -33,12 +33,14 @@ public:
     explicit DdsOutbound(const DdsEntities& entities) : entities_(entities) {}
 
     // False when the sample could not be written (or after Close).
-    bool WriteClaim(const std::string& bundle, const std::string& node);
+    bool WriteClaim(const std::string& bundle, const std::string& node, uint32_t livelinessMs);
     bool WriteRecord(RecordKind kind, const std::string& bundle, const BridgePayload::Bytes& payload);
     bool WriteRequest(const OutboundRequest& request);
     bool WriteReply(const std::string& requester, uint64_t correlation, const BridgePayload::Bytes& result);
-    // Whether some daemon reads the requests written here.
-    bool HasRequestReaders() const;
+    // Whether requests reach the daemon of that instance and its replies
+    // come back: its request reader and its reply writer are matched with
+    // ours (both topics are volatile: a sample sent before the match is lost).
+    bool Exchanges(const std::string& instance) const;
 
     const std::string& Instance() const { return entities_.instance; }
     void Close();
