@@ -13,7 +13,7 @@
 namespace OHOS::NavigationInfoService {
 namespace {
 
-// Requesting daemons that get a client id of their own; beyond, requests are refused.
+// Requesting daemons that have a client id of their own at once.
 constexpr size_t MAX_REMOTE_CLIENTS = 64;
 
 template <typename Record>
@@ -146,12 +146,7 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r)
         Reply(r.requester, r.correlation, NAV_INFO_ERR_NO_PERMISSION);
         return;
     }
-    uint64_t clientId = RemoteClientId(r.requester);
-    if (clientId == 0) {
-        Reply(r.requester, r.correlation, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
-        return;
-    }
-    CallerInfo caller{r.requesterBundle, 0, 0, clientId};
+    CallerInfo caller{r.requesterBundle, 0, 0, RemoteClientId(r.requester)};
     sptr<IMapCallback> answer = new ReplyWriter(outbound_, r.requester, r.correlation);
     int32_t result = r.kind == 0 ?
         core_->QueryNavigationInfo(caller, r.bundle, static_cast<QueryType>(r.type), std::move(params), answer) :
@@ -163,15 +158,25 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r)
 
 uint64_t BridgeExporter::RemoteClientId(const std::string& requester)
 {
+    ++requestCount_;
     auto found = remoteClients_.find(requester);
     if (found != remoteClients_.end()) {
-        return found->second;
-    }
-    if (remoteClients_.size() >= MAX_REMOTE_CLIENTS) {
-        return 0;
+        found->second.lastAsked = requestCount_;
+        return found->second.clientId;
     }
     uint64_t id = BRIDGE_REMOTE_CLIENT_BASE + remoteClients_.size();
-    remoteClients_.emplace(requester, id);
+    if (remoteClients_.size() >= MAX_REMOTE_CLIENTS) {
+        auto oldest = remoteClients_.begin();
+        for (auto it = remoteClients_.begin(); it != remoteClients_.end(); ++it) {
+            if (it->second.lastAsked < oldest->second.lastAsked) {
+                oldest = it;
+            }
+        }
+        id = oldest->second.clientId;
+        remoteClients_.erase(oldest);
+        core_->OnClientGone(id);
+    }
+    remoteClients_.emplace(requester, RemoteClient{id, requestCount_});
     return id;
 }
 

@@ -36,7 +36,9 @@ public:
     void OnRequest(const navinfo_bridge_Request& request);
 
 private:
-    // The core's client id of a requesting daemon; 0 when too many ask.
+    // The core's client id of a requesting daemon. When MAX_REMOTE_CLIENTS
+    // daemons have asked, the one that asked longest ago is forgotten (its
+    // open requests dropped, as for a local client that went) and its id reused.
     uint64_t RemoteClientId(const std::string& requester);
     // May the remote system application act here under that name? Only when a
     // local one could without proving its uid or token.
@@ -49,7 +51,12 @@ private:
     const std::set<std::string> exports_;
     const std::string node_;
     const uint32_t livelinessMs_;
-    std::map<std::string, uint64_t> remoteClients_; // requester instance -> client id
+    struct RemoteClient {
+        uint64_t clientId = 0;
+        uint64_t lastAsked = 0; // of requestCount_
+    };
+    std::map<std::string, RemoteClient> remoteClients_; // by requester instance
+    uint64_t requestCount_ = 0;
     std::set<std::string> contested_;                // "bundle\nnode" already logged
 };
 
