@@ -3,10 +3,13 @@
 #include <algorithm>
 #include <mutex>
 
+#include "ipc_limits.h"
 #include "navinfo_bridge.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
+
+static_assert(navinfo_bridge_MAX_PAYLOAD_BYTES == kMaxFramePayload, "the IDL bounds payloads as a socket frame");
 
 // DDS copies the sample while writing: the fields may point into our own strings.
 char* Text(const std::string& value)
