@@ -141,7 +141,7 @@ bool Field(napi_env env, napi_value object, const char* name, T& out)
         FIELDS(TO_JS_FIELD)                                     \
         return out;                                             \
     }                                                           \
-    bool FromJs(napi_env env, napi_value value, Type& record)   \
+    [[maybe_unused]] bool FromJs(napi_env env, napi_value value, Type& record)   \
     {                                                           \
         return true FIELDS(FROM_JS_FIELD);                      \
     }

@@ -89,6 +89,8 @@ private:
 
     std::string path_;
     std::string startError_;
+    // Read with std::atomic_load: the listing calls may run on any thread,
+    // concurrently with Stop on the controlling one.
     std::shared_ptr<State> state_;
 };
 

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <exception>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -232,7 +233,7 @@ int IpcServer::Start(const std::string& path, const sptr<IRemoteObject>& root, I
     struct sockaddr_un addr {};
     unsigned int addrLen = 0;
     startError_.clear();
-    if (state_ != nullptr || !IpcSocket::MakeAddress(path, &addr, addrLen) || (options.socketMode & ~0777) != 0 ||
+    if (IsRunning() || !IpcSocket::MakeAddress(path, &addr, addrLen) || (options.socketMode & ~0777) != 0 ||
         options.maxConnections == 0 || options.maxConnectionsPerUid == 0) {
         startError_ = "invalid path or options";
         return IPC_ERR_INVALID_DATA;
@@ -272,7 +273,7 @@ int IpcServer::Start(const std::string& path, const sptr<IRemoteObject>& root, I
 int IpcServer::StartListening(int listenFd, const sptr<IRemoteObject>& root, IpcServerOptions options)
 {
     startError_.clear();
-    if (state_ != nullptr || listenFd < 0 || options.maxConnections == 0 || options.maxConnectionsPerUid == 0) {
+    if (IsRunning() || listenFd < 0 || options.maxConnections == 0 || options.maxConnectionsPerUid == 0) {
         startError_ = "invalid socket or options";
         return IPC_ERR_INVALID_DATA;
     }
@@ -322,17 +323,17 @@ int IpcServer::Serve(int listenFd, const std::string& path, ino_t socketInode, c
         return IPC_ERR_NO_MEMORY;
     }
     path_ = path;
-    state_ = std::move(state);
+    std::atomic_store(&state_, std::move(state));
     IPC_LOGI("server: listening on %{public}s", path_.c_str());
     return IPC_OK;
 }
 
 void IpcServer::Stop()
 {
-    if (state_ == nullptr) {
+    std::shared_ptr<State> state = std::atomic_exchange(&state_, std::shared_ptr<State>());
+    if (state == nullptr) {
         return;
     }
-    std::shared_ptr<State> state = std::move(state_);
     {
         std::lock_guard<std::mutex> lock(state->mutex);
         state->running = false;
@@ -368,17 +369,18 @@ void IpcServer::Stop()
 
 bool IpcServer::IsRunning() const
 {
-    return state_ != nullptr;
+    return std::atomic_load(&state_) != nullptr;
 }
 
 std::vector<std::shared_ptr<IpcConnection>> IpcServer::GetConnections() const
 {
     std::vector<std::shared_ptr<IpcConnection>> result;
-    if (state_ == nullptr) {
+    std::shared_ptr<State> state = std::atomic_load(&state_);
+    if (state == nullptr) {
         return result;
     }
-    std::lock_guard<std::mutex> lock(state_->mutex);
-    for (const auto& [id, connection] : state_->connections) {
+    std::lock_guard<std::mutex> lock(state->mutex);
+    for (const auto& [id, connection] : state->connections) {
         result.push_back(connection);
     }
     return result;
@@ -386,11 +388,12 @@ std::vector<std::shared_ptr<IpcConnection>> IpcServer::GetConnections() const
 
 size_t IpcServer::GetConnectionCount() const
 {
-    if (state_ == nullptr) {
+    std::shared_ptr<State> state = std::atomic_load(&state_);
+    if (state == nullptr) {
         return 0;
     }
-    std::lock_guard<std::mutex> lock(state_->mutex);
-    return state_->connections.size();
+    std::lock_guard<std::mutex> lock(state->mutex);
+    return state->connections.size();
 }
 
 } // namespace OHOS
