@@ -109,6 +109,13 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
       { code: 1003, message: 'Not found', data: {} });
   });
 
+  test('a bridge that cannot join its domain stops the daemon with the reason', async () => {
+    const broken = '<CycloneDDS><Domain><General><Interfaces><NetworkInterface name="no-such-nic"/></Interfaces>' +
+      '</General></Domain></CycloneDDS>';
+    await assert.rejects(startDaemon(['--socket', tmp.file('D.sock'), '--policy', policy('D', {}, { export: [MAP] })],
+      { env: { CYCLONEDDS_URI: broken } }), /exited \(1, null\).*cannot join DDS domain/s);
+  });
+
   test('an unanswered query times out 1004 on B', async () => {
     await nav.call('answerWith', [{ hold: true }]);
     const answer = await sys.call('query', [MAP, 'navigationMetadata', {}], 15000);
