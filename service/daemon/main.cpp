@@ -27,6 +27,7 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <tuple>
 
 #include "access_policy_file.h"
 #include "daemon_console.h"
@@ -44,7 +45,16 @@ namespace {
 // How often the status line is refreshed under a service manager.
 constexpr std::chrono::milliseconds STATUS_INTERVAL{1000};
 
-void ReloadPolicy(DaemonService& service, const std::string& policyFile)
+bool SameBridge(const BridgePolicy* a, const BridgePolicy* b)
+{
+    auto fields = [](const BridgePolicy& p) {
+        return std::tie(p.domain, p.partition, p.node, p.exports, p.imports, p.liveliness);
+    };
+    return a == nullptr || b == nullptr ? a == b : fields(*a) == fields(*b);
+}
+
+// bridge: the bridge section the daemon started with (null: none).
+void ReloadPolicy(DaemonService& service, const std::string& policyFile, const BridgePolicy* bridge)
 {
     ServiceManager::Notify("RELOADING=1");
     if (policyFile.empty()) {
@@ -55,6 +65,9 @@ void ReloadPolicy(DaemonService& service, const std::string& policyFile)
             Say(stderr, Priority::ERROR, "policy %s; keeping the current policy", loaded.error.c_str());
         } else {
             size_t closed = service.ReloadPolicy(loaded.policy);
+            if (!SameBridge(bridge, loaded.bridge.get())) {
+                Say(stderr, Priority::WARNING, "the policy's bridge section changed: it applies from the next start");
+            }
             Say(stderr, Priority::NOTICE, "policy %s reloaded; %zu connection%s closed", policyFile.c_str(), closed,
                 closed == 1 ? "" : "s");
         }
@@ -87,7 +100,7 @@ int WaitForSignal(const sigset_t& set, std::chrono::milliseconds period)
 }
 
 // Serves until a stop signal; returns it.
-int Serve(DaemonService& service, const sigset_t& signals, const std::string& policyFile)
+int Serve(DaemonService& service, const sigset_t& signals, const std::string& policyFile, const BridgePolicy* bridge)
 {
     const auto watchdog = ServiceManager::WatchdogInterval();
     std::chrono::milliseconds period{0};
@@ -103,7 +116,7 @@ int Serve(DaemonService& service, const sigset_t& signals, const std::string& po
     for (;;) {
         int received = WaitForSignal(signals, period);
         if (received == SIGHUP) {
-            ReloadPolicy(service, policyFile);
+            ReloadPolicy(service, policyFile, bridge);
         } else if (received != 0) {
             return received;
         }
@@ -195,7 +208,7 @@ int Run(int argc, char** argv)
     }
     Say(stdout, Priority::INFO, "listening on %s", service.SocketPath().c_str());
 
-    int received = Serve(service, signals, options.policyFile);
+    int received = Serve(service, signals, options.policyFile, bridgePolicy.get());
     ServiceManager::Notify("STOPPING=1");
     bridge.reset(); // nothing comes from the other daemons while the service stops
     service.Stop();
