@@ -17,6 +17,11 @@ function main() {
     if (/^NAVINFO_SANITIZE:BOOL=ON$/m.test(cache)) {
       throw new Error(`${buildDir} is a sanitizer build: its binaries do not run in a plain Node.js`);
     }
+    if (/^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache)) {
+      // Fine for testing on this machine; a release is packed without NAVINFO_BUILD_DIR, whose build has no bridge.
+      console.error(`prebuild: warning: ${buildDir} has the DDS bridge: the staged navinfo-service needs Cyclone DDS `
+        + '(libddsc) installed where it runs');
+    }
   } else {
     native.configure(buildDir, ['-DNAVINFO_BUILD_TESTS=OFF', '-DNAVINFO_BUILD_BENCH=OFF']);
   }

@@ -6,9 +6,10 @@ cd "$(dirname "$0")/.."
 
 # clang and its runtime libraries (libFuzzer, the sanitizers) build the fuzz
 # targets; chromium runs the cluster page's browser test; libsystemd-dev gives
-# the daemon its systemd support, systemd the systemd-socket-activate of its tests.
+# the daemon its systemd support, systemd the systemd-socket-activate of its tests;
+# Cyclone DDS (its library, and idlc and ddsperf) the daemon's DDS bridge.
 packages=(cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev binutils clang libclang-rt-14-dev
-  chromium libsystemd-dev systemd)
+  chromium libsystemd-dev systemd cyclonedds-dev cyclonedds-tools)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

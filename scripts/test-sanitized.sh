@@ -5,7 +5,7 @@
 # detection is left to the native tests (Node keeps memory until exit).
 set -uo pipefail
 cd "$(dirname "$0")/.."
-export BUILD_DIR=build-asan NAVINFO_SANITIZE=1
+export BUILD_DIR=build-asan NAVINFO_SANITIZE=1 NAVINFO_DDS_BRIDGE=${NAVINFO_DDS_BRIDGE:-1}
 CMAKE_ARGS="${CMAKE_ARGS:-} -DNAVINFO_BUILD_BENCH=OFF" bash scripts/build.sh || exit 1
 export NAVINFO_BUILD_DIR="$PWD/build-asan" UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 

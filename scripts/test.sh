@@ -5,6 +5,9 @@
 # there). Fails if any fails.
 set -uo pipefail
 cd "$(dirname "$0")/.."
+# The daemon's DDS bridge and its tests are part of every test run (setup.sh
+# installs Cyclone DDS).
+export NAVINFO_DDS_BRIDGE=${NAVINFO_DDS_BRIDGE:-1}
 bash scripts/build.sh || exit 1
 BUILD_DIR=${BUILD_DIR:-build}
 export NAVINFO_BUILD_DIR="$PWD/$BUILD_DIR"

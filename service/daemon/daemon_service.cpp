@@ -1,5 +1,6 @@
 #include "daemon_service.h"
 
+#include "bridge_identity.h"
 #include "client_identity.h"
 #include "daemon_log.h"
 #include "ipc_errors.h"
@@ -13,7 +14,7 @@ CoreOptions CoreOptionsOf(const DaemonConfig& config, std::shared_ptr<WorkerPool
 {
     CoreOptions options;
     options.executor = std::move(executor);
-    options.policy = config.policy; // null denies everything, like the authenticator
+    options.policy = WithBridgeGrant(config.policy); // null denies everything, like the authenticator
     options.requestTimeout = config.requestTimeout;
     options.maxOutstandingPerClient = config.maxOutstandingPerClient;
     options.limits = {StatusNotificationFits, MetadataNotificationFits};
@@ -69,7 +70,7 @@ size_t DaemonService::ReloadPolicy(std::shared_ptr<const RuleAccessPolicy> polic
 {
     // Handshakes first, then calls: from here on nobody gets in or acts under the old one.
     std::shared_ptr<const RuleAccessPolicy> before = policy_->Set(policy);
-    core_->SetAccessPolicy(policy);
+    core_->SetAccessPolicy(WithBridgeGrant(policy));
     size_t closed = 0;
     for (const auto& connection : server_.GetConnections()) {
         auto identity = std::static_pointer_cast<ClientIdentity>(connection->GetAttribute());

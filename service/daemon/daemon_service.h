@@ -81,8 +81,12 @@ public:
     size_t ConnectionCount() const { return server_.GetConnectionCount(); }
     // One line for the service manager's status: clients and registrations.
     std::string StatusText() const;
-    // The core, for tests (outstanding requests, time-out).
+    // The core, for tests (outstanding requests, time-out) and the network bridge.
     NavInfoServiceCore& Core() const { return *core_; }
+    std::shared_ptr<NavInfoServiceCore> SharedCore() const { return core_; }
+    // The policy in force now (null: everybody refused).
+    std::shared_ptr<const RuleAccessPolicy> Policy() const { return policy_->Get(); }
+    const DaemonConfig& Config() const { return config_; }
 
 private:
     // The live connections that were accepted with an identity (IPC

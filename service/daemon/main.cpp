@@ -27,12 +27,14 @@
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <tuple>
 
 #include "access_policy_file.h"
 #include "daemon_console.h"
 #include "daemon_options.h"
 #include "daemon_service.h"
 #include "ipc_errors.h"
+#include "network_bridge.h"
 #include "service_manager.h"
 
 using namespace OHOS;
@@ -43,7 +45,16 @@ namespace {
 // How often the status line is refreshed under a service manager.
 constexpr std::chrono::milliseconds STATUS_INTERVAL{1000};
 
-void ReloadPolicy(DaemonService& service, const std::string& policyFile)
+bool SameBridge(const BridgePolicy* a, const BridgePolicy* b)
+{
+    auto fields = [](const BridgePolicy& p) {
+        return std::tie(p.domain, p.partition, p.node, p.exports, p.imports, p.liveliness);
+    };
+    return a == nullptr || b == nullptr ? a == b : fields(*a) == fields(*b);
+}
+
+// bridge: the bridge section the daemon started with (null: none).
+void ReloadPolicy(DaemonService& service, const std::string& policyFile, const BridgePolicy* bridge)
 {
     ServiceManager::Notify("RELOADING=1");
     if (policyFile.empty()) {
@@ -54,6 +65,9 @@ void ReloadPolicy(DaemonService& service, const std::string& policyFile)
             Say(stderr, Priority::ERROR, "policy %s; keeping the current policy", loaded.error.c_str());
         } else {
             size_t closed = service.ReloadPolicy(loaded.policy);
+            if (!SameBridge(bridge, loaded.bridge.get())) {
+                Say(stderr, Priority::WARNING, "the policy's bridge section changed: it applies from the next start");
+            }
             Say(stderr, Priority::NOTICE, "policy %s reloaded; %zu connection%s closed", policyFile.c_str(), closed,
                 closed == 1 ? "" : "s");
         }
@@ -86,7 +100,7 @@ int WaitForSignal(const sigset_t& set, std::chrono::milliseconds period)
 }
 
 // Serves until a stop signal; returns it.
-int Serve(DaemonService& service, const sigset_t& signals, const std::string& policyFile)
+int Serve(DaemonService& service, const sigset_t& signals, const std::string& policyFile, const BridgePolicy* bridge)
 {
     const auto watchdog = ServiceManager::WatchdogInterval();
     std::chrono::milliseconds period{0};
@@ -102,7 +116,7 @@ int Serve(DaemonService& service, const sigset_t& signals, const std::string& po
     for (;;) {
         int received = WaitForSignal(signals, period);
         if (received == SIGHUP) {
-            ReloadPolicy(service, policyFile);
+            ReloadPolicy(service, policyFile, bridge);
         } else if (received != 0) {
             return received;
         }
@@ -153,6 +167,7 @@ int Run(int argc, char** argv)
         return 1;
     }
 
+    std::shared_ptr<const BridgePolicy> bridgePolicy;
     DaemonConfig config;
     config.socketPath = options.socketPath;
     config.socketMode = options.socketMode;
@@ -170,6 +185,7 @@ int Run(int argc, char** argv)
             return 1;
         }
         config.policy = loaded.policy;
+        bridgePolicy = loaded.bridge;
     }
 
     DaemonService service(std::move(config));
@@ -178,10 +194,23 @@ int Run(int argc, char** argv)
             service.StartError().c_str());
         return 1;
     }
+    std::unique_ptr<NetworkBridge> bridge;
+    if (bridgePolicy != nullptr) {
+        std::string bridgeError;
+        bridge = StartNetworkBridge(service, *bridgePolicy, bridgeError);
+        if (bridge == nullptr && NetworkBridgeBuiltIn()) {
+            Say(stderr, Priority::ERROR, "%s", bridgeError.c_str());
+            return 1;
+        }
+        if (bridge == nullptr) {
+            Say(stderr, Priority::WARNING, "the policy's bridge section is ignored: %s", bridgeError.c_str());
+        }
+    }
     Say(stdout, Priority::INFO, "listening on %s", service.SocketPath().c_str());
 
-    int received = Serve(service, signals, options.policyFile);
+    int received = Serve(service, signals, options.policyFile, bridgePolicy.get());
     ServiceManager::Notify("STOPPING=1");
+    bridge.reset(); // nothing comes from the other daemons while the service stops
     service.Stop();
     Say(stderr, Priority::INFO, "stopped (signal %d)", received);
     return 0;

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "access_policy.h"
+#include "bridge_policy.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -26,6 +27,8 @@ struct PolicyLoadResult {
     std::shared_ptr<const RuleAccessPolicy> policy; // never null: DenyAll() on failure
     bool ok = false;
     std::string error; // why it failed, one line, for the log; empty when ok
+    // The "bridge" section; null when the file has none (or on failure).
+    std::shared_ptr<const BridgePolicy> bridge;
 };
 
 // Any thread. Parses the text of a policy file.

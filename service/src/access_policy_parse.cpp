@@ -15,6 +15,7 @@
 #include <nlohmann/json.hpp>
 
 #include "access_policy_file.h"
+#include "bridge_policy_parse.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -184,7 +185,8 @@ PolicyLoadResult ParseDocument(const json& document)
         return Failure("the policy must be a JSON object");
     }
     for (const auto& item : document.items()) {
-        if (item.key() != "version" && item.key() != "defaultDeny" && item.key() != "bundles") {
+        if (item.key() != "version" && item.key() != "defaultDeny" && item.key() != "bundles" &&
+            item.key() != "bridge") {
             return Failure("unknown key " + Quote(item.key()));
         }
     }
@@ -215,8 +217,18 @@ PolicyLoadResult ParseDocument(const json& document)
             bundles.emplace(item.key(), std::move(access));
         }
     }
+    std::shared_ptr<const BridgePolicy> bridge;
+    auto section = document.find("bridge");
+    if (section != document.end()) {
+        auto parsed = std::make_shared<BridgePolicy>();
+        if (!ParseBridgePolicy(*section, *parsed, error)) {
+            return Failure(error);
+        }
+        bridge = std::move(parsed);
+    }
     PolicyLoadResult result;
     result.policy = std::make_shared<const RuleAccessPolicy>(defaultDeny, std::move(bundles));
+    result.bridge = std::move(bridge);
     result.ok = true;
     return result;
 }

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -93,6 +94,17 @@ TEST(AccessPolicyFileTest, ParsesEveryFieldWithDenyingEmptyDefaults)
     EXPECT_EQ(Rights(*result.policy, "com.example.none"), Expected(false, false));
     EXPECT_EQ(Rights(*result.policy, "com.unlisted"), Expected(false, false));
 
+    EXPECT_EQ(result.bridge, nullptr) << "no bridge section, no bridge";
+
+    result = ParseAccessPolicy(R"({"bridge": {"domain": 7, "partition": "car", "node": "head-unit",
+        "export": ["com.example.map"], "import": ["com.example.map2"], "livelinessMs": 800}})");
+    ASSERT_TRUE(result.ok) << result.error;
+    ASSERT_NE(result.bridge, nullptr);
+    EXPECT_EQ(std::make_tuple(result.bridge->domain, result.bridge->partition, result.bridge->node,
+                  result.bridge->exports, result.bridge->imports, result.bridge->liveliness.count()),
+        std::make_tuple(7u, std::string("car"), std::string("head-unit"), std::vector<std::string>{"com.example.map"},
+            std::vector<std::string>{"com.example.map2"}, int64_t{800}));
+
     result = ParseAccessPolicy("{}");
     ASSERT_TRUE(result.ok) << result.error;
     EXPECT_TRUE(result.policy->DefaultDeny());
@@ -144,6 +156,14 @@ TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAOneLineReason)
         {R"({"bundles": {")" + hostileName + R"(": 1}})", "bundles[\"evil\\x0annnn"},
         {R"({")" + hostileName + R"(": 1})", "unknown key \"evil\\x0a"},
         {"{\"a\" 1 " + hostileName, "not valid JSON"},
+        {R"({"bridge": []})", "\"bridge\" must be an object"},
+        {R"({"bridge": {"domian": 1}})", "bridge: unknown key"},
+        {R"({"bridge": {"domain": 231}})", "\"domain\" must be an integer from 0 to 230"},
+        {R"({"bridge": {"partition": "car*"}})", "without wildcards"},
+        {R"({"bridge": {"livelinessMs": 5}})", "\"livelinessMs\" must be an integer from 100"},
+        {R"({"bridge": {"export": ["a", ""]}})", "not a bundle name"},
+        {R"({"bridge": {"export": ["a"], "import": ["a"]}})", "\"import\" lists a bundle that the bridge"},
+        {R"({"bridge": {"import": ["b", "b"]}})", "\"import\" lists a bundle that the bridge"},
     };
     for (const auto& c : bad) {
         SCOPED_TRACE(testing::Message() << "case " << (&c - bad) << ": " << c.reason);

@@ -115,6 +115,8 @@ SEEDS = {
         'allow': b'{"defaultDeny": false}',
         'twice': b'{"bundles": {"a": {"token": "t"}, "a": {}}}',
         'deep': b'{"bundles": {"a": {"uids": [[[[[[1]]]]]]}}}',
+        'bridge': b'{"bundles": {"a": {}}, "bridge": {"domain": 7, "partition": "car", "node": "head-unit", '
+                  b'"export": ["com.example.map"], "import": ["com.example.map2"], "livelinessMs": 800}}',
     },
 }
 

@@ -173,8 +173,9 @@ TEST_F(DaemonProcessTest, SocketActivationServesTheFirstClientAndTellsReadinessA
     Child daemon({"/usr/bin/systemd-socket-activate", "-l", socketPath, "-E", "NOTIFY_SOCKET=" + notify_.Path(),
                      NAVINFO_SERVICE_BINARY, "--policy", policy_},
         {}, stderr_);
-    struct stat st {};
-    ASSERT_TRUE(WaitUntil([&] { return stat(socketPath.c_str(), &st) == 0; })) << ReadFile(stderr_);
+    // The socket file exists from bind() on; the activator says so once it also listens.
+    ASSERT_TRUE(WaitUntil([&] { return ReadFile(stderr_).find("Listening on") != std::string::npos; }))
+        << ReadFile(stderr_);
 
     // The first connection starts the daemon, which serves it on the socket it is handed.
     auto sys = Client(DASH, socketPath);
@@ -186,6 +187,7 @@ TEST_F(DaemonProcessTest, SocketActivationServesTheFirstClientAndTellsReadinessA
     daemon.Signal(SIGTERM);
     EXPECT_NE(notify_.WaitFor("STOPPING=1"), "") << notify_.seen;
     EXPECT_EQ(daemon.Wait(10000), 0) << ReadFile(stderr_);
+    struct stat st {};
     EXPECT_EQ(stat(socketPath.c_str(), &st), 0) << "the socket belongs to whoever handed it over";
 }
 

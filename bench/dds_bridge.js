@@ -1,0 +1,146 @@
+'use strict';
+// Across two navinfo-service daemons bridged over DDS (Cyclone DDS on the
+// loopback interface only): a status published by a navigation process on
+// daemon A until a system process on daemon B gets onStatusChanged, and a
+// query from B answered on A. The floor is Cyclone's own ping-pong round
+// trip (ddsperf) between two processes, measured in the same run with the
+// same configuration. This process is the system application on B.
+//
+// Prints one JSON line. SAMPLES (default 1000) per measurement.
+const { spawn, fork } = require('node:child_process');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+
+const root = path.join(__dirname, '..');
+const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(root, 'build');
+const samples = Number(process.env.SAMPLES || 1000);
+const warmUp = 100;
+const MAP = 'com.example.map';
+const DASH = 'com.example.dash';
+
+const median = (values) => [...values].sort((a, b) => a - b)[Math.floor(values.length / 2)];
+const p99 = (values) => [...values].sort((a, b) => a - b)[Math.floor(values.length * 0.99)];
+const us = (ns) => +(ns / 1000).toFixed(1);
+
+// --- the navigation process on daemon A: publishes when told, answers queries ---
+if (process.env.DDS_BRIDGE_NAV_CHILD) {
+  const controller = require(root).getNavigationController();
+  controller.registerSystemNavigationListener({
+    onQueryNavigationInfo: async () => ({ code: 0, message: 'ok', data: { eta: 11 } }),
+    onReceiveNavigationCmd: async () => ({ code: 0, message: 'ok', data: {} }),
+  });
+  process.on('message', ({ publish }) => {
+    // The monotonic clock is the same in every process of the machine.
+    controller.updateNavigationStatus({ status: 1, routeIndex: publish, customData: String(process.hrtime.bigint()),
+      destLocation: { name: 'Office', longitude: 13.4, latitude: 52.5 } });
+  });
+  process.send({ ready: true });
+  return;
+}
+
+function waitForLine(child, pattern) {
+  return new Promise((resolve, reject) => {
+    let text = '';
+    child.stdout.on('data', (chunk) => {
+      text += chunk;
+      if (pattern.test(text)) resolve(text);
+    });
+    child.once('exit', (code) => reject(new Error(`exited early (${code}): ${text}`)));
+  });
+}
+
+// ddsperf ping against ddsperf pong for a few seconds: the median of the
+// round trips' per-second medians, in ns.
+async function ddsperfRoundTripNs(domain, env) {
+  const pong = spawn('ddsperf', ['-D', '6', '-i', String(domain), 'pong'], { stdio: ['ignore', 'pipe', 'pipe'], env });
+  const ping = spawn('ddsperf', ['-D', '4', '-i', String(domain), 'ping'], { stdio: ['ignore', 'pipe', 'pipe'], env });
+  let text = '';
+  ping.stdout.on('data', (chunk) => { text += chunk; });
+  await new Promise((resolve) => ping.once('exit', resolve));
+  pong.kill('SIGKILL');
+  const medians = [...text.matchAll(/ 50% ([\d.]+)us /g)].map((m) => Number(m[1]) * 1000);
+  if (medians.length === 0) throw new Error(`ddsperf ping measured nothing: ${text}`);
+  return median(medians);
+}
+
+(async () => {
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-dds-'));
+  const children = [];
+  try {
+    const domain = 1 + (process.pid % 200);
+    fs.writeFileSync(path.join(dir, 'cyclonedds.xml'), '<CycloneDDS><Domain id="any"><General><Interfaces>' +
+      '<NetworkInterface name="lo"/></Interfaces><AllowMulticast>false</AllowMulticast></General><Discovery>' +
+      '<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>20</MaxAutoParticipantIndex>' +
+      '<Peers><Peer address="127.0.0.1"/></Peers></Discovery></Domain></CycloneDDS>');
+    const env = { ...process.env, CYCLONEDDS_URI: `file://${path.join(dir, 'cyclonedds.xml')}`, HILOG_LEVEL: 'error' };
+
+    const floorNs = await ddsperfRoundTripNs(domain + 1, env);
+
+    const startDaemon = async (name, bundles, bridge) => {
+      const policy = path.join(dir, `${name}.json`);
+      fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles,
+        bridge: { domain, partition: 'bench', node: name, ...bridge } }));
+      const socket = path.join(dir, `${name}.sock`);
+      const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'), ['--socket', socket, '--policy', policy],
+        { stdio: ['ignore', 'pipe', 'inherit'], env });
+      children.push(daemon);
+      await waitForLine(daemon, /listening on/);
+      return socket;
+    };
+    const socketA = await startDaemon('A', { [MAP]: { navigationPermission: true },
+      'navinfo-service.bridge': { systemApp: true, navigationPermission: true } }, { export: [MAP] });
+    const socketB = await startDaemon('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
+      [DASH]: { systemApp: true, navigationPermission: true } }, { import: [MAP] });
+
+    const nav = fork(__filename, [], { env: { ...env, DDS_BRIDGE_NAV_CHILD: '1', NAVINFO_BUILD_DIR: buildDir,
+      NAVINFO_SERVICE_SOCKET: socketA, NAVINFO_BUNDLE_NAME: MAP } });
+    children.push(nav);
+    await new Promise((resolve) => nav.once('message', resolve));
+
+    Object.assign(process.env, { NAVINFO_BUILD_DIR: buildDir, NAVINFO_SERVICE_SOCKET: socketB,
+      NAVINFO_BUNDLE_NAME: DASH, HILOG_LEVEL: 'error' });
+    const system = require(root).getSystemNavigationController();
+    let delivered = null;
+    system.registerNavigationStatusListener({ onStatusChanged: (bundle, s) => delivered && delivered(s) }, MAP);
+    const keepAlive = setInterval(() => {}, 1000);
+
+    const status = [];
+    for (let i = 0; i < samples + warmUp; i++) {
+      // Bounded: a lost delivery ends the run rather than hanging it.
+      const arrived = new Promise((resolve, reject) => {
+        const timer = setTimeout(() => reject(new Error(`status ${i} never arrived`)), 10000);
+        delivered = (s) => { if (s.routeIndex === i) { clearTimeout(timer); resolve(s); } };
+      });
+      nav.send({ publish: i });
+      const s = await arrived;
+      if (i >= warmUp) status.push(Number(process.hrtime.bigint() - BigInt(s.customData)));
+    }
+    const query = [];
+    for (let i = 0; i < samples + warmUp; i++) {
+      const start = process.hrtime.bigint();
+      const answer = await system.queryNavigationInfo(MAP, 'navigationStatus', {});
+      if (answer.code !== 0) throw new Error(`query answered ${answer.code}`);
+      if (i >= warmUp) query.push(Number(process.hrtime.bigint() - start));
+    }
+    clearInterval(keepAlive);
+
+    const ratio = (value, base) => +(value / base).toFixed(2);
+    console.log(JSON.stringify({
+      benchmark: 'dds_bridge',
+      samples,
+      ddsperfRoundTripUs: us(floorNs),
+      statusDeliveryUs: { p50: us(median(status)), p99: us(p99(status)) },
+      queryRoundTripUs: { p50: us(median(query)), p99: us(p99(query)) },
+      // One way against half a DDS round trip; a round trip against one.
+      statusVsHalfDdsRoundTrip: ratio(median(status), floorNs / 2),
+      queryVsDdsRoundTrip: ratio(median(query), floorNs),
+    }));
+  } finally {
+    for (const child of children) child.kill('SIGKILL');
+    fs.rmSync(dir, { recursive: true, force: true });
+  }
+})().then(() => process.exit(process.exitCode || 0), (error) => {
+  console.error(error);
+  process.exit(1);
+});

@@ -1,0 +1,204 @@
+#include "bridge_exporter.h"
+
+#include <unistd.h>
+
+#include <cstring>
+
+#include "bridge_identity.h"
+#include "daemon_log.h"
+#include "daemon_service.h"
+#include "nav_info_errors.h"
+#include "nav_info_service_ipc.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+// Requesting daemons that have a client id of their own at once.
+constexpr size_t MAX_REMOTE_CLIENTS = 64;
+
+template <typename Record>
+void Forward(DdsOutbound& outbound, RecordKind kind, const Record& record, const std::string& bundleName)
+{
+    BridgePayload::Bytes payload;
+    if (!BridgePayload::Encode(record, payload) || !outbound.WriteRecord(kind, bundleName, payload)) {
+        DAEMON_LOGW("a record of %{public}s could not be sent to the other daemons", bundleName.c_str());
+    }
+}
+
+class StatusForwarder : public NavigationStatusListener {
+public:
+    explicit StatusForwarder(std::shared_ptr<DdsOutbound> outbound) : outbound_(std::move(outbound)) {}
+    void OnStatusChanged(const NavigationStatus& status, const std::string& bundleName) override
+    {
+        Forward(*outbound_, RecordKind::STATUS, status, bundleName);
+    }
+
+private:
+    const std::shared_ptr<DdsOutbound> outbound_;
+};
+
+class MetadataForwarder : public NavigationMetadataListener {
+public:
+    explicit MetadataForwarder(std::shared_ptr<DdsOutbound> outbound) : outbound_(std::move(outbound)) {}
+    void OnMetadataChanged(const NavigationMetadata& metadata, const std::string& bundleName) override
+    {
+        Forward(*outbound_, RecordKind::METADATA, metadata, bundleName);
+    }
+
+private:
+    const std::shared_ptr<DdsOutbound> outbound_;
+};
+
+// The core's one answer to a remote request, written back to the requester.
+class ReplyWriter : public MapCallback {
+public:
+    ReplyWriter(std::shared_ptr<DdsOutbound> outbound, std::string requester, uint64_t correlation)
+        : outbound_(std::move(outbound)), requester_(std::move(requester)), correlation_(correlation) {}
+    void Callback(ResultData data) override
+    {
+        BridgePayload::Bytes bytes;
+        if (!BridgePayload::Encode(data, bytes)) {
+            // Too large to travel: the requester learns that the answer could not come.
+            ResultData failure{NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}};
+            BridgePayload::Encode(failure, bytes);
+        }
+        outbound_->WriteReply(requester_, correlation_, bytes);
+    }
+
+private:
+    const std::shared_ptr<DdsOutbound> outbound_;
+    const std::string requester_;
+    const uint64_t correlation_;
+};
+
+bool ValidName(const char* text)
+{
+    return text != nullptr && text[0] != '\0' && strnlen(text, MAX_BUNDLE_NAME_LENGTH + 1) <= MAX_BUNDLE_NAME_LENGTH;
+}
+
+} // namespace
+
+BridgeExporter::BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound,
+    const BridgePolicy& policy, std::string node)
+    : service_(service),
+      core_(service.SharedCore()),
+      outbound_(std::move(outbound)),
+      exports_(policy.exports.begin(), policy.exports.end()),
+      node_(std::move(node)),
+      livelinessMs_(static_cast<uint32_t>(policy.liveliness.count()))
+{
+}
+
+void BridgeExporter::Start()
+{
+    const CallerInfo bridge{BRIDGE_BUNDLE_NAME, static_cast<int32_t>(getpid()), static_cast<int32_t>(getuid()),
+        BRIDGE_CLIENT_ID};
+    sptr<StatusForwarder> statusForwarder = new StatusForwarder(outbound_);
+    sptr<MetadataForwarder> metadataForwarder = new MetadataForwarder(outbound_);
+    for (const std::string& bundle : exports_) {
+        int32_t status = core_->RegisterNavigationStatusListener(bridge, bundle, statusForwarder);
+        int32_t metadata = core_->RegisterNavigationMetadataListener(bridge, bundle, metadataForwarder);
+        if (status != NAV_INFO_SUCCESS || metadata != NAV_INFO_SUCCESS) {
+            DAEMON_LOGE("cannot follow %{public}s for the other daemons: %{public}d/%{public}d", bundle.c_str(),
+                status, metadata);
+        }
+        DAEMON_LOGI("exporting %{public}s", bundle.c_str());
+    }
+    RefreshClaims();
+}
+
+void BridgeExporter::RefreshClaims()
+{
+    for (const std::string& bundle : exports_) {
+        outbound_->WriteClaim(bundle, node_, livelinessMs_);
+    }
+}
+
+void BridgeExporter::OnClaim(const navinfo_bridge_Claim& claim)
+{
+    if (claim.bundle == nullptr || claim.instance == nullptr || exports_.count(claim.bundle) == 0 ||
+        outbound_->Instance() == claim.instance) {
+        return;
+    }
+    std::string node = ValidName(claim.node) ? claim.node : "?";
+    if (contested_.size() < MAX_BRIDGE_BUNDLES * 4 && contested_.insert(std::string(claim.bundle) + "\n" + node).second) {
+        DAEMON_LOGE("bundle %{public}s is claimed by this daemon (%{public}s) and by %{public}s: the others "
+            "refuse the second claim; fix the policies", claim.bundle, node_.c_str(), node.c_str());
+    }
+}
+
+void BridgeExporter::OnRequest(const navinfo_bridge_Request& r)
+{
+    if (r.exporter == nullptr || outbound_->Instance() != r.exporter || r.requester == nullptr ||
+        r.requester[0] == '\0' || strnlen(r.requester, 64) >= 64) {
+        return; // for another daemon, or with nowhere to answer
+    }
+    if (!ValidName(r.bundle) || exports_.count(r.bundle) == 0 || !ValidName(r.requesterBundle)) {
+        Reply(r.requester, r.correlation, NAV_INFO_ERR_NOT_FOUND);
+        return;
+    }
+    AAFwk::WantParams params;
+    if (!BridgePayload::Decode(r.params._buffer, r.params._length, params) || (r.kind != 0 && r.kind != 1)) {
+        Reply(r.requester, r.correlation, NAV_INFO_ERR_INVALID_PARAM);
+        return;
+    }
+    if (!RemoteIdentityAllowed(r.requesterBundle)) {
+        Reply(r.requester, r.correlation, NAV_INFO_ERR_NO_PERMISSION);
+        return;
+    }
+    CallerInfo caller{r.requesterBundle, 0, 0, RemoteClientId(r.requester)};
+    sptr<IMapCallback> answer = new ReplyWriter(outbound_, r.requester, r.correlation);
+    int32_t result = r.kind == 0 ?
+        core_->QueryNavigationInfo(caller, r.bundle, static_cast<QueryType>(r.type), std::move(params), answer) :
+        core_->SendNavigationCmd(caller, r.bundle, static_cast<CommandType>(r.type), std::move(params), answer);
+    if (result != NAV_INFO_SUCCESS) {
+        Reply(r.requester, r.correlation, result); // refused: the core never calls answer
+    }
+}
+
+uint64_t BridgeExporter::RemoteClientId(const std::string& requester)
+{
+    ++requestCount_;
+    auto found = remoteClients_.find(requester);
+    if (found != remoteClients_.end()) {
+        found->second.lastAsked = requestCount_;
+        return found->second.clientId;
+    }
+    uint64_t id = BRIDGE_REMOTE_CLIENT_BASE + remoteClients_.size();
+    if (remoteClients_.size() >= MAX_REMOTE_CLIENTS) {
+        auto oldest = remoteClients_.begin();
+        for (auto it = remoteClients_.begin(); it != remoteClients_.end(); ++it) {
+            if (it->second.lastAsked < oldest->second.lastAsked) {
+                oldest = it;
+            }
+        }
+        id = oldest->second.clientId;
+        remoteClients_.erase(oldest);
+        core_->OnClientGone(id);
+    }
+    remoteClients_.emplace(requester, RemoteClient{id, requestCount_});
+    return id;
+}
+
+bool BridgeExporter::RemoteIdentityAllowed(const std::string& requesterBundle) const
+{
+    auto policy = service_.Policy();
+    if (policy == nullptr) {
+        return false;
+    }
+    const BundleAccess* rule = policy->FindBundle(requesterBundle);
+    if (rule == nullptr) {
+        return !policy->DefaultDeny();
+    }
+    return rule->uids.empty() && rule->token.empty();
+}
+
+void BridgeExporter::Reply(const std::string& requester, uint64_t correlation, int32_t code)
+{
+    BridgePayload::Bytes bytes;
+    if (BridgePayload::Encode(ResultData{code, NavInfoResultText(code), {}}, bytes)) {
+        outbound_->WriteReply(requester, correlation, bytes);
+    }
+}
+
+} // namespace OHOS::NavigationInfoService

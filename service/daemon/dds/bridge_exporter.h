@@ -1,0 +1,65 @@
+// The exporting half of the bridge: claims the exported bundles, follows
+// them in the local core and writes every record it is given, and carries
+// out the requests other daemons send for them, writing back the one answer
+// the core gives (or the result with which the core refused the request).
+//
+// Threads: Start, OnRequest, OnClaim and RefreshClaims on the bridge's
+// thread; the follower calls arrive on the core's executor.
+#ifndef SERVICE_DAEMON_DDS_BRIDGE_EXPORTER_H
+#define SERVICE_DAEMON_DDS_BRIDGE_EXPORTER_H
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "bridge_policy.h"
+#include "dds_outbound.h"
+#include "nav_info_service_core.h"
+#include "navinfo_bridge.h"
+
+namespace OHOS::NavigationInfoService {
+
+class DaemonService;
+
+class BridgeExporter {
+public:
+    BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound, const BridgePolicy& policy,
+        std::string node);
+    // Claims and follows every exported bundle.
+    void Start();
+    // Writes the claims again: a daemon that lost sight of this one (its
+    // liveliness lapsed) learns again who serves them.
+    void RefreshClaims();
+    // Another daemon claims a bundle: logged when it is one of ours.
+    void OnClaim(const navinfo_bridge_Claim& claim);
+    void OnRequest(const navinfo_bridge_Request& request);
+
+private:
+    // The core's client id of a requesting daemon. When MAX_REMOTE_CLIENTS
+    // daemons have asked, the one that asked longest ago is forgotten (its
+    // open requests dropped, as for a local client that went) and its id reused.
+    uint64_t RemoteClientId(const std::string& requester);
+    // May the remote system application act here under that name? Only when a
+    // local one could without proving its uid or token.
+    bool RemoteIdentityAllowed(const std::string& requesterBundle) const;
+    void Reply(const std::string& requester, uint64_t correlation, int32_t code);
+
+    DaemonService& service_;
+    const std::shared_ptr<NavInfoServiceCore> core_;
+    const std::shared_ptr<DdsOutbound> outbound_;
+    const std::set<std::string> exports_;
+    const std::string node_;
+    const uint32_t livelinessMs_;
+    struct RemoteClient {
+        uint64_t clientId = 0;
+        uint64_t lastAsked = 0; // of requestCount_
+    };
+    std::map<std::string, RemoteClient> remoteClients_; // by requester instance
+    uint64_t requestCount_ = 0;
+    std::set<std::string> contested_;                // "bundle\nnode" already logged
+};
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // SERVICE_DAEMON_DDS_BRIDGE_EXPORTER_H

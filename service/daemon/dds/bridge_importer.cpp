@@ -1,0 +1,300 @@
+#include "bridge_importer.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "bridge_identity.h"
+#include "daemon_log.h"
+#include "nav_info_errors.h"
+#include "nav_info_service_ipc.h"
+
+namespace OHOS::NavigationInfoService {
+namespace {
+
+// Requests in flight to other daemons; beyond, new ones are answered 1002.
+constexpr size_t MAX_PENDING_REQUESTS = 16 * 1024;
+constexpr size_t MAX_LOGGED_REFUSALS = 1024;
+
+class RemoteNavigationListener : public SystemNavigationListener {
+public:
+    RemoteNavigationListener(std::weak_ptr<BridgeImporter> importer, std::string bundle)
+        : importer_(std::move(importer)), bundle_(std::move(bundle)) {}
+    void OnQueryNavigationInfo(QueryType type, AAFwk::WantParams params, sptr<IMapCallback> callback) override
+    {
+        Pass(0, type, params, callback);
+    }
+    void OnReceiveNavigationCmd(CommandType type, AAFwk::WantParams params, sptr<IMapCallback> callback) override
+    {
+        Pass(1, type, params, callback);
+    }
+
+private:
+    void Pass(int32_t kind, int32_t type, const AAFwk::WantParams& params, const sptr<IMapCallback>& callback)
+    {
+        if (auto importer = importer_.lock()) {
+            importer->Forward(bundle_, kind, type, params, callback);
+        } else if (callback != nullptr) {
+            callback->Callback({NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}});
+        }
+    }
+    const std::weak_ptr<BridgeImporter> importer_;
+    const std::string bundle_;
+};
+
+bool Bounded(const char* text, size_t limit)
+{
+    return text != nullptr && text[0] != '\0' && strnlen(text, limit + 1) <= limit;
+}
+
+CallerInfo ImportedCaller(const std::string& bundle)
+{
+    return {bundle, static_cast<int32_t>(getpid()), static_cast<int32_t>(getuid()), BRIDGE_IMPORT_CLIENT_ID};
+}
+
+} // namespace
+
+BridgeImporter::BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
+    const BridgePolicy& policy, std::chrono::milliseconds requestTimeout)
+    : core_(std::move(core)),
+      outbound_(std::move(outbound)),
+      imports_(policy.imports.begin(), policy.imports.end()),
+      forgetAfter_(requestTimeout * 2 + std::chrono::seconds(1))
+{
+}
+
+void BridgeImporter::Start()
+{
+    for (const std::string& bundle : imports_) {
+        sptr<ISystemNavigationListener> standIn = new RemoteNavigationListener(weak_from_this(), bundle);
+        int32_t result = core_->RegisterSystemNavigationListener(ImportedCaller(bundle), standIn);
+        if (result != NAV_INFO_SUCCESS) {
+            DAEMON_LOGE("cannot serve requests for the imported %{public}s (%{public}d): the policy must give it "
+                "the navigation permission", bundle.c_str(), result);
+        }
+        DAEMON_LOGI("importing %{public}s", bundle.c_str());
+    }
+}
+
+std::chrono::steady_clock::time_point BridgeImporter::StaleAt(const navinfo_bridge_Claim& claim)
+{
+    auto period = std::chrono::milliseconds(claim.livelinessMs);
+    period = std::min(std::max(period, MIN_BRIDGE_LIVELINESS), MAX_BRIDGE_LIVELINESS);
+    return std::chrono::steady_clock::now() + period * 3 / 2;
+}
+
+void BridgeImporter::EndClaimantLocked(const std::string& bundle, std::vector<sptr<IMapCallback>>& orphans)
+{
+    auto found = claimants_.find(bundle);
+    if (found == claimants_.end()) {
+        return;
+    }
+    DAEMON_LOGW("%{public}s: its daemon %{public}s is gone", bundle.c_str(), found->second.node.c_str());
+    claimants_.erase(found);
+    for (auto it = pending_.begin(); it != pending_.end();) {
+        if (it->second.bundle == bundle) {
+            orphans.push_back(std::move(it->second.callback));
+            it = pending_.erase(it);
+        } else {
+            ++it;
+        }
+    }
+}
+
+void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
+{
+    // A claim that is gone carries its key (the bundle) only.
+    if (!Bounded(claim.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(claim.bundle) == 0 ||
+        (alive && !Bounded(claim.instance, 64))) {
+        return;
+    }
+    const std::string bundle = claim.bundle;
+    std::vector<sptr<IMapCallback>> orphans;
+    std::vector<std::pair<RecordKind, BridgePayload::Bytes>> unparked;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = claimants_.find(bundle);
+        if (!alive) {
+            // Every writer of the claim is gone (its daemon stopped or died) or lost liveliness.
+            EndClaimantLocked(bundle, orphans);
+        } else if (found != claimants_.end() && found->second.instance == claim.instance) {
+            found->second.staleAt = StaleAt(claim);
+        } else if (found != claimants_.end() && found->second.staleAt > std::chrono::steady_clock::now()) {
+            if (refusedClaims_.size() < MAX_LOGGED_REFUSALS &&
+                refusedClaims_.insert(bundle + "\n" + claim.instance).second) {
+                DAEMON_LOGE("%{public}s is claimed by %{public}s too, while %{public}s serves it: the second claim "
+                    "is refused", bundle.c_str(), Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
+                    found->second.node.c_str());
+            }
+        } else if (outbound_->Exchanges(claim.instance)) {
+            // Taken once requests and replies pass between its daemon and this
+            // one (until then its records wait, and requests get 1002); its
+            // next claim tries again.
+            EndClaimantLocked(bundle, orphans); // a stale one, if any
+            Claimant claimant{claim.instance, Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
+                StaleAt(claim)};
+            DAEMON_LOGI("%{public}s is served by %{public}s", bundle.c_str(), claimant.node.c_str());
+            for (RecordKind kind : {RecordKind::STATUS, RecordKind::METADATA}) {
+                auto parked = parked_.find({static_cast<int>(kind), bundle});
+                if (parked != parked_.end()) {
+                    if (parked->second.instance == claimant.instance) {
+                        unparked.emplace_back(kind, std::move(parked->second.payload));
+                    }
+                    parked_.erase(parked);
+                }
+            }
+            claimants_.emplace(bundle, std::move(claimant));
+        }
+    }
+    for (auto& callback : orphans) {
+        Answer(callback, NAV_INFO_ERR_NOT_FOUND);
+    }
+    for (auto& [kind, payload] : unparked) {
+        Publish(kind, bundle, payload);
+    }
+}
+
+void BridgeImporter::OnRecord(RecordKind kind, const navinfo_bridge_Record& record)
+{
+    if (!Bounded(record.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(record.bundle) == 0 ||
+        !Bounded(record.instance, 64)) {
+        return;
+    }
+    const std::string bundle = record.bundle;
+    BridgePayload::Bytes payload(record.payload._buffer, record.payload._buffer + record.payload._length);
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = claimants_.find(bundle);
+        if (found == claimants_.end()) {
+            // The claim may come second (another topic): the latest record waits for it.
+            parked_[{static_cast<int>(kind), bundle}] = Parked{record.instance, std::move(payload)};
+            return;
+        }
+        if (found->second.instance != record.instance) {
+            return; // from a refused claimant
+        }
+    }
+    Publish(kind, bundle, payload);
+}
+
+void BridgeImporter::Publish(RecordKind kind, const std::string& bundle, const BridgePayload::Bytes& payload)
+{
+    int32_t result = NAV_INFO_ERR_INVALID_PARAM;
+    if (kind == RecordKind::STATUS) {
+        NavigationStatus status;
+        if (BridgePayload::Decode(payload.data(), payload.size(), status)) {
+            result = core_->UpdateNavigationStatus(ImportedCaller(bundle), std::move(status));
+        }
+    } else {
+        NavigationMetadata metadata;
+        if (BridgePayload::Decode(payload.data(), payload.size(), metadata)) {
+            result = core_->UpdateNavigationMetadata(ImportedCaller(bundle), std::move(metadata));
+        }
+    }
+    if (result != NAV_INFO_SUCCESS) {
+        DAEMON_LOGW("a record of the imported %{public}s was refused (%{public}d)", bundle.c_str(), result);
+    }
+}
+
+void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t type, const AAFwk::WantParams& params,
+    const sptr<IMapCallback>& callback)
+{
+    if (callback == nullptr) {
+        return;
+    }
+    OutboundRequest request;
+    request.kind = kind;
+    request.type = type;
+    request.bundle = bundle;
+    // The core does not tell the stand-in who asks; the other daemon judges
+    // the request as coming from the bridge of this one.
+    request.requesterBundle = BRIDGE_BUNDLE_NAME;
+    if (!BridgePayload::Encode(params, request.params)) {
+        Answer(callback, NAV_INFO_ERR_INVALID_PARAM);
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = claimants_.find(bundle);
+        if (found == claimants_.end() || pending_.size() >= MAX_PENDING_REQUESTS) {
+            request.correlation = 0;
+        } else {
+            request.exporter = found->second.instance;
+            request.correlation = nextCorrelation_++;
+            pending_[request.correlation] =
+                Pending{callback, bundle, std::chrono::steady_clock::now() + forgetAfter_};
+        }
+    }
+    if (request.correlation == 0 || !outbound_->WriteRequest(request)) {
+        bool mine = true;
+        if (request.correlation != 0) {
+            std::lock_guard<std::mutex> lock(mutex_);
+            mine = pending_.erase(request.correlation) > 0; // else the claimant went and answered already
+        }
+        if (mine) {
+            Answer(callback, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
+        }
+    }
+}
+
+void BridgeImporter::OnReply(const navinfo_bridge_Reply& reply)
+{
+    if (reply.requester == nullptr || outbound_->Instance() != reply.requester) {
+        return;
+    }
+    sptr<IMapCallback> callback;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = pending_.find(reply.correlation);
+        if (found == pending_.end()) {
+            return; // answered already (its claimant went), or forgotten
+        }
+        callback = std::move(found->second.callback);
+        pending_.erase(found);
+    }
+    ResultData result;
+    if (!BridgePayload::Decode(reply.result._buffer, reply.result._length, result)) {
+        DAEMON_LOGW("a malformed reply was dropped");
+        result = {NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}};
+    }
+    callback->Callback(std::move(result));
+}
+
+void BridgeImporter::Sweep()
+{
+    auto now = std::chrono::steady_clock::now();
+    std::vector<sptr<IMapCallback>> orphans;
+    std::vector<sptr<IMapCallback>> forgotten; // released outside the lock
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        std::vector<std::string> stale;
+        for (const auto& [bundle, claimant] : claimants_) {
+            if (claimant.staleAt <= now) {
+                stale.push_back(bundle);
+            }
+        }
+        for (const std::string& bundle : stale) {
+            EndClaimantLocked(bundle, orphans);
+        }
+        for (auto it = pending_.begin(); it != pending_.end();) {
+            if (it->second.forgetAt <= now) {
+                forgotten.push_back(std::move(it->second.callback));
+                it = pending_.erase(it);
+            } else {
+                ++it;
+            }
+        }
+    }
+    for (auto& callback : orphans) {
+        Answer(callback, NAV_INFO_ERR_NOT_FOUND);
+    }
+}
+
+void BridgeImporter::Answer(const sptr<IMapCallback>& callback, int32_t code)
+{
+    callback->Callback({code, NavInfoResultText(code), {}});
+}
+
+} // namespace OHOS::NavigationInfoService

@@ -1,0 +1,99 @@
+// The importing half of the bridge: imported bundles look local. Their
+// records, from the daemon that claims them, are published into the local
+// core under the bundle's own name (so the policy judges them as it would a
+// local application of that name, and followers and readers get them as
+// usual). A stand-in system navigation listener registered for each imported
+// bundle carries queries and commands to the claimant as requests with
+// correlation ids and hands the reply to the core, which answers exactly
+// once and times out as for a local application.
+//
+// Answers the bridge gives itself: 1002 while no daemon claims the bundle
+// (or none reads requests); 1003 to the requests in flight when the claimant
+// goes (its claim's liveliness lapses or it unregisters).
+//
+// A second daemon claiming a bundle already claimed is refused and logged;
+// the first keeps it until it goes. A claimant is gone when its claim's
+// liveliness lapses (DDS tells), and also when its claim, written again at a
+// third of its period, has not come for one and a half periods: a daemon
+// restarted at once claims the same instance (bundle) before the old claim's
+// lapse could make it not alive, so DDS alone would not tell.
+//
+// Threads: OnClaim, OnRecord, OnReply and Sweep on the bridge's thread;
+// Forward on the core's executor (the stand-in's calls). State under mutex_;
+// no core call and no callback while it is held.
+#ifndef SERVICE_DAEMON_DDS_BRIDGE_IMPORTER_H
+#define SERVICE_DAEMON_DDS_BRIDGE_IMPORTER_H
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "bridge_payload.h"
+#include "bridge_policy.h"
+#include "dds_outbound.h"
+#include "nav_info_service_core.h"
+#include "navinfo_bridge.h"
+
+namespace OHOS::NavigationInfoService {
+
+class BridgeImporter : public std::enable_shared_from_this<BridgeImporter> {
+public:
+    BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
+        const BridgePolicy& policy, std::chrono::milliseconds requestTimeout);
+    // Registers the stand-in listeners.
+    void Start();
+    // A claim sample: alive (valid data) or gone (alive false).
+    void OnClaim(const navinfo_bridge_Claim& claim, bool alive);
+    void OnRecord(RecordKind kind, const navinfo_bridge_Record& record);
+    void OnReply(const navinfo_bridge_Reply& reply);
+    // Ends the claimants that stopped claiming; forgets requests the core
+    // has long answered with its time-out.
+    void Sweep();
+    // From the stand-in listener of bundle.
+    void Forward(const std::string& bundle, int32_t kind, int32_t type, const AAFwk::WantParams& params,
+        const sptr<IMapCallback>& callback);
+
+private:
+    struct Claimant {
+        std::string instance;
+        std::string node;
+        std::chrono::steady_clock::time_point staleAt; // gone unless it claims again before
+    };
+    struct Pending {
+        sptr<IMapCallback> callback;
+        std::string bundle;
+        std::chrono::steady_clock::time_point forgetAt;
+    };
+    struct Parked {
+        std::string instance;
+        BridgePayload::Bytes payload;
+    };
+    void Publish(RecordKind kind, const std::string& bundle, const BridgePayload::Bytes& payload);
+    // mutex_ held: forgets the bundle's claimant, taking the callbacks of the
+    // requests open with it.
+    void EndClaimantLocked(const std::string& bundle, std::vector<sptr<IMapCallback>>& orphans);
+    static std::chrono::steady_clock::time_point StaleAt(const navinfo_bridge_Claim& claim);
+    static void Answer(const sptr<IMapCallback>& callback, int32_t code);
+
+    const std::shared_ptr<NavInfoServiceCore> core_;
+    const std::shared_ptr<DdsOutbound> outbound_;
+    const std::set<std::string> imports_;
+    const std::chrono::milliseconds forgetAfter_;
+
+    std::mutex mutex_; // guards the fields below
+    std::map<std::string, Claimant> claimants_;                 // by bundle
+    std::set<std::string> refusedClaims_;                       // "bundle\ninstance" already logged
+    std::map<std::pair<int, std::string>, Parked> parked_;      // records that came before their claim
+    std::unordered_map<uint64_t, Pending> pending_;             // by correlation id
+    uint64_t nextCorrelation_ = 1;
+};
+
+} // namespace OHOS::NavigationInfoService
+
+#endif // SERVICE_DAEMON_DDS_BRIDGE_IMPORTER_H

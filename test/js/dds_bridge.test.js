@@ -1,0 +1,167 @@
+'use strict';
+// Two navinfo-service daemons bridged over DDS on the loopback interface
+// only (Cyclone DDS configured through CYCLONEDDS_URI, a domain of this run's
+// own): a navigation process on daemon A, a system process on daemon B.
+const { describe, test, before, after } = require('node:test');
+const assert = require('node:assert/strict');
+const fs = require('node:fs');
+const path = require('node:path');
+const paths = require('./support/paths');
+const { startDaemon, startApp, tempDir, killAll, withDeadline } = require('./support/daemon');
+
+const MAP = 'com.example.map';
+const AWAY = 'com.example.away'; // imported by B, exported by nobody
+const DASH = 'com.example.dash';
+const BRIDGE = 'navinfo-service.bridge'; // how B's requests appear on A
+
+const cache = fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8');
+const built = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache);
+
+describe('two daemons bridged over DDS on loopback', { skip: !built && 'built without NAVINFO_DDS_BRIDGE' }, () => {
+  const tmp = tempDir();
+  const domain = 1 + (process.pid % 200);
+  const partition = `navinfo-test-${process.pid}`;
+  let env;
+  let a;
+  let b;
+  let nav;
+  let sys;
+
+  function policy(name, bundles, bridge) {
+    const file = tmp.file(`${name}.json`);
+    fs.writeFileSync(file, JSON.stringify({ version: 1, defaultDeny: true, bundles,
+      bridge: { domain, partition, node: name, livelinessMs: 500, ...bridge } }));
+    return file;
+  }
+  const startNamed = (name, policyFile) => startDaemon(['--socket', tmp.file(`${name}.sock`), '--policy', policyFile,
+    '--request-timeout-ms', '3000'], { env });
+
+  // Polls check (bounded) until it returns something truthy.
+  async function eventually(check, label, timeoutMs = 10000) {
+    const deadline = Date.now() + timeoutMs;
+    for (;;) {
+      const value = await check();
+      if (value) return value;
+      if (Date.now() > deadline) throw new Error(`never: ${label}`);
+      await new Promise((resolve) => setTimeout(resolve, 50));
+    }
+  }
+
+  before(async () => {
+    const xml = '<CycloneDDS><Domain id="any"><General><Interfaces><NetworkInterface name="lo"/></Interfaces>' +
+      '<AllowMulticast>false</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>' +
+      '<MaxAutoParticipantIndex>20</MaxAutoParticipantIndex><Peers><Peer address="127.0.0.1"/></Peers>' +
+      '</Discovery></Domain></CycloneDDS>';
+    fs.writeFileSync(tmp.file('cyclonedds.xml'), xml);
+    env = { CYCLONEDDS_URI: `file://${tmp.file('cyclonedds.xml')}` };
+    a = await startNamed('A', policy('A', { [MAP]: { navigationPermission: true },
+      [BRIDGE]: { systemApp: true, navigationPermission: true } }, { export: [MAP] }));
+    nav = await startApp(a.socketPath, MAP);
+    assert.deepEqual(await nav.call('listenSystem'), { ok: true });
+    // Published before daemon B exists: B joins late.
+    assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 7, customData: 'before B' }]), { ok: true });
+    // The token keeps local processes from posing as the imported bundle.
+    b = await startNamed('B', policy('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
+      [AWAY]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true } },
+    { import: [MAP, AWAY] }));
+    sys = await startApp(b.socketPath, DASH);
+  });
+
+  after(() => {
+    killAll();
+    tmp.remove();
+  });
+
+  test('the late joiner reads the current record, then follows status and metadata', async () => {
+    const read = await eventually(async () => {
+      const r = await sys.call('getStatus', [MAP]);
+      return r.ok && r.value;
+    }, 'B reads the status published before it started');
+    assert.equal(read.customData, 'before B');
+    assert.equal(read.routeIndex, 7);
+
+    assert.equal((await sys.call('followStatus', [MAP])).ok, true);
+    assert.equal((await sys.call('followMetadata', [MAP])).ok, true);
+    for (let i = 1; i <= 5; i++) {
+      assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 100 + i }]), { ok: true });
+    }
+    await nav.call('updateMetadata', [{ currentRoadName: 'A100', naviBearing: 12.5, customData: { lane: 2 } }]);
+    const last = await sys.waitEvent('status', (e) => e.status.routeIndex === 105);
+    assert.equal(last.bundle, MAP);
+    const seen = sys.events.filter((e) => e.event === 'status').map((e) => e.status.routeIndex);
+    assert.deepEqual(seen, [...seen].sort((x, y) => x - y), 'in publishing order');
+    const meta = await sys.waitEvent('metadata', (e) => e.metadata.currentRoadName === 'A100');
+    assert.deepEqual([meta.bundle, meta.metadata.naviBearing, meta.metadata.customData], [MAP, 12.5, { lane: 2 }]);
+  });
+
+  test('queries and commands reach the navigation process on A and its answers come back', async () => {
+    const query = await sys.call('query', [MAP, 'navigationStatus', { zoom: 3 }]);
+    assert.deepEqual(query.value,
+      { code: 0, message: 'ok:navigationStatus', data: { type: 'navigationStatus', params: { zoom: 3 } } });
+    const command = await sys.call('command', [MAP, 'goHome', {}]);
+    assert.deepEqual(command.value, { code: 0, message: 'ok:goHome', data: { type: 'goHome', params: {} } });
+  });
+
+  test('1002 while nobody serves an imported bundle, 1003 for one that is not imported', async () => {
+    assert.deepEqual((await sys.call('query', [AWAY, 'navigationStatus', {}])).value,
+      { code: 1002, message: 'Service unavailable', data: {} });
+    assert.deepEqual((await sys.call('command', ['com.example.nobody', 'goHome', {}])).value,
+      { code: 1003, message: 'Not found', data: {} });
+  });
+
+  test('a bridge that cannot join its domain stops the daemon with the reason', async () => {
+    const broken = '<CycloneDDS><Domain><General><Interfaces><NetworkInterface name="no-such-nic"/></Interfaces>' +
+      '</General></Domain></CycloneDDS>';
+    await assert.rejects(startDaemon(['--socket', tmp.file('D.sock'), '--policy', policy('D', {}, { export: [MAP] })],
+      { env: { CYCLONEDDS_URI: broken } }), /exited \(1, null\).*cannot join DDS domain/s);
+  });
+
+  test('an unanswered query times out 1004 on B', async () => {
+    await nav.call('answerWith', [{ hold: true }]);
+    const answer = await sys.call('query', [MAP, 'navigationMetadata', {}], 15000);
+    assert.deepEqual(answer.value, { code: 1004, message: 'Timed out', data: {} });
+  });
+
+  test('a second daemon claiming the bundle is refused and logged', async () => {
+    const c = await startNamed('C', policy('C', { [MAP]: { navigationPermission: true } }, { export: [MAP] }));
+    await b.waitStderr(/com\.example\.map is claimed by C too, while A serves it/, 10000);
+    await c.stop();
+  });
+
+  test('the navigation process or its daemon gone: B\'s open request settles 1003, then 1002', async () => {
+    let pending = sys.call('query', [MAP, 'navigationStatus', { app: 'gone' }], 15000);
+    await nav.waitEvent('query', (e) => e.params.app === 'gone');
+    await nav.kill();
+    assert.deepEqual((await pending).value, { code: 1003, message: 'Not found', data: {} });
+
+    nav = await startApp(a.socketPath, MAP);
+    await nav.call('answerWith', [{ hold: true }]);
+    assert.deepEqual(await nav.call('listenSystem'), { ok: true });
+    pending = sys.call('query', [MAP, 'navigationStatus', { daemon: 'gone' }], 15000);
+    await nav.waitEvent('query', (e) => e.params.daemon === 'gone');
+    await a.stop('SIGKILL');
+    // Else its client library would reconnect to the next daemon A and hold queries there.
+    await nav.kill();
+    const answer = await withDeadline(pending, 'the open query after A died', 10000);
+    assert.deepEqual(answer.value, { code: 1003, message: 'Not found', data: {} });
+    assert.equal((await sys.call('query', [MAP, 'navigationStatus', {}])).value.code, 1002);
+    await b.waitStderr(/com\.example\.map: its daemon A is gone/);
+  });
+
+  test('a daemon restarted at once claims the bundle again: records and answers resume', async () => {
+    const policyA = tmp.file('A.json');
+    for (const round of [1, 2]) {
+      // Round 2 restarts A while B still holds the claim of round 1's A.
+      if (round === 2) await Promise.all([a.stop('SIGKILL'), nav.kill()]);
+      a = await startNamed('A', policyA);
+      nav = await startApp(a.socketPath, MAP);
+      assert.deepEqual(await nav.call('listenSystem'), { ok: true });
+      const mark = 1000 * round;
+      await eventually(async () => {
+        await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+        return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+      }, `round ${round}: the restarted A's status reaches B`);
+      assert.equal((await sys.call('command', [MAP, 'goHome', {}])).value.code, 0);
+    }
+  });
+});
