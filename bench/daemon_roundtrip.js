@@ -9,6 +9,7 @@
 //  - query: two socket round trips, one thread start and two wake-ups of
 //    the Node loop (the request's and the answer's).
 // Prints one JSON line.
+const { waitForLine } = require('./child_output');
 const { spawn, fork } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
@@ -66,17 +67,6 @@ if (process.env.DAEMON_ROUNDTRIP_CHILD) {
 }
 
 // --- the parent: daemon, floors, then the child ---
-function waitForLine(child, pattern) {
-  return new Promise((resolve, reject) => {
-    let text = '';
-    child.stdout.on('data', (chunk) => {
-      text += chunk;
-      if (pattern.test(text)) resolve();
-    });
-    child.once('exit', (code) => reject(new Error(`exited early (${code})`)));
-  });
-}
-
 (async () => {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-'));
   const children = [];

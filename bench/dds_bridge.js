@@ -7,6 +7,7 @@
 // same configuration. This process is the system application on B.
 //
 // Prints one JSON line. SAMPLES (default 1000) per measurement.
+const { waitForLine } = require('./child_output');
 const { spawn, fork } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
@@ -37,17 +38,6 @@ if (process.env.DDS_BRIDGE_NAV_CHILD) {
   });
   process.send({ ready: true });
   return;
-}
-
-function waitForLine(child, pattern) {
-  return new Promise((resolve, reject) => {
-    let text = '';
-    child.stdout.on('data', (chunk) => {
-      text += chunk;
-      if (pattern.test(text)) resolve(text);
-    });
-    child.once('exit', (code) => reject(new Error(`exited early (${code}): ${text}`)));
-  });
 }
 
 // ddsperf ping against ddsperf pong for a few seconds: the median of the

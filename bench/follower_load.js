@@ -16,6 +16,7 @@
 //
 //   FOLLOWERS=1,8,32  SECONDS=5  RATE=0 (statuses per second, 0: as fast as
 //   the publisher can)
+const { waitForLine } = require('./child_output');
 const { spawn, fork } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
@@ -119,17 +120,6 @@ if (role === 'follower') {
 }
 
 // --- the parent ---
-function waitForLine(child, pattern) {
-  return new Promise((resolve, reject) => {
-    let text = '';
-    child.stdout.on('data', (chunk) => {
-      text += chunk;
-      if (pattern.test(text)) resolve();
-    });
-    child.once('exit', (code) => reject(new Error(`exited early (${code})`)));
-  });
-}
-
 function memoryOf(pid) {
   const status = fs.readFileSync(`/proc/${pid}/status`, 'utf8');
   const kib = (name) => Number(new RegExp(`${name}:\\s+(\\d+)`).exec(status)[1]);

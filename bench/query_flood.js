@@ -13,6 +13,7 @@
 //   QUERIES=10000  ANSWER_DELAY_MS=0 (how long the navigation application
 //   takes for each answer; while it is slower than the queries come, the
 //   requester's share fills up and the excess is refused 1006)
+const { waitForLine } = require('./child_output');
 const { spawn, fork } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
@@ -65,17 +66,6 @@ if (role === 'system') {
   });
   process.send({ ready: true });
   return;
-}
-
-function waitForLine(child, pattern) {
-  return new Promise((resolve, reject) => {
-    let text = '';
-    child.stdout.on('data', (chunk) => {
-      text += chunk;
-      if (pattern.test(text)) resolve();
-    });
-    child.once('exit', (code) => reject(new Error(`exited early (${code})`)));
-  });
 }
 
 const nextMessage = (child) => new Promise((resolve, reject) => {
