@@ -17,7 +17,7 @@ const path = require('node:path');
 const { measureFloors, floorsUs, us, ratio } = require('./floors');
 
 const root = path.join(__dirname, '..');
-const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(root, 'build');
+const buildDir = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(root, 'build'));
 const samples = Number(process.env.SAMPLES || 2000);
 const BUNDLE = 'com.example.bench';
 

@@ -14,7 +14,7 @@ const os = require('node:os');
 const path = require('node:path');
 
 const root = path.join(__dirname, '..');
-const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(root, 'build');
+const buildDir = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(root, 'build'));
 const samples = Number(process.env.SAMPLES || 1000);
 const warmUp = 100;
 const MAP = 'com.example.map';

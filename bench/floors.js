@@ -8,7 +8,7 @@
 const { execFileSync } = require('node:child_process');
 const path = require('node:path');
 
-const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(__dirname, '..', 'build');
+const buildDir = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(__dirname, '..', 'build'));
 
 async function measureFloors(samples = 2000) {
   const native = JSON.parse(execFileSync(path.join(buildDir, 'bin', 'navinfo_bench_floors'), [String(samples)],

@@ -23,7 +23,7 @@ const os = require('node:os');
 const path = require('node:path');
 
 const root = path.join(__dirname, '..');
-const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(root, 'build');
+const buildDir = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(root, 'build'));
 const followerCounts = (process.env.FOLLOWERS || '1,8,32').split(',').map(Number);
 const seconds = Number(process.env.SECONDS || 5);
 const rate = Number(process.env.RATE || 0);

@@ -20,7 +20,7 @@ const os = require('node:os');
 const path = require('node:path');
 
 const root = path.join(__dirname, '..');
-const buildDir = process.env.NAVINFO_BUILD_DIR || path.join(root, 'build');
+const buildDir = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(root, 'build'));
 const queries = Number(process.env.QUERIES || 10000);
 const answerDelayMs = Number(process.env.ANSWER_DELAY_MS || 0);
 const MAP = 'com.example.map';
