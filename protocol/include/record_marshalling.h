@@ -18,6 +18,7 @@
 #include "navigation_info_data.h"
 #include "numbered_notifications.h"
 #include "parcel.h"
+#include "parcel_sizer.h"
 #include "want_params.h"
 
 namespace OHOS::NavigationInfoService::Marshalling {
@@ -59,6 +60,13 @@ bool ReadNotificationNumber(Parcel& parcel, NotificationNumber& number);
 // A string of at most MAX_STRING_BYTES (bundle names, messages).
 bool WriteBoundedString(Parcel& parcel, const std::string& value);
 bool ReadBoundedString(Parcel& parcel, std::string& value);
+
+// The writes above counted instead of made: the same limits, the same
+// failures, the bytes added to the sizer.
+bool MeasureNavigationStatus(ParcelSizer& sizer, const NavigationStatus& status);
+bool MeasureNavigationMetadata(ParcelSizer& sizer, const NavigationMetadata& metadata);
+bool MeasureBoundedString(ParcelSizer& sizer, const std::string& value);
+bool MeasureNotificationNumber(ParcelSizer& sizer, const NotificationNumber& number);
 
 } // namespace OHOS::NavigationInfoService::Marshalling
 

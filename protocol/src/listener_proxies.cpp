@@ -85,35 +85,23 @@ bool WriteMetadataNotification(MessageParcel& data, const NavigationMetadata& me
         Marshalling::WriteNavigationMetadata);
 }
 
-namespace {
-
-// Whether write puts the record in a parcel; the parcel is this thread's
-// scratch one, so that the check at every publish allocates nothing.
-template <typename Write>
-bool FitsInParcel(Write&& write)
-{
-    constexpr size_t LARGEST_KEPT = 64 * 1024; // a scratch parcel that grew past this is let go
-    thread_local MessageParcel scratch;
-    scratch.ClearData();
-    bool fits = write(scratch);
-    if (scratch.GetDataSize() > LARGEST_KEPT) {
-        scratch = MessageParcel();
-    }
-    return fits;
-}
-
-} // namespace
-
+// The check counts the notification's bytes instead of writing them: the
+// record is not copied, and nothing is allocated.
 bool StatusNotificationFits(const NavigationStatus& status, const std::string& bundleName)
 {
-    return FitsInParcel(
-        [&](MessageParcel& data) { return WriteStatusNotification(data, status, bundleName, LARGEST_NUMBER); });
+    ParcelSizer sizer;
+    return sizer.WriteInterfaceToken(INavigationStatusListener::GetDescriptor()) &&
+        Marshalling::MeasureNavigationStatus(sizer, status) && Marshalling::MeasureBoundedString(sizer, bundleName) &&
+        Marshalling::MeasureNotificationNumber(sizer, LARGEST_NUMBER);
 }
 
 bool MetadataNotificationFits(const NavigationMetadata& metadata, const std::string& bundleName)
 {
-    return FitsInParcel(
-        [&](MessageParcel& data) { return WriteMetadataNotification(data, metadata, bundleName, LARGEST_NUMBER); });
+    ParcelSizer sizer;
+    return sizer.WriteInterfaceToken(INavigationMetadataListener::GetDescriptor()) &&
+        Marshalling::MeasureNavigationMetadata(sizer, metadata) &&
+        Marshalling::MeasureBoundedString(sizer, bundleName) &&
+        Marshalling::MeasureNotificationNumber(sizer, LARGEST_NUMBER);
 }
 
 NavigationStatusListenerProxy::NavigationStatusListenerProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote))

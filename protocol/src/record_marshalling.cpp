@@ -28,9 +28,10 @@ constexpr size_t MIN_LOCATION_BYTES = 4 + 4 + 3 * 8; // empty name, coordType, t
 constexpr size_t MIN_WANT_ENTRY_BYTES = 4 + 4 + 4;   // empty key, tag, smallest value
 constexpr size_t MIN_WANT_ELEMENT_BYTES = 4 + 4;     // tag, smallest value
 
-// Runs body; if it fails, drops whatever it wrote.
-template <typename Body>
-bool Writing(Parcel& parcel, Body&& body)
+// Runs body; if it fails, drops whatever it wrote. The writers take any Out
+// with Parcel's writing members: a Parcel, or a ParcelSizer that only counts.
+template <typename Out, typename Body>
+bool Writing(Out& parcel, Body&& body)
 {
     const size_t start = parcel.GetWritePosition();
     if (body()) {
@@ -52,7 +53,8 @@ bool Reading(Parcel& parcel, Body&& body)
     return false;
 }
 
-bool WriteCount(Parcel& parcel, size_t count, size_t maxCount)
+template <typename Out>
+bool WriteCount(Out& parcel, size_t count, size_t maxCount)
 {
     return count <= maxCount && parcel.WriteInt32(static_cast<int32_t>(count));
 }
@@ -81,7 +83,8 @@ bool PeekLength(Parcel& parcel, size_t maxLength)
     return length >= 0 && static_cast<size_t>(length) <= maxLength;
 }
 
-bool WriteStringItem(Parcel& parcel, const std::string& value)
+template <typename Out>
+bool WriteStringItem(Out& parcel, const std::string& value)
 {
     return value.size() <= MAX_STRING_BYTES && parcel.WriteString(value);
 }
@@ -91,7 +94,8 @@ bool ReadStringItem(Parcel& parcel, std::string& value)
     return PeekLength(parcel, MAX_STRING_BYTES) && parcel.ReadString(value);
 }
 
-bool WriteTextVector(Parcel& parcel, const std::vector<uint16_t>& value)
+template <typename Out>
+bool WriteTextVector(Out& parcel, const std::vector<uint16_t>& value)
 {
     return value.size() <= MAX_TEXT_VECTOR_UNITS && parcel.WriteUInt16Vector(value);
 }
@@ -101,7 +105,8 @@ bool ReadTextVector(Parcel& parcel, std::vector<uint16_t>& value)
     return PeekLength(parcel, MAX_TEXT_VECTOR_UNITS) && parcel.ReadUInt16Vector(value);
 }
 
-bool WriteLocationItem(Parcel& parcel, const Location& location)
+template <typename Out>
+bool WriteLocationItem(Out& parcel, const Location& location)
 {
     return WriteStringItem(parcel, location.name) && parcel.WriteInt32(location.coordType) &&
         parcel.WriteDouble(location.longitude) && parcel.WriteDouble(location.latitude) &&
@@ -119,11 +124,13 @@ bool ReadLocationItem(Parcel& parcel, Location& location)
 // depth: the level of the map being written or read (outermost 1).
 // budget: values that may still be written or read in this tree.
 
-bool WriteParamsItem(Parcel& parcel, const WantParams& params, size_t depth, size_t& budget);
+template <typename Out>
+bool WriteParamsItem(Out& parcel, const WantParams& params, size_t depth, size_t& budget);
 bool ReadParamsItem(Parcel& parcel, WantParams& params, size_t depth, size_t& budget);
 
 // A value held by a container of level depth.
-bool WriteValueItem(Parcel& parcel, const WantValue& value, size_t depth, size_t& budget)
+template <typename Out>
+bool WriteValueItem(Out& parcel, const WantValue& value, size_t depth, size_t& budget)
 {
     switch (value.GetType()) {
         case WantValue::Type::BOOLEAN:
@@ -217,7 +224,8 @@ bool ReadValueItem(Parcel& parcel, WantValue& value, size_t depth, size_t& budge
     }
 }
 
-bool WriteParamsItem(Parcel& parcel, const WantParams& params, size_t depth, size_t& budget)
+template <typename Out>
+bool WriteParamsItem(Out& parcel, const WantParams& params, size_t depth, size_t& budget)
 {
     const auto& entries = params.GetEntries();
     if (depth > MAX_WANT_DEPTH || !WriteCount(parcel, entries.size(), MAX_WANT_VALUES)) {
@@ -264,39 +272,20 @@ bool ReadParamsItem(Parcel& parcel, WantParams& params, size_t depth, size_t& bu
     return true;
 }
 
-} // namespace
-
-bool WriteBoundedString(Parcel& parcel, const std::string& value)
+template <typename Out>
+bool WriteBoundedStringTo(Out& parcel, const std::string& value)
 {
     return Writing(parcel, [&] { return WriteStringItem(parcel, value); });
 }
 
-bool ReadBoundedString(Parcel& parcel, std::string& value)
-{
-    return Reading(parcel, [&] { return ReadStringItem(parcel, value); });
-}
-
-bool WriteNotificationNumber(Parcel& parcel, const NotificationNumber& number)
+template <typename Out>
+bool WriteNotificationNumberTo(Out& parcel, const NotificationNumber& number)
 {
     return Writing(parcel, [&] { return parcel.WriteUint64(number.stream) && parcel.WriteUint64(number.sequence); });
 }
 
-bool ReadNotificationNumber(Parcel& parcel, NotificationNumber& number)
-{
-    return Reading(parcel, [&] { return parcel.ReadUint64(number.stream) && parcel.ReadUint64(number.sequence); });
-}
-
-bool WriteLocation(Parcel& parcel, const Location& location)
-{
-    return Writing(parcel, [&] { return WriteLocationItem(parcel, location); });
-}
-
-bool ReadLocation(Parcel& parcel, Location& location)
-{
-    return Reading(parcel, [&] { return ReadLocationItem(parcel, location); });
-}
-
-bool WriteNavigationStatus(Parcel& parcel, const NavigationStatus& status)
+template <typename Out>
+bool WriteNavigationStatusTo(Out& parcel, const NavigationStatus& status)
 {
     return Writing(parcel, [&] {
         if (!parcel.WriteInt32(status.status) || !parcel.WriteInt32(status.naviType) ||
@@ -321,6 +310,60 @@ bool WriteNavigationStatus(Parcel& parcel, const NavigationStatus& status)
         }
         return parcel.WriteInt64(status.updateTime);
     });
+}
+
+template <typename Out>
+bool WriteNavigationMetadataTo(Out& parcel, const NavigationMetadata& m)
+{
+    return Writing(parcel, [&] {
+        size_t budget = MAX_WANT_VALUES;
+        return parcel.WriteUint16(m.naviTurnMode) && parcel.WriteUint32(m.segmentLeftDis) &&
+            WriteStringItem(parcel, m.currentRoadName) && WriteStringItem(parcel, m.nextRoadName) &&
+            WriteTextVector(parcel, m.intersectionView) && parcel.WriteUint32(m.viewWidth) &&
+            parcel.WriteUint32(m.viewHeight) && WriteTextVector(parcel, m.trafficLane) &&
+            parcel.WriteBool(m.cameraSpeedLimitValid) && parcel.WriteUint32(m.cameraSpeedLimit) &&
+            parcel.WriteBool(m.naviSpeedLimitValid) && parcel.WriteUint32(m.naviSpeedLimit) &&
+            parcel.WriteUint32(m.currentSpeed) && parcel.WriteDouble(m.naviBearing) &&
+            parcel.WriteUint32(m.totalLeftDis) && parcel.WriteUint32(m.remainingTime) &&
+            WriteParamsItem(parcel, m.customData, 1, budget);
+    });
+}
+
+} // namespace
+
+bool WriteBoundedString(Parcel& parcel, const std::string& value)
+{
+    return WriteBoundedStringTo(parcel, value);
+}
+
+bool ReadBoundedString(Parcel& parcel, std::string& value)
+{
+    return Reading(parcel, [&] { return ReadStringItem(parcel, value); });
+}
+
+bool WriteNotificationNumber(Parcel& parcel, const NotificationNumber& number)
+{
+    return WriteNotificationNumberTo(parcel, number);
+}
+
+bool ReadNotificationNumber(Parcel& parcel, NotificationNumber& number)
+{
+    return Reading(parcel, [&] { return parcel.ReadUint64(number.stream) && parcel.ReadUint64(number.sequence); });
+}
+
+bool WriteLocation(Parcel& parcel, const Location& location)
+{
+    return Writing(parcel, [&] { return WriteLocationItem(parcel, location); });
+}
+
+bool ReadLocation(Parcel& parcel, Location& location)
+{
+    return Reading(parcel, [&] { return ReadLocationItem(parcel, location); });
+}
+
+bool WriteNavigationStatus(Parcel& parcel, const NavigationStatus& status)
+{
+    return WriteNavigationStatusTo(parcel, status);
 }
 
 bool ReadNavigationStatus(Parcel& parcel, NavigationStatus& status)
@@ -360,18 +403,7 @@ bool ReadNavigationStatus(Parcel& parcel, NavigationStatus& status)
 
 bool WriteNavigationMetadata(Parcel& parcel, const NavigationMetadata& m)
 {
-    return Writing(parcel, [&] {
-        size_t budget = MAX_WANT_VALUES;
-        return parcel.WriteUint16(m.naviTurnMode) && parcel.WriteUint32(m.segmentLeftDis) &&
-            WriteStringItem(parcel, m.currentRoadName) && WriteStringItem(parcel, m.nextRoadName) &&
-            WriteTextVector(parcel, m.intersectionView) && parcel.WriteUint32(m.viewWidth) &&
-            parcel.WriteUint32(m.viewHeight) && WriteTextVector(parcel, m.trafficLane) &&
-            parcel.WriteBool(m.cameraSpeedLimitValid) && parcel.WriteUint32(m.cameraSpeedLimit) &&
-            parcel.WriteBool(m.naviSpeedLimitValid) && parcel.WriteUint32(m.naviSpeedLimit) &&
-            parcel.WriteUint32(m.currentSpeed) && parcel.WriteDouble(m.naviBearing) &&
-            parcel.WriteUint32(m.totalLeftDis) && parcel.WriteUint32(m.remainingTime) &&
-            WriteParamsItem(parcel, m.customData, 1, budget);
-    });
+    return WriteNavigationMetadataTo(parcel, m);
 }
 
 bool ReadNavigationMetadata(Parcel& parcel, NavigationMetadata& m)
@@ -422,6 +454,26 @@ bool ReadWantParams(Parcel& parcel, AAFwk::WantParams& params)
         size_t budget = MAX_WANT_VALUES;
         return ReadParamsItem(parcel, params, 1, budget);
     });
+}
+
+bool MeasureNavigationStatus(ParcelSizer& sizer, const NavigationStatus& status)
+{
+    return WriteNavigationStatusTo(sizer, status);
+}
+
+bool MeasureNavigationMetadata(ParcelSizer& sizer, const NavigationMetadata& metadata)
+{
+    return WriteNavigationMetadataTo(sizer, metadata);
+}
+
+bool MeasureBoundedString(ParcelSizer& sizer, const std::string& value)
+{
+    return WriteBoundedStringTo(sizer, value);
+}
+
+bool MeasureNotificationNumber(ParcelSizer& sizer, const NotificationNumber& number)
+{
+    return WriteNotificationNumberTo(sizer, number);
 }
 
 } // namespace OHOS::NavigationInfoService::Marshalling

@@ -397,5 +397,75 @@ TEST(RecordMarshallingLimits, NarrowMetadataFieldsRefuseWideValues)
     }
 }
 
+// --- Measuring ---
+
+// A metadata record whose customData holds count strings of 64,000 bytes and
+// one of lastBytes: about lastBytes + count * 64 KiB.
+NavigationMetadata MetadataOfSize(size_t count, size_t lastBytes)
+{
+    NavigationMetadata metadata;
+    for (size_t i = 0; i < count; ++i) {
+        metadata.customData.AppendParam("s" + std::to_string(i), AAFwk::WantValue::String(std::string(64000, 'x')));
+    }
+    metadata.customData.AppendParam("last", AAFwk::WantValue::String(std::string(lastBytes, 'y')));
+    return metadata;
+}
+
+TEST(RecordMeasuring, MeasuringAcceptsExactlyWhatAParcelTakesAndCountsItsBytes)
+{
+    std::vector<std::pair<std::string, std::function<bool(Parcel*, ParcelSizer*)>>> cases;
+    auto addStatus = [&](const std::string& name, const NavigationStatus& status) {
+        cases.push_back({name, [status](Parcel* p, ParcelSizer* s) {
+            return p != nullptr ? WriteNavigationStatus(*p, status) : MeasureNavigationStatus(*s, status);
+        }});
+    };
+    auto addMetadata = [&](const std::string& name, const NavigationMetadata& metadata) {
+        cases.push_back({name, [metadata](Parcel* p, ParcelSizer* s) {
+            return p != nullptr ? WriteNavigationMetadata(*p, metadata) : MeasureNavigationMetadata(*s, metadata);
+        }});
+    };
+    for (const NavigationStatus& status : Testing::StatusSamples()) {
+        addStatus("status sample", status);
+    }
+    for (const NavigationMetadata& metadata : Testing::MetadataSamples()) {
+        addMetadata("metadata sample", metadata);
+    }
+    NavigationStatus tooManyPoints;
+    tooManyPoints.passPoint.resize(MAX_PASS_POINTS + 1);
+    addStatus("pass points over the limit", tooManyPoints);
+    NavigationMetadata deep;
+    deep.customData = Testing::NestedParams(MAX_WANT_DEPTH + 1);
+    addMetadata("custom data too deep", deep);
+    NavigationMetadata longName;
+    longName.nextRoadName.assign(MAX_STRING_BYTES + 1, 'n');
+    addMetadata("string over the limit", longName);
+    // Around the parcel's capacity: the longest last string a parcel takes,
+    // and a few bytes either side of it.
+    size_t low = 0;
+    size_t high = 64000;
+    while (low < high) {
+        const size_t middle = (low + high + 1) / 2;
+        Parcel parcel;
+        if (WriteNavigationMetadata(parcel, MetadataOfSize(16, middle))) {
+            low = middle;
+        } else {
+            high = middle - 1;
+        }
+    }
+    ASSERT_GT(low, 5u);
+    ASSERT_LT(low, 64000u - 5);
+    for (size_t bytes = low - 5; bytes <= low + 5; ++bytes) {
+        addMetadata("capacity " + std::to_string(bytes), MetadataOfSize(16, bytes));
+    }
+    for (const auto& [name, write] : cases) {
+        SCOPED_TRACE(name);
+        Parcel parcel;
+        ParcelSizer sizer;
+        const bool written = write(&parcel, nullptr);
+        EXPECT_EQ(write(nullptr, &sizer), written);
+        EXPECT_EQ(sizer.GetDataSize(), parcel.GetDataSize());
+    }
+}
+
 } // namespace
 } // namespace OHOS::NavigationInfoService
