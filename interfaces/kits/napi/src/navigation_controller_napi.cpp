@@ -2,6 +2,7 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "nav_info_client.h"
 #include "name_table.h"
@@ -115,7 +116,7 @@ napi_value NavigationControllerNapi::JsUpdateNavigationStatus(napi_env env, napi
     }
     NavigationStatus status {};
     ParseNavigationStatusData(env, argv[0], &status);
-    int32_t ret = NavInfoClient::GetClientInstance()->UpdateNavigationStatus(status);
+    int32_t ret = NavInfoClient::GetClientInstance()->UpdateNavigationStatus(std::move(status));
     ThrowForResult(env, ret);
     NAVI_LOGI("UpdateNavigationStatus ret= %{public}d", ret);
     return nullptr;
@@ -130,7 +131,7 @@ napi_value NavigationControllerNapi::JsUpdateNavigationMetadata(napi_env env, na
     }
     NavigationMetadata metadata {};
     ParseNavigationMetadata(env, argv[0], &metadata);
-    int32_t ret = NavInfoClient::GetClientInstance()->UpdateNavigationMetadata(metadata);
+    int32_t ret = NavInfoClient::GetClientInstance()->UpdateNavigationMetadata(std::move(metadata));
     ThrowForResult(env, ret);
     NAVI_LOGI("UpdateNavigationMetadata ret= %{public}d", ret);
     return nullptr;
@@ -264,7 +265,7 @@ void NavigationControllerNapi::ParsePassPointDatas(napi_env env, napi_value arra
         }
         Location location {};
         ParseLocationData(env, element, &location);
-        passPoints.push_back(location);
+        passPoints.push_back(std::move(location));
     }
 }
 
