@@ -44,6 +44,14 @@ int DaemonService::Start()
     options.authenticator = MakeIdentityAuthenticator(policy_);
     options.maxConnectionsPerUid = config_.maxConnectionsPerUid;
     options.idleTimeoutMs = static_cast<int>(config_.idleTimeout.count());
+    // The stub's calls never block and never wait on a client, so each runs
+    // on the reader thread that read it; the listener calls it causes run
+    // there too, once its reply has gone, instead of on a worker.
+    std::shared_ptr<WorkerPool> executor = executor_;
+    options.runOnReader = [executor](const std::function<void()>& run) {
+        WorkerPool::CallerRuns listenerCalls(*executor);
+        run();
+    };
     std::weak_ptr<NavInfoServiceCore> core = core_;
     auto stopping = stopping_;
     options.onConnectionClosed = [core, stopping](const std::shared_ptr<IpcConnection>& connection) {

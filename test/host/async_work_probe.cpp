@@ -3,7 +3,9 @@
 // queueFromThread(ms)   promise; a native thread queues the work after ms.
 // queueOnLoop()         promise; the work is queued on this thread.
 //   Both resolve in the complete callback with
-//   { queueStatus, completeStatus, executed } and delete the work there.
+//   { queueStatus, completeStatus, executedOn } and delete the work there;
+//   executedOn names the thread the execute callback ran on: "queuing
+//   thread", "loop thread", "another thread", or "never".
 // createWork()          id of a kept work (its complete deletes it).
 // deleteWork(id)        status of napi_delete_async_work.
 // queueWorkFromThread(id) / queueWorkHere(id)
@@ -29,8 +31,16 @@ struct PromiseWork {
     napi_async_work work = nullptr;    // set before the queuer starts
     std::thread queuer;                // joined in the complete callback
     std::atomic<int> queueStatus{-1};  // written by whoever queues
-    std::atomic<bool> executed{false}; // written on the thread pool
+    std::thread::id loop = std::this_thread::get_id();
+    std::thread::id queuing;           // set by the queuer before it queues
+    std::atomic<const char*> executedOn{"never"}; // written by the execute callback
 };
+
+const char* ExecutedOn(const PromiseWork& pw)
+{
+    const auto self = std::this_thread::get_id();
+    return self == pw.loop ? "loop thread" : self == pw.queuing ? "queuing thread" : "another thread";
+}
 
 void ResolvePromiseWork(napi_env env, napi_status status, void* data)
 {
@@ -40,9 +50,9 @@ void ResolvePromiseWork(napi_env env, napi_status status, void* data)
     }
     napi_delete_async_work(env, pw->work);
     napi_value result = HostTest::Ints(env, {{"queueStatus", pw->queueStatus}, {"completeStatus", status}});
-    napi_value executed = nullptr;
-    napi_get_boolean(env, pw->executed, &executed);
-    napi_set_named_property(env, result, "executed", executed);
+    napi_value executedOn = nullptr;
+    napi_create_string_utf8(env, pw->executedOn, NAPI_AUTO_LENGTH, &executedOn);
+    napi_set_named_property(env, result, "executedOn", executedOn);
     napi_resolve_deferred(env, pw->deferred, result);
 }
 
@@ -54,7 +64,10 @@ napi_value PromiseOfWork(napi_env env, uint32_t delayMs, bool fromThread)
     pw->env = env;
     napi_value promise = nullptr;
     napi_value name = nullptr;
-    auto execute = [](napi_env, void* data) { static_cast<PromiseWork*>(data)->executed = true; };
+    auto execute = [](napi_env, void* data) {
+        auto* pw = static_cast<PromiseWork*>(data);
+        pw->executedOn = ExecutedOn(*pw);
+    };
     if (napi_create_promise(env, &pw->deferred, &promise) != napi_ok ||
         napi_create_string_utf8(env, "napi_host_test.promiseWork", NAPI_AUTO_LENGTH, &name) != napi_ok ||
         napi_create_async_work(env, nullptr, name, execute, ResolvePromiseWork, pw.get(), &pw->work) != napi_ok) {
@@ -68,6 +81,7 @@ napi_value PromiseOfWork(napi_env env, uint32_t delayMs, bool fromThread)
                 std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
                 // Owned by the complete callback from here on: it joins this
                 // thread before freeing raw, so the store below is safe.
+                raw->queuing = std::this_thread::get_id();
                 raw->queueStatus = napi_queue_async_work(raw->env, raw->work);
             });
         } else if ((pw->queueStatus = napi_queue_async_work(env, pw->work)) != napi_ok) {

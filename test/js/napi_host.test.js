@@ -14,7 +14,10 @@ const { runScript } = require('./support/child');
 const addonPath = path.join(paths.libDir, 'napi_host_test_addon.node');
 const addon = require(addonPath);
 const S = addon.status;
-const DONE = { queueStatus: S.ok, completeStatus: S.ok, executed: true };
+// Queued from another thread, a work's execute runs on that thread (it is off
+// the loop already); queued on the loop, on Node's worker pool.
+const DONE = { queueStatus: S.ok, completeStatus: S.ok, executedOn: 'queuing thread' };
+const DONE_ON_LOOP = { ...DONE, executedOn: 'another thread' };
 
 // Runs source in a child Node process that has the addon as `addon`; a child
 // that does not end by itself is killed at the deadline and reported timedOut.
@@ -45,9 +48,10 @@ test('napi_call_function: a null receiver is undefined to strict code, globalThi
 
 describe('async works queued from any thread', () => {
   test('works queued from native threads, many at once, or on the JS thread run and complete', async () => {
-    const results = await Promise.all([addon.queueOnLoop(),
+    const [onLoop, ...fromThreads] = await Promise.all([addon.queueOnLoop(),
       ...Array.from({ length: 40 }, (_, i) => addon.queueFromThread(i % 7))]);
-    for (const result of results) assert.deepEqual(result, DONE);
+    assert.deepEqual(onLoop, DONE_ON_LOOP);
+    for (const result of fromThreads) assert.deepEqual(result, DONE);
   });
 
   test('a work never queued is deleted; one never created is refused from any thread', () => {

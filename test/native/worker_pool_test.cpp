@@ -1,7 +1,9 @@
 // The worker pool (the IPC threads) and the deadline timer.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -74,6 +76,59 @@ TEST(WorkerPoolTest, TasksOfOneKeyRunOneAtATimeInOrder)
         ASSERT_EQ(seen[0][i], i);
         ASSERT_EQ(seen[1][i], i);
     }
+}
+
+// Tasks posted inside a CallerRuns scope run on the posting thread when it
+// closes, unless their key is busy elsewhere; a key's order holds across the
+// caller and the workers, and what the kept tasks post goes to the workers.
+TEST(WorkerPoolTest, CallerRunsKeepsFreeTasksForTheClosingThreadAndTheKeyOrder)
+{
+    WorkerPool pool(2);
+    const auto caller = std::this_thread::get_id();
+    int freeKey = 0;
+    int busyKey = 0;
+    std::mutex mutex;
+    std::vector<std::string> order;
+    std::map<std::string, std::thread::id> ranOn;
+    auto record = [&](const std::string& name) {
+        std::lock_guard<std::mutex> lock(mutex);
+        order.push_back(name);
+        ranOn[name] = std::this_thread::get_id();
+    };
+    std::atomic<bool> release{false};
+    ASSERT_TRUE(pool.Post(&busyKey, [&] {
+        WaitUntil([&] { return release.load(); });
+        record("busy-1");
+    }));
+    std::thread other;
+    {
+        WorkerPool::CallerRuns scope(pool);
+        ASSERT_TRUE(pool.Post(&freeKey, [&] {
+            record("free-1");
+            pool.Post(nullptr, [&] { record("posted-by-kept"); });
+        }));
+        ASSERT_TRUE(pool.Post(nullptr, [&] { record("unkeyed"); }));
+        ASSERT_TRUE(pool.Post(&busyKey, [&] { record("busy-2"); }));
+        // Another thread's task of a key the caller keeps waits for it.
+        other = std::thread([&] { pool.Post(&freeKey, [&] { record("free-2"); }); });
+        other.join();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::lock_guard<std::mutex> lock(mutex);
+        EXPECT_TRUE(order.empty()) << "nothing kept runs before the scope closes";
+    }
+    release = true;
+    ASSERT_TRUE(WaitUntil([&] {
+        std::lock_guard<std::mutex> lock(mutex);
+        return order.size() == 6;
+    }));
+    EXPECT_EQ(ranOn["free-1"], caller);
+    EXPECT_EQ(ranOn["unkeyed"], caller);
+    EXPECT_NE(ranOn["posted-by-kept"], caller);
+    EXPECT_NE(ranOn["free-2"], caller);
+    EXPECT_NE(ranOn["busy-2"], caller);
+    auto position = [&](const std::string& name) { return std::find(order.begin(), order.end(), name) - order.begin(); };
+    EXPECT_LT(position("free-1"), position("free-2"));
+    EXPECT_LT(position("busy-1"), position("busy-2"));
 }
 
 TEST(WorkerPoolTest, ThrowingTaskDoesNotStopItsThread)

@@ -92,6 +92,8 @@ public:
     using Authenticator = std::function<int(IpcConnection& connection, const IpcHelloInfo& hello)>;
     // Told once, on the reader thread, after the connection has ended.
     using ClosedCallback = std::function<void(const std::shared_ptr<IpcConnection>& connection)>;
+    // Runs a call on the reader thread: must call run() exactly once.
+    using ReaderCallRunner = std::function<void(const std::function<void()>& run)>;
 
     struct Options {
         Role role = Role::CLIENT;
@@ -105,6 +107,12 @@ public:
         int frameTimeoutMs = kFrameReadTimeoutMs;
         // Server side: see kIdleTimeoutMs; 0 keeps idle connections.
         int idleTimeoutMs = 0;
+        // For objects whose calls never block and never wait on their own
+        // peer. Set: synchronous calls run on the reader thread as they are
+        // read (reply included) instead of being handed to the pool, and every
+        // call the reader thread runs goes through this function. Absent:
+        // synchronous calls run on the pool.
+        ReaderCallRunner runOnReader;
     };
 
     ~IpcConnection();
@@ -249,6 +257,7 @@ private:
     const std::shared_ptr<IpcThreadPool> pool_;
     const Authenticator authenticator_;
     const ClosedCallback onClosed_;
+    const ReaderCallRunner runOnReader_;
     const int sendTimeoutMs_;
     const int handshakeTimeoutMs_;
     const int frameTimeoutMs_;

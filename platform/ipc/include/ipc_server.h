@@ -48,6 +48,8 @@ struct IpcServerOptions {
     IpcConnection::Authenticator authenticator;
     // Told when a connection ends (reader thread of that connection).
     IpcConnection::ClosedCallback onConnectionClosed;
+    // See IpcConnection::Options::runOnReader.
+    IpcConnection::ReaderCallRunner runOnReader;
 };
 
 class IpcServer {

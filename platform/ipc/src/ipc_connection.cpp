@@ -55,6 +55,7 @@ IpcConnection::IpcConnection(int fd, Options options)
       pool_(std::move(options.pool)),
       authenticator_(std::move(options.authenticator)),
       onClosed_(std::move(options.onClosed)),
+      runOnReader_(std::move(options.runOnReader)),
       sendTimeoutMs_(options.sendTimeoutMs > 0 ? options.sendTimeoutMs : kSendTimeoutMs),
       handshakeTimeoutMs_(options.handshakeTimeoutMs > 0 ? options.handshakeTimeoutMs : kHandshakeTimeoutMs),
       frameTimeoutMs_(options.frameTimeoutMs > 0 ? options.frameTimeoutMs : kFrameReadTimeoutMs),

@@ -147,6 +147,8 @@ bool IpcConnection::HandleTransaction(IpcWire::Frame& frame)
     int refusal = IPC_OK;
     if (target == nullptr) {
         refusal = IPC_ERR_UNKNOWN_OBJECT;
+    } else if (runOnReader_) {
+        runOnReader_([&] { RunSync(transactionId, target, frame.header.code, data, bytes); });
     } else {
         auto self = shared_from_this();
         uint32_t code = frame.header.code;
@@ -212,9 +214,16 @@ bool IpcConnection::HandleOneway(IpcWire::Frame& frame)
         }
     }
     if (inlineTarget != nullptr) {
-        MessageParcel reply;
-        MessageOption option(MessageOption::TF_ASYNC);
-        Dispatch(inlineTarget, frame.header.code, data, reply, option);
+        auto run = [&] {
+            MessageParcel reply;
+            MessageOption option(MessageOption::TF_ASYNC);
+            Dispatch(inlineTarget, frame.header.code, data, reply, option);
+        };
+        if (runOnReader_) {
+            runOnReader_(run);
+        } else {
+            run();
+        }
         std::lock_guard<std::mutex> lock(mutex_);
         onewayRunning_ = false;
         return true;

@@ -118,6 +118,7 @@ void Admit(const std::shared_ptr<IpcServer::State>& state, int fd)
     options.handshakeTimeoutMs = state->options.handshakeTimeoutMs;
     options.frameTimeoutMs = state->options.frameTimeoutMs;
     options.idleTimeoutMs = state->options.idleTimeoutMs;
+    options.runOnReader = state->options.runOnReader;
     IpcConnection::ClosedCallback userCallback = state->options.onConnectionClosed;
     options.onClosed = [weak, userCallback](const std::shared_ptr<IpcConnection>& connection) {
         Forget(weak, connection->GetId());

@@ -18,6 +18,16 @@
 
 namespace NapiHost {
 
+// A work created through the wrapper. The serial tells it apart from a later
+// work at the same address; the callbacks and data, as given at creation, let
+// a queue request from another thread run the work without the worker pool.
+struct TrackedWork {
+    std::uint64_t serial = 0;
+    napi_async_execute_callback execute = nullptr;
+    napi_async_complete_callback complete = nullptr;
+    void* data = nullptr;
+};
+
 // Lives from the first wrapped call that needs it (on the env's loop thread)
 // for as long as anything refers to it; the registry lets go of it in the
 // env's cleanup hook. Its destructor touches neither Node nor JavaScript, so
@@ -37,9 +47,8 @@ struct EnvState {
     // threads on the loop thread (created lazily, null once not alive). Ref'd
     // while works is not empty, so outstanding works keep the loop alive.
     napi_threadsafe_function hop = nullptr;
-    // Works created through the wrapper and not yet deleted, each with a serial
-    // that tells it apart from a later work at the same address.
-    std::unordered_map<napi_async_work, std::uint64_t> works;
+    // Works created through the wrapper and not yet deleted.
+    std::unordered_map<napi_async_work, TrackedWork> works;
     std::uint64_t nextWorkSerial = 1;
 };
 

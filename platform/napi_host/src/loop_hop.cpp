@@ -9,9 +9,9 @@
 namespace NapiHost {
 namespace {
 
-// One queue request in flight. Created on the requesting thread, owned by
-// the hop's queue, destroyed on the loop thread (by HopCallJs, also when Node
-// empties the queue at teardown).
+// One completion in flight: created on the thread that queued the work (after
+// running its execute there), owned by the hop's queue, destroyed on the loop
+// thread (by HopCallJs, also when Node empties the queue at teardown).
 struct HopItem {
     std::shared_ptr<EnvState> state;
     napi_async_work work = nullptr;
@@ -19,7 +19,9 @@ struct HopItem {
 };
 
 // The hop's call-into-JS callback: loop thread only. env is null when Node
-// empties the queue of a function it is freeing: the request is dropped.
+// empties the queue of a function it is freeing: the completion is dropped.
+// Node runs it in a callback scope, as it runs an async work's complete:
+// promises the complete settles have their reactions run when it returns.
 void HopCallJs(napi_env env, napi_value /* js_callback */, void* /* context */, void* data)
 {
     std::unique_ptr<HopItem> item(static_cast<HopItem*>(data));
@@ -27,21 +29,26 @@ void HopCallJs(napi_env env, napi_value /* js_callback */, void* /* context */, 
         return;
     }
     EnvState& state = *item->state;
-    bool queueIt = false;
+    napi_async_complete_callback complete = nullptr;
+    void* workData = nullptr;
     {
         std::lock_guard<std::mutex> lock(state.mu);
         auto it = state.works.find(item->work);
-        queueIt = state.alive && it != state.works.end() && it->second == item->serial;
+        if (state.alive && it != state.works.end() && it->second.serial == item->serial) {
+            complete = it->second.complete;
+            workData = it->second.data;
+        }
     }
-    if (!queueIt) {
-        // Node may still dispatch the hop while tearing the environment down.
-        NAPI_HOST_LOGW("dropped a queue request: the work was deleted or the environment torn down");
+    if (complete == nullptr) {
+        // Node may still dispatch the hop while tearing the environment down;
+        // a work created without a complete has nothing to run either.
+        if (!state.alive) {
+            NAPI_HOST_LOGW("dropped a completion: the work was deleted or the environment torn down");
+        }
         return;
     }
-    napi_status status = __real_napi_queue_async_work(env, item->work);
-    if (status != napi_ok) {
-        NAPI_HOST_LOGE("queueing a handed-over work failed: status %{public}d", static_cast<int>(status));
-    }
+    // complete usually deletes the work: nothing of it is used afterwards.
+    complete(env, napi_ok, workData);
 }
 
 } // namespace
@@ -83,15 +90,28 @@ napi_status HandOverToLoop(const std::shared_ptr<EnvState>& state, napi_async_wo
     }
     item->state = state;
     item->work = work;
+    TrackedWork tracked;
+    {
+        std::lock_guard<std::mutex> lock(state->mu);
+        if (!state->alive || state->hop == nullptr) {
+            return napi_closing;
+        }
+        auto it = state->works.find(work);
+        if (it == state->works.end()) {
+            return napi_invalid_arg;
+        }
+        tracked = it->second;
+    }
+    item->serial = tracked.serial;
+    // The work's own thread: off the loop, as the worker pool's would be.
+    // execute must not use env (Node-API rule for execute callbacks).
+    if (tracked.execute != nullptr) {
+        tracked.execute(state->env, tracked.data);
+    }
     std::lock_guard<std::mutex> lock(state->mu);
     if (!state->alive || state->hop == nullptr) {
         return napi_closing;
     }
-    auto it = state->works.find(work);
-    if (it == state->works.end()) {
-        return napi_invalid_arg;
-    }
-    item->serial = it->second;
     // Under state->mu: the cleanup hook, which runs before Node frees the hop,
     // cannot pass until this call is over. Non-blocking on an unbounded queue,
     // so it fails only when Node has already marked the hop closing.

@@ -1,6 +1,6 @@
-// The host's per-environment thread-safe function ("hop") that carries queue
-// requests for async works from other threads onto the environment's loop
-// thread, and that keeps the loop alive while works are outstanding.
+// The host's per-environment thread-safe function ("hop") that carries the
+// completion of async works queued from other threads onto the environment's
+// loop thread, and that keeps the loop alive while works are outstanding.
 #ifndef NAPI_HOST_LOOP_HOP_H
 #define NAPI_HOST_LOOP_HOP_H
 
@@ -16,11 +16,13 @@ namespace NapiHost {
 // hop starts unref'd: it holds the loop only while works are outstanding.
 napi_status EnsureHop(napi_env env, EnvState& state);
 
-// Any thread. Hands a queue request for work over to the loop thread of
-// state, where it is carried out unless the work has been deleted by then.
-// napi_ok once handed over; napi_invalid_arg for a work state does not track;
-// napi_closing when the environment is gone or tearing down. Neither the
-// environment nor the work is touched on this thread.
+// Any thread but the loop thread of state. Runs the execute of work on this
+// thread, then hands its complete (status napi_ok) over to the loop thread,
+// where it runs unless the work has been deleted by then. napi_ok once handed
+// over; napi_invalid_arg for a work state does not track (nothing runs);
+// napi_closing when the environment is gone or tearing down (execute has
+// run when it went while execute ran). The environment is not touched on this
+// thread.
 napi_status HandOverToLoop(const std::shared_ptr<EnvState>& state, napi_async_work work) noexcept;
 
 // Loop thread of env only, with hop the live hop of env. Holds the loop alive

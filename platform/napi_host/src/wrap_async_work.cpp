@@ -7,8 +7,10 @@
 //  - track every work from creation to deletion in its environment's state;
 //  - keep the environment's loop alive while it has works outstanding, by
 //    ref'ing the host's per-environment thread-safe function (the hop);
-//  - queue directly on the loop thread, and hand the request over through the
-//    hop from any other thread;
+//  - queue directly on the loop thread; from any other thread, run the work's
+//    execute right there (that thread is off the loop already: the worker
+//    pool would only add two hand-overs and a wake-up of the loop) and hand
+//    its complete over to the loop through the hop;
 //  - fail a queue request for an unknown work, or one whose environment is
 //    gone or tearing down, without touching the environment or the work.
 //
@@ -49,7 +51,7 @@ napi_status CreateTracked(napi_env env, napi_value async_resource, napi_value as
     napi_threadsafe_function hop = nullptr;
     try {
         std::lock_guard<std::mutex> lock(state->mu);
-        state->works.emplace(*result, state->nextWorkSerial++);
+        state->works.emplace(*result, TrackedWork {state->nextWorkSerial++, execute, complete, data});
         first = state->works.size() == 1;
         hop = state->hop;
     } catch (...) {

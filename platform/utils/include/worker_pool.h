@@ -37,6 +37,27 @@ public:
     // Any thread: threads started so far.
     size_t ThreadCount() const;
 
+    // While one is open on a thread, the tasks that thread posts to the pool
+    // and that may run at once (no earlier task of their key waits or runs)
+    // are kept aside, and run on that same thread when it closes, in the order
+    // they were posted, instead of waking a worker. A thread that has just
+    // handled a call and has nothing else to do saves a hand-over. Tasks they
+    // post themselves go to the workers. Scopes do not nest; the pool must
+    // outlive the scope.
+    class CallerRuns {
+    public:
+        explicit CallerRuns(WorkerPool& pool) noexcept;
+        ~CallerRuns();
+        CallerRuns(const CallerRuns&) = delete;
+        CallerRuns& operator=(const CallerRuns&) = delete;
+
+    private:
+        friend class WorkerPool;
+        WorkerPool& pool_;
+        CallerRuns* outer_;
+        std::vector<std::pair<const void*, std::function<void()>>> tasks_;
+    };
+
 private:
     struct Item {
         const void* key;
@@ -45,6 +66,10 @@ private:
     void WorkerLoop();
     // mutex_ held. False when no thread could be started.
     bool StartThreadLocked() noexcept;
+    // mutex_ held: the task of key has finished; the key's next task, if
+    // any, becomes ready. True when one did.
+    bool FinishKeyLocked(const void* key);
+    static void RunTask(std::function<void()>& task) noexcept;
 
     const size_t maxThreads_;
     const ThreadStarter starter_;

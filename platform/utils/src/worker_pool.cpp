@@ -5,6 +5,11 @@
 #include "worker_log.h"
 
 namespace OHOS::NavigationInfoService {
+namespace {
+
+thread_local WorkerPool::CallerRuns* t_callerRuns = nullptr;
+
+} // namespace
 
 WorkerPool::WorkerPool(size_t maxThreads, ThreadStarter starter)
     : maxThreads_(maxThreads == 0 ? 1 : maxThreads), starter_(std::move(starter))
@@ -59,6 +64,20 @@ bool WorkerPool::Post(const void* orderKey, std::function<void()> task) noexcept
         if (stopping_) {
             return false;
         }
+        CallerRuns* caller = t_callerRuns;
+        if (caller != nullptr && &caller->pool_ == this &&
+            (orderKey == nullptr || keyed_.find(orderKey) == keyed_.end())) {
+            caller->tasks_.emplace_back(orderKey, std::move(task));
+            if (orderKey != nullptr) {
+                try {
+                    keyed_.emplace(orderKey, std::deque<std::function<void()>>());
+                } catch (...) {
+                    caller->tasks_.pop_back();
+                    throw;
+                }
+            }
+            return true;
+        }
         if (idle_ == 0 && threads_.size() < maxThreads_) {
             // A failure here is fine while another thread exists to run the task.
             (void)StartThreadLocked();
@@ -105,26 +124,63 @@ void WorkerPool::WorkerLoop()
         Item item = std::move(ready_.front());
         ready_.pop_front();
         lock.unlock();
-        try {
-            item.task();
-        } catch (const std::exception& e) {
-            WORKER_LOGE("a task threw: %{public}s", e.what());
-        } catch (...) {
-            WORKER_LOGE("a task threw");
-        }
+        RunTask(item.task);
         item.task = nullptr; // release what the task held before taking the lock again
         lock.lock();
         if (item.key != nullptr) {
-            auto found = keyed_.find(item.key);
-            if (found != keyed_.end()) {
-                if (found->second.empty()) {
-                    keyed_.erase(found);
-                } else {
-                    ready_.push_back({item.key, std::move(found->second.front())});
-                    found->second.pop_front();
-                }
-            }
+            (void)FinishKeyLocked(item.key);
         }
+    }
+}
+
+void WorkerPool::RunTask(std::function<void()>& task) noexcept
+{
+    try {
+        task();
+    } catch (const std::exception& e) {
+        WORKER_LOGE("a task threw: %{public}s", e.what());
+    } catch (...) {
+        WORKER_LOGE("a task threw");
+    }
+}
+
+bool WorkerPool::FinishKeyLocked(const void* key)
+{
+    auto found = keyed_.find(key);
+    if (found == keyed_.end()) {
+        return false;
+    }
+    if (found->second.empty()) {
+        keyed_.erase(found);
+        return false;
+    }
+    ready_.push_back({key, std::move(found->second.front())});
+    found->second.pop_front();
+    return true;
+}
+
+WorkerPool::CallerRuns::CallerRuns(WorkerPool& pool) noexcept : pool_(pool), outer_(t_callerRuns)
+{
+    t_callerRuns = this;
+}
+
+WorkerPool::CallerRuns::~CallerRuns()
+{
+    t_callerRuns = outer_;
+    for (auto& [key, task] : tasks_) {
+        RunTask(task);
+        task = nullptr; // release what the task held before taking the lock
+        std::unique_lock<std::mutex> lock(pool_.mutex_);
+        if (key == nullptr || !pool_.FinishKeyLocked(key)) {
+            continue;
+        }
+        // The key's next task was posted by another thread meanwhile (which
+        // found a worker thread to take it): a worker runs it.
+        if (pool_.idle_ == 0 && pool_.threads_.size() < pool_.maxThreads_) {
+            (void)pool_.StartThreadLocked();
+        }
+        lock.unlock();
+        pool_.wake_.notify_one();
     }
 }
 

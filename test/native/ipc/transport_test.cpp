@@ -104,6 +104,32 @@ TEST_F(TransportTest, OnewayCallsRunInOrderAndASlowReceiverSlowsTheSenderDown)
     }
 }
 
+// With a runner for calls on the reader thread, synchronous calls run there
+// too, each through the runner, with its reply, identity and failures as on
+// the pool; one-way calls go through it as well.
+TEST_F(TransportFixture, CallsRunOnTheReaderThreadThroughTheRunner)
+{
+    std::atomic<int> runs{0};
+    IpcServerOptions options;
+    options.runOnReader = [&](const std::function<void()>& run) {
+        ++runs;
+        run();
+    };
+    StartServer(std::move(options));
+    sptr<IRemoteObject> root = Connect();
+    ASSERT_NE(root, nullptr);
+    MessageParcel reply;
+    ASSERT_EQ(Send(root, ECHO, reply, [](MessageParcel& p) { p.WriteString("east"); p.WriteInt32(1); }), IPC_OK);
+    EXPECT_EQ(reply.ReadString(), "east!");
+    EXPECT_EQ(Send(root, THROW), IPC_ERR_STUB_EXCEPTION);
+    ASSERT_EQ(Send(root, WHO, reply), IPC_OK);
+    EXPECT_EQ(reply.ReadInt32(), getpid());
+    EXPECT_EQ(runs.load(), 3) << "every synchronous call ran through the runner, before its reply";
+    ASSERT_EQ(Send(root, RECORD, reply, [](MessageParcel& p) { p.WriteInt32(5); },
+        MessageOption(MessageOption::TF_ASYNC)), IPC_OK);
+    EXPECT_TRUE(WaitFor([&] { return runs.load() == 4; }, 5000));
+}
+
 TEST_F(TransportTest, CallbackArrivesOnAnIpcThreadWhileTheCallWaits)
 {
     sptr<IRemoteObject> root = Connect();
