@@ -57,6 +57,7 @@ int DaemonService::Start()
             run();
             return;
         }
+        IpcConnection::WriteBatch frames; // written last: the reply and what the listener calls sent
         WorkerPool::CallerRuns listenerCalls(*pool);
         run();
     };
