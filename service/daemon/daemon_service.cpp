@@ -47,9 +47,18 @@ int DaemonService::Start()
     // The stub's calls never block and never wait on a client, so each runs
     // on the reader thread that read it; the listener calls it causes run
     // there too, once its reply has gone, instead of on a worker.
-    std::shared_ptr<WorkerPool> executor = executor_;
+    // Held weakly: a connection can outlive the daemon's last use of it on a
+    // worker (a proxy dropped there), and a pool must not be freed by its own
+    // thread.
+    std::weak_ptr<WorkerPool> executor = executor_;
     options.runOnReader = [executor](const std::function<void()>& run) {
-        WorkerPool::CallerRuns listenerCalls(*executor);
+        std::shared_ptr<WorkerPool> pool = executor.lock();
+        if (pool == nullptr) {
+            run();
+            return;
+        }
+        IpcConnection::WriteBatch frames; // written last: the reply and what the listener calls sent
+        WorkerPool::CallerRuns listenerCalls(*pool);
         run();
     };
     std::weak_ptr<NavInfoServiceCore> core = core_;

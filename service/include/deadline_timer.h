@@ -57,6 +57,10 @@ private:
     std::thread thread_;
     bool running_ = false;
     bool stopping_ = false;
+    // What the thread sleeps until (max: until woken). Scheduling a later
+    // deadline, or cancelling, needs no wake-up: the thread wakes at the
+    // earlier time at the latest and looks again.
+    Clock::time_point sleepingUntil_ = Clock::time_point::max();
 };
 
 } // namespace OHOS::NavigationInfoService

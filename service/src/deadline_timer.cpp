@@ -44,6 +44,7 @@ bool DeadlineTimer::EnsureStarted() noexcept
 
 void DeadlineTimer::Schedule(uint64_t id, Clock::time_point deadline)
 {
+    bool earlier = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = deadlines_.find(id);
@@ -54,8 +55,11 @@ void DeadlineTimer::Schedule(uint64_t id, Clock::time_point deadline)
             deadlines_.emplace(id, deadline);
         }
         queue_.insert({deadline, id});
+        earlier = deadline < sleepingUntil_;
     }
-    wake_.notify_one();
+    if (earlier) {
+        wake_.notify_one();
+    }
 }
 
 bool DeadlineTimer::Cancel(uint64_t id)
@@ -111,14 +115,17 @@ void DeadlineTimer::Loop()
     std::vector<uint64_t> expired;
     while (!stopping_) {
         if (queue_.empty()) {
+            sleepingUntil_ = Clock::time_point::max();
             wake_.wait(lock);
             continue;
         }
         auto earliest = queue_.begin()->first;
         if (Clock::now() < earliest) {
+            sleepingUntil_ = earliest;
             wake_.wait_until(lock, earliest);
             continue;
         }
+        sleepingUntil_ = Clock::time_point::min(); // running: it looks again before sleeping
         auto now = Clock::now();
         while (!queue_.empty() && queue_.begin()->first <= now) {
             expired.push_back(queue_.begin()->second);

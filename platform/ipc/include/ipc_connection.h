@@ -156,6 +156,26 @@ public:
     // Returns IPC_OK or the failure (the connection is closed then).
     int SendHello(const IpcHelloInfo& hello, int timeoutMs);
 
+    // While one is open on a thread, the frames that thread sends are queued
+    // in order as usual but written only when it closes, each connection's
+    // together in as few writes as the socket takes: several frames that are
+    // ready at once (a reply and the calls it caused, a call and a release)
+    // leave in one system call. Another sender on the same connection writes
+    // them out with its own, in order. A synchronous call, whose sender waits
+    // for the reply, is written at once. Does not nest.
+    class WriteBatch {
+    public:
+        WriteBatch() noexcept;
+        ~WriteBatch();
+        WriteBatch(const WriteBatch&) = delete;
+        WriteBatch& operator=(const WriteBatch&) = delete;
+
+    private:
+        friend class IpcConnection;
+        WriteBatch* outer_;
+        std::vector<std::shared_ptr<IpcConnection>> held_; // in order of their first frame
+    };
+
 private:
     friend class IPCObjectProxy;
 
@@ -225,11 +245,19 @@ private:
     // those not yet written (or puts it in the place of a queued one-way
     // frame of the same handle and non-zero key) and writes what the socket
     // takes now, without waiting. False when the connection is closed or
-    // its peer is taken as dead.
-    bool QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint64_t supersedeKey);
+    // its peer is taken as dead. A frame that must not wait for a WriteBatch
+    // (a call whose sender then waits for the reply) is written at once,
+    // with those before it.
+    bool QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint64_t supersedeKey, bool mayWait);
     // outMutex_ held: writes queued frames until the socket is full. False on
     // a write error.
     bool FlushLocked();
+    // outMutex_ not held: writes what the socket takes now and leaves the rest
+    // to the writer thread (started if need be); the connection is shut down
+    // if the peer is taken as dead.
+    void FlushQueued();
+    // outMutex_ held: as FlushQueued; the failure, or null.
+    const char* FlushQueuedLocked();
     // The writer thread: writes the queue out whenever the socket has room.
     void WriterMain();
     // Reader thread, from TearDown: drops the queue and joins the writer.
@@ -282,6 +310,7 @@ private:
     std::chrono::steady_clock::time_point lastWriteProgress_;
     bool outClosed_ = false;
     bool writerStarted_ = false;
+    bool heldInBatch_ = false; // a WriteBatch will write the queue out
     uint64_t supersededTotal_ = 0;
     RateLimitedCount superseded_;
     std::thread writer_;

@@ -30,7 +30,7 @@ std::atomic<uint64_t> gNextConnectionId{1};
 // frame on a client's connection, or on a server's without an idle rule.
 enum class ReadWait { HANDSHAKE, REST_OF_FRAME, IDLE, FRAME };
 
-// Why reading ended, for the log: received is what ReceiveSome returned.
+// Why reading ended, for the log: received is what Receiver::Receive returned.
 const char* EndOfReading(long received, ReadWait wait)
 {
     if (received == 0) {
@@ -217,6 +217,7 @@ void IpcConnection::ReaderMain()
     const auto handshakeDeadline = Clock::now() + std::chrono::milliseconds(handshakeTimeoutMs_);
     try {
         std::vector<uint8_t> chunk(kReadChunk);
+        IpcSocket::Receiver receiver(fd_);
         IpcWire::FrameDecoder decoder;
         IpcWire::Frame frame;
         Clock::time_point frameStarted;              // first bytes of the unfinished frame
@@ -244,7 +245,10 @@ void IpcConnection::ReaderMain()
                 auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
                 timeoutMs = left > 0 ? static_cast<int>(left) : 0;
             }
-            long n = IpcSocket::ReceiveSome(fd_, chunk.data(), chunk.size(), timeoutMs);
+            long n = receiver.Receive(chunk.data(), chunk.size(), timeoutMs);
+            if (n == IpcSocket::kReceiveTimedOut && Clock::now() < deadline) {
+                continue; // woken a little early
+            }
             if (n == IpcSocket::kReceiveTimedOut && wait == ReadWait::IDLE && !HoldsNothing()) {
                 lastFrame = Clock::now(); // busy, not idle: look again later
                 continue;

@@ -38,7 +38,8 @@ bool IpcConnection::WriteFrame(const IpcWire::FrameHeader& header, const uint8_t
             IPC_LOGE("connection %{public}llu: frame not encodable", Id(id_));
             return false;
         }
-        return QueueFrame(std::move(bytes), header.handle, objects.empty() ? supersedeKey : 0);
+        return QueueFrame(std::move(bytes), header.handle, objects.empty() ? supersedeKey : 0,
+            header.type != IpcWire::FrameType::TRANSACTION && header.type != IpcWire::FrameType::HELLO);
     } catch (...) {
         return false;
     }

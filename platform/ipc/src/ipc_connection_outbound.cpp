@@ -5,6 +5,9 @@
 // to it nor other connections.
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <algorithm>
 
 #include <cerrno>
 #include <exception>
@@ -27,9 +30,15 @@ unsigned long long Id(uint64_t id)
     return static_cast<unsigned long long>(id);
 }
 
+// The batch open on this thread, if any.
+thread_local IpcConnection::WriteBatch* t_writeBatch = nullptr;
+
+// Frames handed to one sendmsg at most.
+constexpr size_t kMaxFramesPerWrite = 16;
+
 } // namespace
 
-bool IpcConnection::QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint64_t supersedeKey)
+bool IpcConnection::QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint64_t supersedeKey, bool mayWait)
 {
     const char* failure = nullptr;
     {
@@ -69,23 +78,21 @@ bool IpcConnection::QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint
         if (outbound_.size() == 1) {
             lastWriteProgress_ = Clock::now();
         }
-        if (!FlushLocked()) {
-            failure = "write failed";
-        } else if (outbound_.empty()) {
-            return true;
-        } else if (outboundBytes_ > kMaxQueuedOutgoingBytes) {
-            failure = "the peer does not read: too much waiting to be written";
-        } else if (!writerStarted_) {
-            try {
-                writer_ = std::thread([this] { WriterMain(); });
-                writerStarted_ = true;
-            } catch (const std::exception& e) {
-                IPC_LOGE("connection %{public}llu: writer thread not started: %{public}s", Id(id_), e.what());
-                failure = "no writer thread";
+        WriteBatch* batch = mayWait ? t_writeBatch : nullptr;
+        if (batch != nullptr) {
+            if (!heldInBatch_) {
+                heldInBatch_ = true;
+                try {
+                    batch->held_.push_back(shared_from_this());
+                    return true;
+                } catch (...) {
+                    heldInBatch_ = false; // written now instead
+                }
+            } else {
+                return true;
             }
-        } else {
-            outWork_.notify_one();
         }
+        failure = FlushQueuedLocked();
     }
     if (failure != nullptr) {
         Shutdown(failure);
@@ -94,36 +101,104 @@ bool IpcConnection::QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint
     return true;
 }
 
+const char* IpcConnection::FlushQueuedLocked()
+{
+    if (!FlushLocked()) {
+        return "write failed";
+    }
+    if (outbound_.empty()) {
+        return nullptr;
+    }
+    if (outboundBytes_ > kMaxQueuedOutgoingBytes) {
+        return "the peer does not read: too much waiting to be written";
+    }
+    if (writerStarted_) {
+        outWork_.notify_one();
+        return nullptr;
+    }
+    try {
+        writer_ = std::thread([this] { WriterMain(); });
+        writerStarted_ = true;
+    } catch (const std::exception& e) {
+        IPC_LOGE("connection %{public}llu: writer thread not started: %{public}s", Id(id_), e.what());
+        return "no writer thread";
+    }
+    return nullptr;
+}
+
+void IpcConnection::FlushQueued()
+{
+    const char* failure = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(outMutex_);
+        heldInBatch_ = false;
+        if (outClosed_) {
+            return;
+        }
+        failure = FlushQueuedLocked();
+    }
+    if (failure != nullptr) {
+        Shutdown(failure);
+    }
+}
+
+IpcConnection::WriteBatch::WriteBatch() noexcept : outer_(t_writeBatch)
+{
+    t_writeBatch = this;
+}
+
+IpcConnection::WriteBatch::~WriteBatch()
+{
+    t_writeBatch = outer_;
+    for (auto& connection : held_) {
+        connection->FlushQueued();
+    }
+}
+
 bool IpcConnection::FlushLocked()
 {
     while (!outbound_.empty()) {
-        OutFrame& frame = outbound_.front();
-        ssize_t n = send(fd_, frame.bytes.data() + frame.written, frame.bytes.size() - frame.written,
-            MSG_NOSIGNAL | MSG_DONTWAIT);
+        // The frames at the front, the first from where it was left off.
+        struct iovec parts[kMaxFramesPerWrite];
+        size_t count = 0;
+        for (auto it = outbound_.begin(); it != outbound_.end() && count < kMaxFramesPerWrite; ++it, ++count) {
+            parts[count].iov_base = it->bytes.data() + it->written;
+            parts[count].iov_len = it->bytes.size() - it->written;
+        }
+        struct msghdr message {};
+        message.msg_iov = parts;
+        message.msg_iovlen = count;
+        ssize_t n = sendmsg(fd_, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (n < 0) {
             if (errno == EINTR) {
                 continue;
             }
             return errno == EAGAIN || errno == EWOULDBLOCK;
         }
-        if (frame.written == 0 && frame.supersedeKey != 0) {
-            // Started: no longer replaceable.
-            auto entry = replaceable_.find({frame.handle, frame.supersedeKey});
-            if (entry != replaceable_.end() && entry->second == outFrontId_) {
-                replaceable_.erase(entry);
-            }
-        }
         lastWriteProgress_ = Clock::now();
-        frame.written += static_cast<size_t>(n);
-        if (frame.written < frame.bytes.size()) {
-            continue;
+        size_t left = static_cast<size_t>(n);
+        while (left > 0 && !outbound_.empty()) {
+            OutFrame& frame = outbound_.front();
+            if (frame.written == 0 && frame.supersedeKey != 0) {
+                // Started: no longer replaceable.
+                auto entry = replaceable_.find({frame.handle, frame.supersedeKey});
+                if (entry != replaceable_.end() && entry->second == outFrontId_) {
+                    replaceable_.erase(entry);
+                }
+            }
+            const size_t taken = std::min(left, frame.bytes.size() - frame.written);
+            frame.written += taken;
+            left -= taken;
+            if (frame.written < frame.bytes.size()) {
+                break;
+            }
+            outboundBytes_ -= frame.bytes.size();
+            if (frame.supersedeKey == 0) {
+                --outboundPlain_;
+            }
+            outbound_.pop_front();
+            ++outFrontId_;
         }
-        outboundBytes_ -= frame.bytes.size();
-        if (frame.supersedeKey == 0) {
-            --outboundPlain_;
-        }
-        outbound_.pop_front();
-        ++outFrontId_;
     }
     return true;
 }

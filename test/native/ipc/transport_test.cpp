@@ -130,6 +130,39 @@ TEST_F(TransportFixture, CallsRunOnTheReaderThreadThroughTheRunner)
     EXPECT_TRUE(WaitFor([&] { return runs.load() == 4; }, 5000));
 }
 
+// Frames sent under a WriteBatch wait until it closes and then leave in
+// order; a synchronous call inside one is not held (its reply would never
+// come) and takes the held frames with it.
+TEST_F(TransportTest, WriteBatchHoldsFramesUntilItClosesButNeverASynchronousCall)
+{
+    sptr<IRemoteObject> root = Connect();
+    ASSERT_NE(root, nullptr);
+    auto record = [&](int32_t value) {
+        MessageParcel reply;
+        return Send(root, RECORD, reply, [value](MessageParcel& p) { p.WriteInt32(value); },
+            MessageOption(MessageOption::TF_ASYNC));
+    };
+    auto recorded = [&] {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return recorded_;
+    };
+    {
+        IpcConnection::WriteBatch batch;
+        ASSERT_EQ(record(1), IPC_OK);
+        ASSERT_EQ(record(2), IPC_OK);
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        EXPECT_TRUE(recorded().empty()) << "nothing leaves before the batch closes";
+    }
+    ASSERT_TRUE(WaitFor([&] { return recorded().size() == 2; }, 5000));
+    {
+        IpcConnection::WriteBatch batch;
+        ASSERT_EQ(record(3), IPC_OK);
+        EXPECT_EQ(Ping(root), IPC_OK) << "a synchronous call inside a batch is answered";
+        ASSERT_TRUE(WaitFor([&] { return recorded().size() == 3; }, 5000)) << "and took the held frame along";
+    }
+    EXPECT_EQ(recorded(), (std::vector<int32_t> {1, 2, 3}));
+}
+
 TEST_F(TransportTest, CallbackArrivesOnAnIpcThreadWhileTheCallWaits)
 {
     sptr<IRemoteObject> root = Connect();
