@@ -10,6 +10,9 @@
 namespace OHOS::NavigationInfoService {
 namespace {
 
+// Listener calls a call may cause that run on its reader thread.
+constexpr size_t kListenerCallsOnReader = 4;
+
 CoreOptions CoreOptionsOf(const DaemonConfig& config, std::shared_ptr<WorkerPool> executor)
 {
     CoreOptions options;
@@ -57,8 +60,12 @@ int DaemonService::Start()
             run();
             return;
         }
-        IpcConnection::WriteBatch frames; // written last: the reply and what the listener calls sent
-        WorkerPool::CallerRuns listenerCalls(*pool);
+        // The reply and what the call and its first listener calls send
+        // leave together at the end, each connection's in one write; further
+        // listener calls (a publish with many followers) go to the workers,
+        // so that they do not hold the reply back.
+        IpcConnection::WriteBatch frames;
+        WorkerPool::CallerRuns listenerCalls(*pool, kListenerCallsOnReader);
         run();
     };
     std::weak_ptr<NavInfoServiceCore> core = core_;

@@ -80,7 +80,8 @@ TEST(WorkerPoolTest, TasksOfOneKeyRunOneAtATimeInOrder)
 
 // Tasks posted inside a CallerRuns scope run on the posting thread when it
 // closes, unless their key is busy elsewhere; a key's order holds across the
-// caller and the workers, and what the kept tasks post goes to the workers.
+// caller and the workers, and what the kept tasks post, or what is past the
+// cap, goes to the workers.
 TEST(WorkerPoolTest, CallerRunsKeepsFreeTasksForTheClosingThreadAndTheKeyOrder)
 {
     WorkerPool pool(2);
@@ -129,6 +130,18 @@ TEST(WorkerPoolTest, CallerRunsKeepsFreeTasksForTheClosingThreadAndTheKeyOrder)
     auto position = [&](const std::string& name) { return std::find(order.begin(), order.end(), name) - order.begin(); };
     EXPECT_LT(position("free-1"), position("free-2"));
     EXPECT_LT(position("busy-1"), position("busy-2"));
+
+    {
+        WorkerPool::CallerRuns scope(pool, 1);
+        pool.Post(nullptr, [&] { record("kept"); });
+        pool.Post(nullptr, [&] { record("over the cap"); });
+    }
+    ASSERT_TRUE(WaitUntil([&] {
+        std::lock_guard<std::mutex> lock(mutex);
+        return order.size() == 8;
+    }));
+    EXPECT_EQ(ranOn["kept"], caller);
+    EXPECT_NE(ranOn["over the cap"], caller);
 }
 
 TEST(WorkerPoolTest, ThrowingTaskDoesNotStopItsThread)

@@ -162,7 +162,8 @@ public:
     // ready at once (a reply and the calls it caused, a call and a release)
     // leave in one system call. Another sender on the same connection writes
     // them out with its own, in order. A synchronous call, whose sender waits
-    // for the reply, is written at once. Does not nest.
+    // for the reply, is written at once. Batches nest: a frame waits for the
+    // batch that first held its connection.
     class WriteBatch {
     public:
         WriteBatch() noexcept;

@@ -9,6 +9,7 @@
 #define PLATFORM_UTILS_WORKER_POOL_H
 
 #include <condition_variable>
+#include <cstdint>
 #include <cstddef>
 #include <deque>
 #include <functional>
@@ -43,10 +44,11 @@ public:
     // they were posted, instead of waking a worker. A thread that has just
     // handled a call and has nothing else to do saves a hand-over. Tasks they
     // post themselves go to the workers. Scopes do not nest; the pool must
-    // outlive the scope.
+    // outlive the scope. At most maxKept tasks are kept; later ones go to
+    // the workers.
     class CallerRuns {
     public:
-        explicit CallerRuns(WorkerPool& pool) noexcept;
+        explicit CallerRuns(WorkerPool& pool, size_t maxKept = SIZE_MAX) noexcept;
         ~CallerRuns();
         CallerRuns(const CallerRuns&) = delete;
         CallerRuns& operator=(const CallerRuns&) = delete;
@@ -54,6 +56,7 @@ public:
     private:
         friend class WorkerPool;
         WorkerPool& pool_;
+        const size_t maxKept_;
         CallerRuns* outer_;
         std::vector<std::pair<const void*, std::function<void()>>> tasks_;
     };

@@ -65,7 +65,7 @@ bool WorkerPool::Post(const void* orderKey, std::function<void()> task) noexcept
             return false;
         }
         CallerRuns* caller = t_callerRuns;
-        if (caller != nullptr && &caller->pool_ == this &&
+        if (caller != nullptr && &caller->pool_ == this && caller->tasks_.size() < caller->maxKept_ &&
             (orderKey == nullptr || keyed_.find(orderKey) == keyed_.end())) {
             caller->tasks_.emplace_back(orderKey, std::move(task));
             if (orderKey != nullptr) {
@@ -159,7 +159,8 @@ bool WorkerPool::FinishKeyLocked(const void* key)
     return true;
 }
 
-WorkerPool::CallerRuns::CallerRuns(WorkerPool& pool) noexcept : pool_(pool), outer_(t_callerRuns)
+WorkerPool::CallerRuns::CallerRuns(WorkerPool& pool, size_t maxKept) noexcept
+    : pool_(pool), maxKept_(maxKept), outer_(t_callerRuns)
 {
     t_callerRuns = this;
 }
