@@ -48,8 +48,8 @@ int DaemonService::Start()
     options.maxConnectionsPerUid = config_.maxConnectionsPerUid;
     options.idleTimeoutMs = static_cast<int>(config_.idleTimeout.count());
     // The stub's calls never block and never wait on a client, so each runs
-    // on the reader thread that read it; the listener calls it causes run
-    // there too, once its reply has gone, instead of on a worker.
+    // on the reader thread that read it, and the first listener calls it
+    // causes run there too once it has returned, instead of on a worker.
     // Held weakly: a connection can outlive the daemon's last use of it on a
     // worker (a proxy dropped there), and a pool must not be freed by its own
     // thread.

@@ -171,8 +171,11 @@ WorkerPool::CallerRuns::~CallerRuns()
     for (auto& [key, task] : tasks_) {
         RunTask(task);
         task = nullptr; // release what the task held before taking the lock
+        if (key == nullptr) {
+            continue;
+        }
         std::unique_lock<std::mutex> lock(pool_.mutex_);
-        if (key == nullptr || !pool_.FinishKeyLocked(key)) {
+        if (!pool_.FinishKeyLocked(key)) {
             continue;
         }
         // The key's next task was posted by another thread meanwhile (which
