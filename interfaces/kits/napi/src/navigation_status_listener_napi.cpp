@@ -5,7 +5,9 @@
 namespace OHOS::NavigationInfoService {
 namespace {
 
-ThreadSafeFnSlot g_statusChangedFnInfo;
+// Never destroyed: the client library's IPC threads run until the process
+// ends and read it while exit handlers run.
+ThreadSafeFnSlot& g_statusChangedFnInfo = *new ThreadSafeFnSlot;
 
 } // namespace
 

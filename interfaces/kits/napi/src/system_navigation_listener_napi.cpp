@@ -7,8 +7,10 @@
 namespace OHOS::NavigationInfoService {
 namespace {
 
-ThreadSafeFnSlot g_queryNavigationInfoFnInfo;
-ThreadSafeFnSlot g_receiveNavigationCmdFnInfo;
+// Never destroyed: the client library's IPC threads run until the process
+// ends and read it while exit handlers run.
+ThreadSafeFnSlot& g_queryNavigationInfoFnInfo = *new ThreadSafeFnSlot;
+ThreadSafeFnSlot& g_receiveNavigationCmdFnInfo = *new ThreadSafeFnSlot;
 
 // Frees the delivery of one request once the then-handler made for it has
 // been collected: until then the handler may still answer through the
