@@ -73,12 +73,30 @@ test('after unregistering, changes are no longer delivered', async () => {
   assert.deepEqual(calls, []);
 });
 
-test('a listener without a usable function: failure report, then deliveries end in the log', async (t) => {
-  assert.throws(() => system.registerNavigationStatusListener({}, BUNDLE), (e) => {
-    assert.equal(e.message, 'Invalid argument');
-    assert.equal(e.code, undefined);
-    return true;
-  });
+test('a listener that is not an object, or lacks its function: a plain failure report', () => {
+  const navigation = nav.getNavigationController();
+  // [registration, its arguments, the failure report's message]
+  const rows = [
+    [() => system.registerNavigationStatusListener({}, BUNDLE), 'Invalid argument'],
+    [() => system.registerNavigationStatusListener(undefined, BUNDLE), 'An object was expected'],
+    [() => system.registerNavigationMetadataListener(null, BUNDLE), 'An object was expected'],
+    [() => navigation.registerSystemNavigationListener(null), 'An object was expected'],
+    [() => navigation.registerSystemNavigationListener(5), 'An object was expected'],
+  ];
+  for (const [register, message] of rows) {
+    assert.throws(register, (e) => {
+      assert.equal(e.constructor, Error, String(register));
+      assert.equal(e.message, message, String(register));
+      assert.equal(e.code, undefined);
+      return true;
+    });
+  }
+  system.unregisterNavigationMetadataListener(BUNDLE);
+  navigation.unregisterSystemNavigationListener();
+});
+
+test('a listener without a usable function: deliveries end in the log', async (t) => {
+  assert.throws(() => system.registerNavigationStatusListener({}, BUNDLE), { message: 'Invalid argument' });
   addon.captureLogs(4);
   t.after(() => addon.stopLogCapture());
   controller.updateNavigationStatus({ status: 1 });

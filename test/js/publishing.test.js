@@ -118,17 +118,32 @@ test('status: values are looked up by the text of their names, not by their keys
   assert.equal(reads, 2);
 });
 
-test('status: a script that replaced Object.keys does not change the order properties are read in', async () => {
-  const worker = new Worker(`
-    const { parentPort, workerData } = require('node:worker_threads');
-    const keys = Object.keys;
-    Object.keys = (object) => keys(object).reverse();
-    const nav = require(workerData.root);
-    try { nav.getNavigationController().updateNavigationStatus({ status: 'x', theme: 1 }); } catch {}
-    parentPort.postMessage(nav.getSystemNavigationController().getNavigationStatus(workerData.bundle).theme);`,
-  { eval: true, workerData: { root: paths.root, bundle: BUNDLE } });
-  const theme = await new Promise((resolve, reject) => { worker.once('message', resolve); worker.once('error', reject); });
-  assert.equal(theme, 0); // the walk ended at "status", before "theme"
+test('status: listing its properties runs no script function, whatever a script replaced', async () => {
+  // [what the script replaced before loading the module, the record it publishes, fields read back]
+  const rows = [
+    // a reversed listing would meet "theme" before the failing "status"
+    ['Object.keys = (object) => keys(object).reverse();', { status: 'x', theme: 1 }, { theme: 0 }],
+    // a listing that hides naviType and claims to be native code
+    [`Object.keys = function keys(object) { calls++; return keys0(object).filter((k) => k !== 'naviType'); };
+      Function.prototype.toString = function () { calls++; return 'function keys() { [native code] }'; };`,
+    { status: 1, naviType: 2 }, { status: 1, naviType: 2 }],
+  ];
+  for (const [replace, status, expected] of rows) {
+    const worker = new Worker(`
+      const { parentPort, workerData } = require('node:worker_threads');
+      const keys = Object.keys;
+      const keys0 = Object.keys;
+      let calls = 0;
+      ${replace}
+      const nav = require(workerData.root);
+      try { nav.getNavigationController().updateNavigationStatus(workerData.status); } catch {}
+      const read = nav.getSystemNavigationController().getNavigationStatus(workerData.bundle);
+      parentPort.postMessage({ status: read.status, naviType: read.naviType, theme: read.theme, calls });`,
+    { eval: true, workerData: { root: paths.root, bundle: BUNDLE, status } });
+    const read = await new Promise((resolve, reject) => { worker.once('message', resolve); worker.once('error', reject); });
+    for (const [field, value] of Object.entries(expected)) assert.equal(read[field], value, `${replace}: ${field}`);
+    assert.equal(read.calls, 0, replace);
+  }
 });
 
 test('metadata: fields, the 16-bit turn mode, text vectors and flags come back as published', async () => {

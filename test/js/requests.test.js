@@ -100,6 +100,13 @@ test('whatever a listener returns: an answer or the time-out, and only its own f
       thenGivesRejected: () => ({ then(resolve) { resolve({ code: 11 }); return Promise.reject(new Error('r')); } }),
       thenGivesCatchThatThrows: () => ({ then(resolve) { resolve({ code: 12 }); return catchThrows(); } }),
       unreadableAnswer: async () => ({ code: 'x' }),
+      // the answer's then is read once, when the async function's promise resolves; a second read throws
+      secondThenReadThrows: async () => {
+        let reads = 0;
+        return { code: 13, get then() { if (++reads > 1) throw new Error('second then read'); return undefined; } };
+      },
+      undefinedAnswer: () => undefined,
+      nullAnswer: () => null,
     };
     (async () => {
       for (const [name, fn] of Object.entries(behaviours)) {
@@ -113,7 +120,8 @@ test('whatever a listener returns: an answer or the time-out, and only its own f
   assert.equal(result.status, 0, result.stderr);
   assert.deepEqual(result.stdout.trim().split('\n'), ['throws:1004', 'rejects:1004', 'plain:1004', 'never:1004',
     'thenable:9', 'thenGivesPrimitive:10', 'thenGivesRejected:11', 'thenGivesCatchThatThrows:12',
-    'unreadableAnswer:0', 'uncaught:["sync","Invalid argument"]']);
+    'unreadableAnswer:0', 'secondThenReadThrows:13', 'undefinedAnswer:1004', 'nullAnswer:1004',
+    'uncaught:["sync","Invalid argument","Invalid argument","Invalid argument"]']);
 });
 
 test('a script with nothing outstanding exits by itself', () => {

@@ -1,6 +1,5 @@
 #include "js_thread_cache.h"
 
-#include <cstring>
 #include <new>
 
 #include "real_napi.h"
@@ -9,8 +8,8 @@ namespace NapiHost {
 
 struct JsThreadCache {
     napi_env env = nullptr;
-    bool keysLookedUp = false;
-    napi_ref objectKeys = nullptr;
+    bool observerMade = false;
+    napi_ref rejectionObserver = nullptr;
 };
 
 namespace {
@@ -26,29 +25,15 @@ void DropCache(void* arg)
     delete cache;
 }
 
-// Object.keys of the environment's global object, if it is still the
-// builtin: its source text is then native code under the name "keys".
-napi_value LookUpObjectKeys(napi_env env)
+napi_value CompileRejectionObserver(napi_env env)
 {
-    napi_value global = nullptr;
-    napi_value object = nullptr;
-    napi_value keys = nullptr;
-    napi_value functionPrototype = nullptr;
+    static constexpr const char* SOURCE = "(async (promise) => { try { await promise; } catch (ignored) {} })";
+    napi_value source = nullptr;
     napi_value function = nullptr;
-    napi_value toString = nullptr;
-    napi_value text = nullptr;
-    char source[64] = {0};
-    size_t length = 0;
     napi_valuetype type = napi_undefined;
-    if (napi_get_global(env, &global) != napi_ok ||
-        __real_napi_get_named_property(env, global, "Object", &object) != napi_ok ||
-        __real_napi_get_named_property(env, object, "keys", &keys) != napi_ok ||
-        napi_typeof(env, keys, &type) != napi_ok || type != napi_function ||
-        __real_napi_get_named_property(env, global, "Function", &function) != napi_ok ||
-        __real_napi_get_named_property(env, function, "prototype", &functionPrototype) != napi_ok ||
-        __real_napi_get_named_property(env, functionPrototype, "toString", &toString) != napi_ok ||
-        __real_napi_call_function(env, keys, toString, 0, nullptr, &text) != napi_ok ||
-        napi_get_value_string_utf8(env, text, source, sizeof(source), &length) != napi_ok) {
+    if (napi_create_string_utf8(env, SOURCE, NAPI_AUTO_LENGTH, &source) != napi_ok ||
+        napi_run_script(env, source, &function) != napi_ok || napi_typeof(env, function, &type) != napi_ok ||
+        type != napi_function) {
         bool pending = false;
         if (napi_is_exception_pending(env, &pending) == napi_ok && pending) {
             napi_value dropped = nullptr;
@@ -56,7 +41,7 @@ napi_value LookUpObjectKeys(napi_env env)
         }
         return nullptr;
     }
-    return std::strcmp(source, "function keys() { [native code] }") == 0 ? keys : nullptr;
+    return function;
 }
 
 } // namespace
@@ -79,21 +64,22 @@ JsThreadCache* CacheOf(napi_env env) noexcept
     return cache;
 }
 
-napi_value BuiltinObjectKeys(napi_env env, JsThreadCache& cache) noexcept
+napi_value RejectionObserver(napi_env env, JsThreadCache& cache) noexcept
 {
-    napi_value keys = nullptr;
-    if (!cache.keysLookedUp) {
-        cache.keysLookedUp = true;
-        keys = LookUpObjectKeys(env);
-        if (keys != nullptr && napi_create_reference(env, keys, 1, &cache.objectKeys) != napi_ok) {
-            cache.objectKeys = nullptr;
+    napi_value observer = nullptr;
+    if (!cache.observerMade) {
+        cache.observerMade = true;
+        observer = CompileRejectionObserver(env);
+        if (observer != nullptr && napi_create_reference(env, observer, 1, &cache.rejectionObserver) != napi_ok) {
+            cache.rejectionObserver = nullptr;
         }
-        return cache.objectKeys != nullptr ? keys : nullptr;
+        return cache.rejectionObserver != nullptr ? observer : nullptr;
     }
-    if (cache.objectKeys == nullptr || napi_get_reference_value(env, cache.objectKeys, &keys) != napi_ok) {
+    if (cache.rejectionObserver == nullptr ||
+        napi_get_reference_value(env, cache.rejectionObserver, &observer) != napi_ok) {
         return nullptr;
     }
-    return keys;
+    return observer;
 }
 
 } // namespace NapiHost

@@ -21,16 +21,11 @@ struct JsThreadCache;
 // has one for another environment or it could not be made.
 JsThreadCache* CacheOf(napi_env env) noexcept;
 
-// The builtin Object.keys of env, or null when it cannot be had or is not
-// the builtin (a script replaced it).
-napi_value BuiltinObjectKeys(napi_env env, JsThreadCache& cache) noexcept;
-
-// The own enumerable string-keyed property names of object, array indices
-// as strings, in property order: napi_get_all_property_names (own only,
-// enumerable, no symbols, numbers to strings), through the builtin
-// Object.keys where it can be had, which answers from V8's cache of an
-// object's keys instead of collecting them anew.
-napi_status GetOwnEnumerableStringKeys(napi_env env, napi_value object, napi_value* result);
+// napi_host's own function `async (p) => { try { await p; } catch {} }` in
+// env, compiled on first use; null when it could not be made. It reads no
+// global binding and calls no script function: awaiting a native promise
+// attaches its reactions directly, without calling the promise's then.
+napi_value RejectionObserver(napi_env env, JsThreadCache& cache) noexcept;
 
 } // namespace NapiHost
 

@@ -1,10 +1,10 @@
 // Node-API calls carried out while an exception is pending, as the platform
 // runtime does (see pending_exception.h): the property and element access of
 // the module's parsers and of the want-parameter unwrapping and wrapping,
-// coercion, and promise creation. napi_get_property_names has its own file.
+// coercion, and promise creation. napi_get_property_names and
+// napi_get_named_property have their own file.
 //
 // Threads: the env's JavaScript thread, like the functions they wrap.
-#include "js_thread_cache.h"
 #include "no_throw.h"
 #include "pending_exception.h"
 #include "real_napi.h"
@@ -17,10 +17,6 @@ extern "C" napi_status __wrap_napi_get_all_property_names(napi_env env, napi_val
 {
     return NapiHost::NoThrow([&] {
         return CallPastPendingException(env, [&] {
-            if (keyMode == napi_key_own_only && keyFilter == (napi_key_enumerable | napi_key_skip_symbols) &&
-                keyConversion == napi_key_numbers_to_strings) {
-                return NapiHost::GetOwnEnumerableStringKeys(env, object, result);
-            }
             return __real_napi_get_all_property_names(env, object, keyMode, keyFilter, keyConversion, result);
         });
     });
@@ -61,15 +57,6 @@ extern "C" napi_status __wrap_napi_set_element(napi_env env, napi_value object, 
 {
     return NapiHost::NoThrow([&] {
         return CallPastPendingException(env, [&] { return __real_napi_set_element(env, object, index, value); });
-    });
-}
-
-extern "C" napi_status __wrap_napi_get_named_property(napi_env env, napi_value object, const char* name,
-    napi_value* result)
-{
-    return NapiHost::NoThrow([&] {
-        return CallPastPendingException(env,
-            [&] { return __real_napi_get_named_property(env, object, name, result); });
     });
 }
 

@@ -1,16 +1,17 @@
-// napi_get_property_names as the platform runtime answers it.
+// napi_get_property_names and napi_get_named_property as the platform
+// runtime answers them.
 //
-// - Objects only: Node converts a primitive to an object first and lists,
-//   say, the indices of a string's characters; the platform refuses any value
-//   that is not an object (null and undefined included) with
+// - Objects only: Node converts a primitive to an object first (and throws a
+//   TypeError for null and undefined); the platform refuses any value that
+//   is not an object (null and undefined included) with
 //   napi_object_expected, throws nothing, and leaves the result untouched.
-// - Own names only: Node adds the enumerable names inherited through the
-//   prototype chain (and pays for walking it). Enumerable string keys, array
-//   indices as strings.
+// - Property names: own names only. Node adds the enumerable names inherited
+//   through the prototype chain (and pays for walking it). Enumerable string
+//   keys, array indices as strings, collected natively: no script function
+//   runs (a proxy's traps apart), whatever a script replaced.
 // - Carried out while an exception is pending (pending_exception.h).
 //
 // Thread: the env's JavaScript thread.
-#include "js_thread_cache.h"
 #include "last_error.h"
 #include "no_throw.h"
 #include "pending_exception.h"
@@ -18,41 +19,48 @@
 
 namespace {
 
-bool IsObject(napi_valuetype type)
+// False for a value that is not an object; the refusal is then the last
+// error of env.
+bool RefuseNonObject(napi_env env, napi_value value, napi_status& refusal)
 {
-    return type == napi_object || type == napi_function || type == napi_external;
+    napi_valuetype type = napi_undefined;
+    if (env == nullptr || value == nullptr) {
+        return false; // Node reports the bad argument
+    }
+    if (napi_typeof(env, value, &type) == napi_ok &&
+        (type == napi_object || type == napi_function || type == napi_external)) {
+        return false;
+    }
+    refusal = NapiHost::SetLastError(env, napi_object_expected);
+    return true;
 }
 
 } // namespace
 
-namespace NapiHost {
-
-napi_status GetOwnEnumerableStringKeys(napi_env env, napi_value object, napi_value* result)
-{
-    JsThreadCache* cache = object != nullptr && result != nullptr ? CacheOf(env) : nullptr;
-    if (cache != nullptr) {
-        if (napi_value keys = BuiltinObjectKeys(env, *cache)) {
-            napi_status status = __real_napi_call_function(env, keys, keys, 1, &object, result);
-            // As napi_get_all_property_names reports an exception (a proxy's trap threw).
-            return status == napi_pending_exception ? SetLastError(env, napi_generic_failure) : status;
-        }
-    }
-    return __real_napi_get_all_property_names(env, object, napi_key_own_only,
-        static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols), napi_key_numbers_to_strings,
-        result);
-}
-
-} // namespace NapiHost
-
 extern "C" napi_status __wrap_napi_get_property_names(napi_env env, napi_value object, napi_value* result)
 {
     return NapiHost::NoThrow([&] {
-        napi_valuetype type = napi_undefined;
-        if (env != nullptr && object != nullptr && result != nullptr &&
-            (napi_typeof(env, object, &type) != napi_ok || !IsObject(type))) {
-            return NapiHost::SetLastError(env, napi_object_expected);
+        napi_status refusal = napi_ok;
+        if (result != nullptr && RefuseNonObject(env, object, refusal)) {
+            return refusal;
+        }
+        return NapiHost::CallPastPendingException(env, [&] {
+            return __real_napi_get_all_property_names(env, object, napi_key_own_only,
+                static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols),
+                napi_key_numbers_to_strings, result);
+        });
+    });
+}
+
+extern "C" napi_status __wrap_napi_get_named_property(napi_env env, napi_value object, const char* name,
+    napi_value* result)
+{
+    return NapiHost::NoThrow([&] {
+        napi_status refusal = napi_ok;
+        if (name != nullptr && result != nullptr && RefuseNonObject(env, object, refusal)) {
+            return refusal;
         }
         return NapiHost::CallPastPendingException(env,
-            [&] { return NapiHost::GetOwnEnumerableStringKeys(env, object, result); });
+            [&] { return __real_napi_get_named_property(env, object, name, result); });
     });
 }

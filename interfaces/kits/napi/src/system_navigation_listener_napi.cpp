@@ -43,63 +43,6 @@ void CallJsRequest(napi_env env, napi_value jsCallback, void* data, const Thread
     SystemNavigationListenerNapi::CallJsFunction(env, function, arguments, callbackData);
 }
 
-napi_value LogNoAnswer(napi_env env, napi_callback_info info)
-{
-    NAVI_LOGI("request promise rejected: no answer is sent");
-    return nullptr;
-}
-
-napi_value IgnoreRejection(napi_env env, napi_callback_info info)
-{
-    return nullptr;
-}
-
-bool IsNativePromise(napi_env env, napi_value value)
-{
-    bool isPromise = false;
-    return value != nullptr && napi_is_promise(env, value, &isPromise) == napi_ok && isPromise;
-}
-
-// promise.catch(handler), for a native promise. An exception raised on the
-// way (a throwing getter, a patched then) is dropped: no exception may be
-// pending when this is called.
-void CatchRejection(napi_env env, napi_value promise, const char* name, napi_callback handler)
-{
-    if (!IsNativePromise(env, promise)) {
-        return;
-    }
-    napi_value catchFunction = nullptr;
-    napi_valuetype type = napi_undefined;
-    napi_value function = nullptr;
-    napi_value ignored = nullptr;
-    if (napi_get_named_property(env, promise, "catch", &catchFunction) == napi_ok &&
-        napi_typeof(env, catchFunction, &type) == napi_ok && type == napi_function &&
-        napi_create_function(env, name, NAPI_AUTO_LENGTH, handler, nullptr, &function) == napi_ok) {
-        napi_call_function(env, promise, catchFunction, ARGC_ONE, &function, &ignored);
-    }
-    bool raised = false;
-    if (napi_is_exception_pending(env, &raised) == napi_ok && raised) {
-        napi_get_and_clear_last_exception(env, &ignored);
-    }
-}
-
-// Node ends the process on a rejected promise that nobody handles; the
-// platform runtime does not. Two native promises may reject here: the one the
-// listener returned (its then-handler never runs, so no answer is sent: that
-// is logged, and the service's time-out answers the request), and the one
-// then() made, which also rejects when the then-handler throws after it has
-// sent the answer (nothing to log). Each gets a rejection handler. Whatever
-// the listener returned, nothing here throws.
-void ObserveRejections(napi_env env, napi_value listenerResult, napi_value chained)
-{
-    bool pending = false;
-    if (napi_is_exception_pending(env, &pending) != napi_ok || pending) {
-        return;
-    }
-    CatchRejection(env, listenerResult, "logNoAnswer", LogNoAnswer);
-    CatchRejection(env, chained, "ignoreRejection", IgnoreRejection);
-}
-
 } // namespace
 
 SystemNavigationListenerNapi::SystemNavigationListenerNapi(napi_env env, napi_value listener)
@@ -187,12 +130,9 @@ void SystemNavigationListenerNapi::CallJsFunction(napi_env env, napi_value funct
         NAVI_LOGI("add finalizer failed");
     }
     napi_value argv[ARGC_ONE] = {callbackFunc};
-    napi_value chained = nullptr;
-    if (napi_call_function(env, result, thenFunction, ARGC_ONE, argv, &chained) != napi_ok) {
+    if (napi_call_function(env, result, thenFunction, ARGC_ONE, argv, nullptr) != napi_ok) {
         ThrowLastNapiError(env);
-        return;
     }
-    ObserveRejections(env, result, chained);
 }
 
 napi_value SystemNavigationListenerNapi::PromiseThenFunction(napi_env env, napi_callback_info info)
