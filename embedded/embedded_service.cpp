@@ -36,46 +36,16 @@ EmbeddedService& EmbeddedService::Instance()
     return *instance;
 }
 
-EmbeddedService::EmbeddedService()
-    : core_(NavInfoServiceCore::Create(EmbeddedCoreOptions())),
-      pid_(static_cast<int32_t>(getpid())),
-      uid_(static_cast<int32_t>(getuid())),
-      bundleName_(BundleNameFromEnvironment())
-{
-}
+EmbeddedService::EmbeddedService() : core_(NavInfoServiceCore::Create(EmbeddedCoreOptions())) {}
 
-CallerInfo EmbeddedService::Caller() const
+CallerInfo EmbeddedCallerFromEnvironment()
 {
     CallerInfo caller;
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        caller.bundleName = bundleName_;
-    }
-    caller.pid = pid_;
-    caller.uid = uid_;
+    caller.bundleName = BundleNameFromEnvironment();
+    caller.pid = static_cast<int32_t>(getpid());
+    caller.uid = static_cast<int32_t>(getuid());
     caller.clientId = EMBEDDED_CLIENT_ID;
     return caller;
-}
-
-void EmbeddedService::SetBundleName(std::string bundleName)
-{
-    std::lock_guard<std::mutex> lock(mutex_);
-    bundleName_ = std::move(bundleName);
-}
-
-void EmbeddedService::SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy)
-{
-    core_->SetAccessPolicy(std::move(policy));
-}
-
-void EmbeddedService::SetRequestTimeout(std::chrono::milliseconds timeout)
-{
-    core_->SetRequestTimeout(timeout);
-}
-
-void EmbeddedService::Reset()
-{
-    core_->Reset();
 }
 
 } // namespace OHOS::NavigationInfoService

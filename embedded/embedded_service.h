@@ -1,5 +1,5 @@
-// The service embedded in this process: one core for the whole process, the
-// identity this process calls it with, and the IPC threads as its executor.
+// The service embedded in this process: one core for the whole process, with
+// the IPC threads as its executor, and the identity this process calls it with.
 //
 // Identity: bundle name from NAVINFO_BUNDLE_NAME (default
 // "com.example.navigation"), this process's pid and uid, client id 1.
@@ -8,13 +8,11 @@
 #ifndef EMBEDDED_EMBEDDED_SERVICE_H
 #define EMBEDDED_EMBEDDED_SERVICE_H
 
-#include <chrono>
 #include <memory>
-#include <mutex>
-#include <string>
 
 #include "caller_info.h"
 #include "nav_info_service_core.h"
+#include "nav_info_transport.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -30,26 +28,19 @@ public:
 
     // Any thread; set once at construction.
     NavInfoServiceCore& Core() const { return *core_; }
-    // Any thread: who this process is to the core.
-    CallerInfo Caller() const;
-
-    // Any thread; for the test hooks.
-    void SetBundleName(std::string bundleName);
-    void SetAccessPolicy(std::shared_ptr<const AccessPolicy> policy);
-    void SetRequestTimeout(std::chrono::milliseconds timeout);
-    // Forgets every record, follower and listener; outstanding requests are
-    // answered NOT_FOUND. The identity, policy and time-out stay as set.
-    void Reset();
 
 private:
     EmbeddedService();
 
     const std::shared_ptr<NavInfoServiceCore> core_;
-    const int32_t pid_;
-    const int32_t uid_;
-    mutable std::mutex mutex_; // guards bundleName_
-    std::string bundleName_;
 };
+
+// Who this process is to the embedded core, from the environment (above).
+CallerInfo EmbeddedCallerFromEnvironment();
+
+// A transport to the embedded core that calls it as caller; CreateEmbeddedTransport()
+// (nav_info_transport.h) calls it as EmbeddedCallerFromEnvironment().
+std::unique_ptr<NavInfoTransport> CreateEmbeddedTransport(CallerInfo caller);
 
 } // namespace OHOS::NavigationInfoService
 

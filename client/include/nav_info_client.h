@@ -8,8 +8,12 @@
 #ifndef CLIENT_NAV_INFO_CLIENT_H
 #define CLIENT_NAV_INFO_CLIENT_H
 
+#include <atomic>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
@@ -54,12 +58,26 @@ public:
     // 1005 without the permission. snapshot is written only on success.
     int32_t InspectService(ServiceSnapshot& snapshot);
 
+    // The seam through which tests put a transport of their own in front of
+    // the service (nav_info_transport.h); applications have no use for it.
+    // From now on every call goes to what wrap makes of the current
+    // transport. wrap may keep a reference to the transport it is given: the
+    // client keeps every transport it had as long as it lives (the whole
+    // process), so a call under way finishes on the transport it started on.
+    // False, with nothing changed, when there is no transport (memory ran out
+    // creating it) or wrap returns null or throws.
+    using TransportWrap = std::function<std::unique_ptr<NavInfoTransport>(NavInfoTransport& current)>;
+    bool WrapTransport(const TransportWrap& wrap) noexcept;
+
     ~NavInfoClient() override;
 
 private:
     NavInfoClient();
     friend class NavInfoClientAccess;
-    std::unique_ptr<NavInfoTransport> transport_;
+
+    std::mutex wrapMutex_; // guards transports_ and serializes WrapTransport
+    std::vector<std::unique_ptr<NavInfoTransport>> transports_; // every transport it had; the last is in use
+    std::atomic<NavInfoTransport*> transport_{nullptr}; // transports_.back(); null when memory ran out
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -1,8 +1,7 @@
-// NavInfoClient: the process's one client. Each operation is counted and
-// recorded for the test hooks, returns a forced result if a test set one,
-// and otherwise goes to the transport. No exception leaves this file: a
-// failure inside (memory exhausted) is logged and answered
-// NAV_INFO_ERR_SERVICE_UNAVAILABLE.
+// NavInfoClient: the process's one client. Each operation goes to the
+// transport in use. No exception leaves this file: a failure inside (memory
+// exhausted) is logged and answered NAV_INFO_ERR_SERVICE_UNAVAILABLE, as is
+// every call when there is no transport.
 #include "nav_info_client.h"
 
 #include <cstdlib>
@@ -10,12 +9,8 @@
 
 #include "client_log.h"
 #include "nav_info_transport.h"
-#include "test_hook_state.h"
 
 namespace OHOS::NavigationInfoService {
-
-using TestHooks::Operation;
-using TestHooks::RequestRecord;
 
 class NavInfoClientAccess {
 public:
@@ -29,28 +24,19 @@ public:
 
 namespace {
 
+// body(transport) on the transport in use, with the failures above answered.
 template <typename Body>
-int32_t Guarded(const char* operation, Body&& body) noexcept
+int32_t Through(const std::atomic<NavInfoTransport*>& transport, const char* operation, Body&& body) noexcept
 {
     try {
-        return body();
+        NavInfoTransport* current = transport.load(std::memory_order_acquire);
+        return current != nullptr ? body(*current) : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
     } catch (const std::exception& e) {
         CLIENT_LOGE("%{public}s failed: %{public}s", operation, e.what());
     } catch (...) {
         CLIENT_LOGE("%{public}s failed", operation);
     }
     return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-}
-
-RequestRecord Record(std::string bundleName, int32_t type = -1, const AAFwk::WantParams* params = nullptr)
-{
-    RequestRecord record;
-    record.bundleName = std::move(bundleName);
-    record.type = type;
-    if (params != nullptr) {
-        record.params = *params;
-    }
-    return record;
 }
 
 } // namespace
@@ -70,169 +56,124 @@ sptr<NavInfoClient> NavInfoClient::GetClientInstance()
     return instance;
 }
 
-NavInfoClient::NavInfoClient() : transport_(CreateNavInfoTransport()) {}
+NavInfoClient::NavInfoClient()
+{
+    if (auto transport = CreateNavInfoTransport()) {
+        transports_.push_back(std::move(transport));
+        transport_.store(transports_.back().get(), std::memory_order_release);
+    }
+}
 
 NavInfoClient::~NavInfoClient() = default;
 
+bool NavInfoClient::WrapTransport(const TransportWrap& wrap) noexcept
+{
+    try {
+        std::lock_guard<std::mutex> lock(wrapMutex_);
+        NavInfoTransport* current = transport_.load(std::memory_order_acquire);
+        if (current == nullptr) {
+            return false;
+        }
+        transports_.reserve(transports_.size() + 1); // nothing below throws once wrap has run
+        std::unique_ptr<NavInfoTransport> next = wrap(*current);
+        if (next == nullptr) {
+            return false;
+        }
+        transport_.store(next.get(), std::memory_order_release);
+        transports_.push_back(std::move(next));
+        return true;
+    } catch (const std::exception& e) {
+        CLIENT_LOGE("wrapping the transport failed: %{public}s", e.what());
+    } catch (...) {
+        CLIENT_LOGE("wrapping the transport failed");
+    }
+    return false;
+}
+
 bool NavInfoClient::IsServiceConnected() const noexcept
 {
-    return transport_ != nullptr && transport_->IsServiceConnected();
+    NavInfoTransport* current = transport_.load(std::memory_order_acquire);
+    return current != nullptr && current->IsServiceConnected();
 }
 
 int32_t NavInfoClient::UpdateNavigationStatus(NavigationStatus status)
 {
-    return Guarded(__func__, [&] {
-        if (auto forced = TestHookState::Instance().OnStatusCall(status)) {
-            return *forced;
-        }
-        return transport_ ? transport_->UpdateNavigationStatus(std::move(status)) : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.UpdateNavigationStatus(std::move(status)); });
 }
 
 int32_t NavInfoClient::UpdateNavigationMetadata(NavigationMetadata metadata)
 {
-    return Guarded(__func__, [&] {
-        if (auto forced = TestHookState::Instance().OnMetadataCall(metadata)) {
-            return *forced;
-        }
-        return transport_ ? transport_->UpdateNavigationMetadata(std::move(metadata))
-                          : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.UpdateNavigationMetadata(std::move(metadata)); });
 }
 
 int32_t NavInfoClient::RegisterSystemNavigationListener(sptr<SystemNavigationListener> listener)
 {
-    return Guarded(__func__, [&] {
-        auto& hooks = TestHookState::Instance();
-        auto forced = hooks.OnCall(Operation::REGISTER_SYSTEM_NAVIGATION_LISTENER, Record(""));
-        int32_t result = forced ? *forced
-            : transport_        ? transport_->RegisterSystemNavigationListener(listener)
-                                : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-        if (result == NAV_INFO_SUCCESS && listener != nullptr) {
-            hooks.TrackSystemListener(listener);
-        }
-        return result;
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.RegisterSystemNavigationListener(listener); });
 }
 
 int32_t NavInfoClient::UnRegisterSystemNavigationListener()
 {
-    return Guarded(__func__, [&] {
-        auto& hooks = TestHookState::Instance();
-        auto forced = hooks.OnCall(Operation::UNREGISTER_SYSTEM_NAVIGATION_LISTENER, Record(""));
-        int32_t result = forced ? *forced
-            : transport_        ? transport_->UnRegisterSystemNavigationListener()
-                                : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-        if (result == NAV_INFO_SUCCESS) {
-            hooks.TrackSystemListener(nullptr);
-        }
-        return result;
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.UnRegisterSystemNavigationListener(); });
 }
 
 int32_t NavInfoClient::GetNavigationStatus(std::string bundleName, NavigationStatus& status)
 {
-    return Guarded(__func__, [&] {
-        if (auto forced = TestHookState::Instance().OnCall(Operation::GET_NAVIGATION_STATUS, Record(bundleName))) {
-            return *forced;
-        }
-        return transport_ ? transport_->GetNavigationStatus(bundleName, status) : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.GetNavigationStatus(bundleName, status); });
 }
 
 int32_t NavInfoClient::RegisterNavigationStatusListener(std::string bundleName,
     sptr<NavigationStatusListener> listener)
 {
-    return Guarded(__func__, [&] {
-        auto& hooks = TestHookState::Instance();
-        auto forced = hooks.OnCall(Operation::REGISTER_NAVIGATION_STATUS_LISTENER, Record(bundleName));
-        int32_t result = forced ? *forced
-            : transport_        ? transport_->RegisterNavigationStatusListener(bundleName, listener)
-                                : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-        if (result == NAV_INFO_SUCCESS && listener != nullptr) {
-            hooks.TrackStatusListener(bundleName, listener);
-        }
-        return result;
+    return Through(transport_, __func__, [&](NavInfoTransport& transport) {
+        return transport.RegisterNavigationStatusListener(bundleName, listener);
     });
 }
 
 int32_t NavInfoClient::UnRegisterNavigationStatusListener(std::string bundleName)
 {
-    return Guarded(__func__, [&] {
-        auto& hooks = TestHookState::Instance();
-        auto forced = hooks.OnCall(Operation::UNREGISTER_NAVIGATION_STATUS_LISTENER, Record(bundleName));
-        int32_t result = forced ? *forced
-            : transport_        ? transport_->UnRegisterNavigationStatusListener(bundleName)
-                                : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-        if (result == NAV_INFO_SUCCESS) {
-            hooks.TrackStatusListener(bundleName, nullptr);
-        }
-        return result;
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.UnRegisterNavigationStatusListener(bundleName); });
 }
 
 int32_t NavInfoClient::RegisterNavigationMetadataListener(std::string bundleName,
     sptr<NavigationMetadataListener> listener)
 {
-    return Guarded(__func__, [&] {
-        auto& hooks = TestHookState::Instance();
-        auto forced = hooks.OnCall(Operation::REGISTER_NAVIGATION_METADATA_LISTENER, Record(bundleName));
-        int32_t result = forced ? *forced
-            : transport_        ? transport_->RegisterNavigationMetadataListener(bundleName, listener)
-                                : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-        if (result == NAV_INFO_SUCCESS && listener != nullptr) {
-            hooks.TrackMetadataListener(bundleName, listener);
-        }
-        return result;
+    return Through(transport_, __func__, [&](NavInfoTransport& transport) {
+        return transport.RegisterNavigationMetadataListener(bundleName, listener);
     });
 }
 
 int32_t NavInfoClient::UnRegisterNavigationMetadataListener(std::string bundleName)
 {
-    return Guarded(__func__, [&] {
-        auto& hooks = TestHookState::Instance();
-        auto forced = hooks.OnCall(Operation::UNREGISTER_NAVIGATION_METADATA_LISTENER, Record(bundleName));
-        int32_t result = forced ? *forced
-            : transport_        ? transport_->UnRegisterNavigationMetadataListener(bundleName)
-                                : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-        if (result == NAV_INFO_SUCCESS) {
-            hooks.TrackMetadataListener(bundleName, nullptr);
-        }
-        return result;
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.UnRegisterNavigationMetadataListener(bundleName); });
 }
 
 int32_t NavInfoClient::QueryNavigationInfo(std::string bundleName, QueryType type, AAFwk::WantParams params,
     sptr<MapCallback> callback)
 {
-    return Guarded(__func__, [&] {
-        if (auto forced = TestHookState::Instance().OnCall(Operation::QUERY_NAVIGATION_INFO,
-                Record(bundleName, static_cast<int32_t>(type), &params), callback)) {
-            return *forced;
-        }
-        return transport_ ? transport_->QueryNavigationInfo(bundleName, type, std::move(params), callback)
-                          : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    return Through(transport_, __func__, [&](NavInfoTransport& transport) {
+        return transport.QueryNavigationInfo(bundleName, type, std::move(params), callback);
     });
 }
 
 int32_t NavInfoClient::SendNavigationCmd(std::string bundleName, CommandType type, AAFwk::WantParams params,
     sptr<MapCallback> callback)
 {
-    return Guarded(__func__, [&] {
-        if (auto forced = TestHookState::Instance().OnCall(Operation::SEND_NAVIGATION_CMD,
-                Record(bundleName, static_cast<int32_t>(type), &params), callback)) {
-            return *forced;
-        }
-        return transport_ ? transport_->SendNavigationCmd(bundleName, type, std::move(params), callback)
-                          : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    return Through(transport_, __func__, [&](NavInfoTransport& transport) {
+        return transport.SendNavigationCmd(bundleName, type, std::move(params), callback);
     });
 }
 
 int32_t NavInfoClient::InspectService(ServiceSnapshot& snapshot)
 {
-    return Guarded(__func__, [&] {
-        return transport_ ? transport_->InspectService(snapshot) : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.InspectService(snapshot); });
 }
 
 } // namespace OHOS::NavigationInfoService

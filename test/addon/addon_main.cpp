@@ -45,7 +45,7 @@ namespace {
 
 napi_value Init(napi_env env, napi_value exports)
 {
-    // Loading the control surface starts the client's recording.
+    // Loading the control surface puts the recording transport in front of the client's own.
     OHOS::NavigationInfoService::TestHooks::Enable();
     std::vector<napi_property_descriptor> descriptors;
     for (const auto& entry : NavInfoTest::AddonExports()) {

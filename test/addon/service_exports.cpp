@@ -1,4 +1,4 @@
-// JavaScript exports of the client library's test hooks (nav_info_test_hooks.h),
+// JavaScript exports of the test hooks (test/hooks/nav_info_test_hooks.h),
 // with the navigation records as plain objects of the same field names.
 // Operations are named as TestHooks::OperationName does, e.g. "queryNavigationInfo".
 #include "addon_exports.h"

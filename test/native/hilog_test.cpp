@@ -11,6 +11,7 @@
 #include "hilog/log.h"
 #include "hilog/log_control.h"
 #include "hilog/log_rate_limit.h"
+#include "rate_limited_count.h"
 
 using namespace OHOS::HiviewDFX;
 
@@ -124,24 +125,34 @@ TEST(HiLogLineTest, TheJournalsStreamGetsPriorityPrefixesAndNoTime)
     }
 }
 
-TEST(LogRateLimitTest, OneLinePerIntervalCarriesTheCountHeldBack)
+// The one rate limiter of every repeated warning: counts of dropped records
+// (Add(n)) and rate-limited log lines (Add(1) each) alike.
+TEST(RateLimitedCountTest, OneReportPerIntervalCarriesEverythingCountedSince)
 {
     using namespace std::chrono;
-    LogRateLimit limit(milliseconds(1000));
-    const LogRateLimit::Clock::time_point start{};
+    OHOS::RateLimitedCount limit(milliseconds(1000));
+    const OHOS::RateLimitedCount::Clock::time_point start{};
     const struct {
         int atMs;
-        bool written;
-        uint64_t suppressed; // when written
-    } steps[] = {{0, true, 0}, {1, false, 0}, {500, false, 0}, {999, false, 0}, {1000, true, 3}, {1500, false, 0},
-        {5000, true, 1}, {6000, true, 0}};
+        uint64_t counted;
+        uint64_t reported; // 0: held back
+    } steps[] = {
+        {0, 1, 1},    // the first at once
+        {1, 1, 0},    // a second one within the interval is held back
+        {500, 5, 0},  // counts add up
+        {999, 1, 0},  // still within the interval
+        {1000, 1, 8}, // the next interval: everything held back, and this one
+        {1500, 0, 0}, // asking only
+        {1700, 2, 0},
+        {2000, 0, 2}, // asking after the interval reports what was left over
+        {2001, 0, 0}, // nothing left
+        {5000, 3, 3},
+        {6000, 1, 1},
+    };
     for (const auto& step : steps) {
-        uint64_t suppressed = 99;
-        EXPECT_EQ(limit.Allow(start + milliseconds(step.atMs), suppressed), step.written) << step.atMs;
-        if (step.written) {
-            EXPECT_EQ(suppressed, step.suppressed) << step.atMs;
-        }
+        EXPECT_EQ(limit.Add(step.counted, start + milliseconds(step.atMs)), step.reported) << step.atMs;
     }
+    EXPECT_EQ(limit.Pending(), 0u);
     EXPECT_EQ(SuppressedNote(0), "");
     EXPECT_EQ(SuppressedNote(3), " (3 similar lines suppressed)");
 }

@@ -1,13 +1,16 @@
-// The client library in embedded mode, and its test hooks. The client and
-// the embedded service are process-wide, so each test starts from a reset.
+// The client library in embedded mode, and the test hooks that watch it
+// through the transport seam. The client and the embedded service are
+// process-wide, so each test starts from a reset.
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "core_test_support.h"
 #include "nav_info_client.h"
 #include "nav_info_errors.h"
 #include "nav_info_test_hooks.h"
+#include "nav_info_transport.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -183,6 +186,17 @@ TEST_F(NavInfoClientTest, FireReachesOnlyListenersRegisteredAndNotUnregistered)
     Hooks::ForceResult(Operation::UNREGISTER_NAVIGATION_STATUS_LISTENER, 1003);
     client_->UnRegisterNavigationStatusListener("com.fired");
     EXPECT_EQ(Hooks::FireStatusChanged("com.fired", record), 1u) << "a failed unregistration keeps it";
+}
+
+TEST_F(NavInfoClientTest, AWrapThatFailsLeavesTheTransportInUse)
+{
+    EXPECT_FALSE(client_->WrapTransport([](NavInfoTransport&) { return std::unique_ptr<NavInfoTransport>(); }));
+    EXPECT_FALSE(client_->WrapTransport([](NavInfoTransport&) -> std::unique_ptr<NavInfoTransport> {
+        throw std::runtime_error("wrap failed");
+    }));
+    NavigationStatus read;
+    EXPECT_EQ(client_->GetNavigationStatus(SELF, read), NAV_INFO_ERR_NOT_FOUND) << "the service still answers";
+    EXPECT_EQ(Hooks::CallCount(Operation::GET_NAVIGATION_STATUS), 1u) << "through the recording transport";
 }
 
 // Answers every query twice, from its IPC thread.

@@ -1,14 +1,20 @@
-// Counts an event that may repeat often and says when to report it: at once
-// the first time, then at most once per interval, each report carrying what
-// was counted since the previous one. So a flood of the same warning becomes
-// one log line per interval with a count.
+// The one rate limiter of every warning that a peer, a flood or a slow
+// follower can repeat without end. It counts events and says when to report
+// them: at once the first time, then at most once per interval, each report
+// carrying everything counted since the previous one, so nothing counted is
+// lost and no more than one report leaves per interval.
 //
-// Threads: not synchronized; the owner guards it.
+// A warning about n dropped records counts n (Add(n)); a log line counts
+// itself (HILOG_RATE_LIMITED in hilog/log_rate_limit.h, whose line then says
+// how many similar ones were held back).
+//
+// Threads: every member from any thread.
 #ifndef PLATFORM_UTILS_RATE_LIMITED_COUNT_H
 #define PLATFORM_UTILS_RATE_LIMITED_COUNT_H
 
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 
 namespace OHOS {
 
@@ -23,6 +29,7 @@ public:
     // nothing was counted.
     uint64_t Add(uint64_t n, Clock::time_point now = Clock::now())
     {
+        std::lock_guard<std::mutex> lock(mutex_);
         pending_ += n;
         if (pending_ == 0 || (reported_ && now - lastReport_ < interval_)) {
             return 0;
@@ -35,10 +42,15 @@ public:
     }
 
     // Counted and not reported yet.
-    uint64_t Pending() const { return pending_; }
+    uint64_t Pending() const
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return pending_;
+    }
 
 private:
     const Clock::duration interval_;
+    mutable std::mutex mutex_; // guards what follows
     uint64_t pending_ = 0;
     Clock::time_point lastReport_ {};
     bool reported_ = false;

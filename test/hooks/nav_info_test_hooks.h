@@ -1,12 +1,15 @@
-// Test-only control of libnav_info_client: not for applications.
+// Test-only control of the client library, linked into the test addon and
+// the native tests, never into what ships.
 //
 // Lets tests force what the client returns, see what it was given, change
 // this process's identity and policy in the embedded service, and call the
 // listeners and callbacks this process registered as the service would (on
-// the client library's IPC threads). Every function may be called from any
+// the client library's IPC threads). The client is watched through a
+// RecordingTransport (recording_transport.h) put in front of its own transport
+// with NavInfoClient::WrapTransport. Every function may be called from any
 // thread at any time and never throws.
-#ifndef CLIENT_NAV_INFO_TEST_HOOKS_H
-#define CLIENT_NAV_INFO_TEST_HOOKS_H
+#ifndef TEST_HOOKS_NAV_INFO_TEST_HOOKS_H
+#define TEST_HOOKS_NAV_INFO_TEST_HOOKS_H
 
 #include <cstdint>
 #include <map>
@@ -38,13 +41,15 @@ const char* OperationName(Operation op) noexcept;
 // False for an unknown name.
 bool OperationFromName(const std::string& name, Operation& op) noexcept;
 
+// Puts the recording transport in front of the client's transport (creating
+// the client if there is none yet), once per process: from then on the
+// client's calls are counted and recorded (arguments, listeners). Every other
+// hook does it too; until then nothing is recorded.
+void Enable() noexcept;
+
 // From now on the client returns result for op without reaching the service
 // (any value, -1 included). A forced GetNavigationStatus leaves its output as
 // it was. Calls are still counted and recorded.
-// Starts recording the client's calls (counts, arguments, listeners). Every
-// other hook starts it too; until then the client records nothing.
-void Enable() noexcept;
-
 void ForceResult(Operation op, int32_t result) noexcept;
 void ClearForcedResults() noexcept;
 
@@ -63,7 +68,10 @@ bool LastStatus(NavigationStatus& status) noexcept;       // false: never called
 bool LastMetadata(NavigationMetadata& metadata) noexcept; // false: never called
 bool LastRequest(Operation op, RequestRecord& record) noexcept; // false: op never called
 
-// This process's identity and access in the embedded service.
+// This process's identity and access in the embedded service
+// (embedded_test_control.cpp, which links the service core). From
+// SetBundleName on, the client calls the embedded service as bundleName,
+// whichever transport it used before.
 void SetBundleName(const std::string& bundleName) noexcept;
 struct BundlePolicy {
     bool systemApp = false;
@@ -107,4 +115,4 @@ bool CallLastCallbackTwice(Operation op, const ResultData& first, const ResultDa
 
 } // namespace OHOS::NavigationInfoService::TestHooks
 
-#endif // CLIENT_NAV_INFO_TEST_HOOKS_H
+#endif // TEST_HOOKS_NAV_INFO_TEST_HOOKS_H

@@ -1,14 +1,13 @@
-// The exported test hooks: thin, exception-safe wrappers over the hook state,
-// the embedded service and the IPC threads.
+// The client hooks: thin, exception-safe wrappers over the recording
+// transport and the IPC threads.
 #include "nav_info_test_hooks.h"
 
-#include <exception>
+#include <cstdlib>
+#include <mutex>
 
-#include "access_policy.h"
-#include "client_log.h"
-#include "embedded_service.h"
+#include "hooks_internal.h"
 #include "ipc_threads.h"
-#include "test_hook_state.h"
+#include "nav_info_client.h"
 
 namespace OHOS::NavigationInfoService::TestHooks {
 namespace {
@@ -34,24 +33,44 @@ bool Valid(Operation op)
     return static_cast<int32_t>(op) >= 0 && op < Operation::COUNT;
 }
 
-template <typename Result, typename Body>
-Result Guarded(const char* hook, Result fallback, Body&& body) noexcept
-{
-    try {
-        return body();
-    } catch (const std::exception& e) {
-        CLIENT_LOGE("test hook %{public}s failed: %{public}s", hook, e.what());
-    } catch (...) {
-        CLIENT_LOGE("test hook %{public}s failed", hook);
+// The answers of fired requests, in arrival order.
+class AnswerLog {
+public:
+    int64_t NextId()
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return nextId_++;
     }
-    return fallback;
+    void Record(int64_t id, ResultData data)
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        answers_.push_back({id, std::move(data)});
+    }
+    std::vector<RecordedAnswer> Take()
+    {
+        std::vector<RecordedAnswer> answers;
+        std::lock_guard<std::mutex> lock(mutex_);
+        answers.swap(answers_);
+        return answers;
+    }
+
+private:
+    std::mutex mutex_; // guards what follows
+    int64_t nextId_ = 1;
+    std::vector<RecordedAnswer> answers_;
+};
+
+AnswerLog& Answers()
+{
+    static AnswerLog* const log = new AnswerLog(); // leaked, like the recorder
+    return *log;
 }
 
 // Records every answer under its request id.
 class RecordingMapCallback : public MapCallback {
 public:
     explicit RecordingMapCallback(int64_t id) : id_(id) {}
-    void Callback(ResultData data) override { TestHookState::ForHooks().RecordAnswer(id_, std::move(data)); }
+    void Callback(ResultData data) override { Answers().Record(id_, std::move(data)); }
 
 private:
     const int64_t id_;
@@ -61,11 +80,11 @@ enum class RequestKind { QUERY, COMMAND };
 
 int64_t FireRequest(RequestKind kind, int32_t type, const AAFwk::WantParams& params)
 {
-    sptr<ISystemNavigationListener> listener = TestHookState::ForHooks().SystemListener();
+    sptr<ISystemNavigationListener> listener = Recorder().SystemListener();
     if (listener == nullptr) {
         return -1;
     }
-    const int64_t id = TestHookState::ForHooks().NextAnswerId();
+    const int64_t id = Answers().NextId();
     sptr<IMapCallback> callback = new RecordingMapCallback(id);
     bool posted = IpcThreads()->Post(listener.GetRefPtr(), [kind, listener, type, params, callback] {
         if (kind == RequestKind::QUERY) {
@@ -78,6 +97,30 @@ int64_t FireRequest(RequestKind kind, int32_t type, const AAFwk::WantParams& par
 }
 
 } // namespace
+
+RecordingTransport& Recorder()
+{
+    static RecordingTransport* const recorder = [] {
+        RecordingTransport* installed = nullptr;
+        NavInfoClient::GetClientInstance()->WrapTransport([&installed](NavInfoTransport& current) {
+            auto recording = std::make_unique<RecordingTransport>(current);
+            installed = recording.get();
+            return recording;
+        });
+        if (installed == nullptr) {
+            // Only when memory ran out: no test can run without the recorder.
+            CLIENT_LOGE("test hooks: the recording transport could not be installed");
+            std::abort();
+        }
+        return installed;
+    }();
+    return *recorder;
+}
+
+void ForgetAnswers()
+{
+    Answers().Take();
+}
 
 const char* OperationName(Operation op) noexcept
 {
@@ -97,98 +140,50 @@ bool OperationFromName(const std::string& name, Operation& op) noexcept
 
 void Enable() noexcept
 {
-    TestHookState::ForHooks();
+    Recorder();
 }
 
 void ForceResult(Operation op, int32_t result) noexcept
 {
     if (Valid(op)) {
-        TestHookState::ForHooks().ForceResult(op, result);
+        Recorder().ForceResult(op, result);
     }
 }
 
 void ClearForcedResults() noexcept
 {
-    TestHookState::ForHooks().ClearForcedResults();
+    Recorder().ClearForcedResults();
 }
 
 uint64_t CallCount(Operation op) noexcept
 {
-    return Valid(op) ? TestHookState::ForHooks().CallCount(op) : 0;
+    return Valid(op) ? Recorder().CallCount(op) : 0;
 }
 
 void ResetCounts() noexcept
 {
-    TestHookState::ForHooks().ResetCounts();
+    Recorder().ResetCounts();
 }
 
 bool LastStatus(NavigationStatus& status) noexcept
 {
-    return Guarded(__func__, false, [&] { return TestHookState::ForHooks().LastStatus(status); });
+    return Guarded(__func__, false, [&] { return Recorder().LastStatus(status); });
 }
 
 bool LastMetadata(NavigationMetadata& metadata) noexcept
 {
-    return Guarded(__func__, false, [&] { return TestHookState::ForHooks().LastMetadata(metadata); });
+    return Guarded(__func__, false, [&] { return Recorder().LastMetadata(metadata); });
 }
 
 bool LastRequest(Operation op, RequestRecord& record) noexcept
 {
-    return Valid(op) && Guarded(__func__, false, [&] { return TestHookState::ForHooks().LastRequest(op, record); });
-}
-
-void SetBundleName(const std::string& bundleName) noexcept
-{
-    Guarded(__func__, 0, [&] {
-        EmbeddedService::Instance().SetBundleName(bundleName);
-        return 0;
-    });
-}
-
-void SetPolicy(const std::map<std::string, BundlePolicy>& bundles) noexcept
-{
-    Guarded(__func__, 0, [&] {
-        std::map<std::string, BundleAccess> rules;
-        for (const auto& entry : bundles) {
-            BundleAccess access;
-            access.systemApp = entry.second.systemApp;
-            access.navigationPermission = entry.second.navigationPermission;
-            rules.emplace(entry.first, std::move(access));
-        }
-        EmbeddedService::Instance().SetAccessPolicy(std::make_shared<const RuleAccessPolicy>(true, std::move(rules)));
-        return 0;
-    });
-}
-
-void SetPolicyAllowAll() noexcept
-{
-    Guarded(__func__, 0, [] {
-        EmbeddedService::Instance().SetAccessPolicy(RuleAccessPolicy::AllowAll());
-        return 0;
-    });
-}
-
-void SetRequestTimeoutMs(int64_t milliseconds) noexcept
-{
-    Guarded(__func__, 0, [&] {
-        EmbeddedService::Instance().SetRequestTimeout(std::chrono::milliseconds(milliseconds < 0 ? 0 : milliseconds));
-        return 0;
-    });
-}
-
-void ResetService() noexcept
-{
-    Guarded(__func__, 0, [] {
-        EmbeddedService::Instance().Reset();
-        TestHookState::ForHooks().ForgetListenersAndAnswers();
-        return 0;
-    });
+    return Valid(op) && Guarded(__func__, false, [&] { return Recorder().LastRequest(op, record); });
 }
 
 size_t FireStatusChanged(const std::string& bundleName, const NavigationStatus& status) noexcept
 {
     return Guarded(__func__, size_t(0), [&]() -> size_t {
-        sptr<INavigationStatusListener> listener = TestHookState::ForHooks().StatusListener(bundleName);
+        sptr<INavigationStatusListener> listener = Recorder().StatusListener(bundleName);
         if (listener == nullptr) {
             return 0;
         }
@@ -200,7 +195,7 @@ size_t FireStatusChanged(const std::string& bundleName, const NavigationStatus& 
 size_t FireMetadataChanged(const std::string& bundleName, const NavigationMetadata& metadata) noexcept
 {
     return Guarded(__func__, size_t(0), [&]() -> size_t {
-        sptr<INavigationMetadataListener> listener = TestHookState::ForHooks().MetadataListener(bundleName);
+        sptr<INavigationMetadataListener> listener = Recorder().MetadataListener(bundleName);
         if (listener == nullptr) {
             return 0;
         }
@@ -221,7 +216,7 @@ int64_t FireCommand(int32_t type, const AAFwk::WantParams& params) noexcept
 
 std::vector<RecordedAnswer> TakeAnswers() noexcept
 {
-    return Guarded(__func__, std::vector<RecordedAnswer>(), [] { return TestHookState::ForHooks().TakeAnswers(); });
+    return Guarded(__func__, std::vector<RecordedAnswer>(), [] { return Answers().Take(); });
 }
 
 bool CallLastCallbackTwice(Operation op, const ResultData& first, const ResultData& second) noexcept
@@ -230,7 +225,7 @@ bool CallLastCallbackTwice(Operation op, const ResultData& first, const ResultDa
         return false;
     }
     return Guarded(__func__, false, [&] {
-        sptr<IMapCallback> callback = TestHookState::ForHooks().LastCallback(op);
+        sptr<IMapCallback> callback = Recorder().LastCallback(op);
         if (callback == nullptr) {
             return false;
         }
