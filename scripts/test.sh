@@ -14,8 +14,12 @@ export NAVINFO_BUILD_DIR="$PWD/$BUILD_DIR"
 
 status=0
 (cd "$BUILD_DIR" && ctest --output-on-failure -j2 --timeout 300) || status=1
-# The typed examples of the client API must compile under --strict.
+# The typed examples of the client API must compile under --strict, with
+# moduleResolution "node16" and with "node"; the latter finds the package
+# only in node_modules (a link to this checkout, ignored by git).
 node_modules/.bin/tsc -p examples/client/tsconfig.json || status=1
+mkdir -p examples/client/node_modules && ln -sfn ../../.. examples/client/node_modules/navigation-info-mgr &&
+  node_modules/.bin/tsc -p examples/client/tsconfig.node.json || status=1
 node --test --test-concurrency=2 --test-timeout=120000 test/js/*.test.js || status=1
 # The cluster page in headless Chromium, alone; its screenshots are kept in
 # $BUILD_DIR/artifacts/.

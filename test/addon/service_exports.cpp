@@ -206,6 +206,15 @@ TEST_ADDON_EXPORT(resetCounts)
     return nullptr;
 }
 
+TEST_ADDON_EXPORT(setRequestTimeoutMs) // (ms): the service's time-out of queries and commands made from now on
+{
+    int32_t milliseconds = 0;
+    if (Args(env, info, milliseconds)) {
+        Hooks::SetRequestTimeoutMs(milliseconds);
+    }
+    return nullptr;
+}
+
 TEST_ADDON_EXPORT(lastStatus) // status | null
 {
     NavigationStatus status;

@@ -82,11 +82,13 @@ test('one handler for everything is called with the server as this; a failing ha
   assert.deepEqual(calls, [[true, 'query', 'navigationMetadata'], [true, 'command', 'goHome']]);
 });
 
-test('requests reject, never throw: time-out, abort, close, refusals and bad arguments', async (t) => {
+test('requests reject, never throw: time-outs, abort, close, refusals, answers of the service and bad arguments', async (t) => {
   const client = openClient(t);
   const late = deferred('a handler that answers late', 10000);
-  client.serve(() => late.promise);
-  t.after(() => addon.clearForcedResults());
+  let onRequest = () => {};
+  const holding = () => { onRequest(); return late.promise; };
+  let server = client.serve(holding);
+  t.after(() => { late.resolve({ code: 1 }); addon.clearForcedResults(); addon.setRequestTimeoutMs(10000); });
   const send = (...args) => {
     let promise;
     assert.doesNotThrow(() => { promise = client.query(...args); });
@@ -115,12 +117,32 @@ test('requests reject, never throw: time-out, abort, close, refusals and bad arg
     addon.forceResult('queryNavigationInfo', result);
     cases.push([send(BUNDLE, 'navigationMetadata'), name, code, forced]);
   }
-  for (const [promise, name, code, result] of cases) {
-    const { error } = await promise;
+  addon.clearForcedResults();
+  // Answers the service makes after accepting a request, well within `timeout`:
+  // each row runs once the rows before it are settled.
+  const heldThen = (act) => async () => {
+    const atHandler = deferred('the request at the handler');
+    onRequest = atHandler.resolve;
+    const result = send(BUNDLE, 'navigationStatus', {}, { timeout: 5000 });
+    await atHandler.promise;
+    act();
+    return result;
+  };
+  cases.push(
+    [heldThen(() => server.close()), 'NavInfoError', 'ERR_NAVINFO_NOT_FOUND', 1003],
+    [async () => {
+      server = client.serve(holding);
+      addon.setRequestTimeoutMs(50);
+      return heldThen(() => {})();
+    }, 'NavInfoError', 'ERR_NAVINFO_TIMEOUT', 1004],
+  );
+  for (const [row, name, code, result] of cases) {
+    const { answer, error } = await (typeof row === 'function' ? row() : row);
+    assert.ok(error, `rejects, not resolves with ${JSON.stringify(answer)}`);
     assert.deepEqual([error.name, error.code, error.result], [name, code, result], error.message);
   }
-  // Aborted before sending and bad arguments: nothing reached the client. The late answer is dropped.
-  assert.equal(addon.callCount('queryNavigationInfo'), 5);
+  // Aborted before sending and bad arguments: nothing reached the client. The late answers are dropped.
+  assert.equal(addon.callCount('queryNavigationInfo'), 7);
   late.resolve({ code: 1 });
 });
 

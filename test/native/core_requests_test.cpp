@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <iterator>
 #include <system_error>
 
 #include "core_test_support.h"
@@ -182,32 +183,41 @@ TEST_F(CoreRequestTest, OutstandingLimitIsPerClientAndFreedByAnswers)
 }
 
 // With two requests in flight, later ones wait: one goes out each time an
-// earlier one completes, and one whose time-out comes while it waits is
-// answered 1004 once and never sent.
-TEST_F(CoreRequestTest, WaitingRequestsGoOutAsEarlierOnesCompleteOrTimeOutWhileWaiting)
+// earlier one completes, the waiting requesters taking turns (one that sent
+// many does not hold back another that sent later), and one whose time-out
+// comes while it waits is answered 1004 once and never sent.
+TEST_F(CoreRequestTest, WaitingRequestsGoOutInTurnsAsEarlierOnesCompleteOrTimeOutWhileWaiting)
 {
     Build(DEFAULT_MAX_OUTSTANDING_REQUESTS, 2);
-    std::vector<sptr<RecordingCallback>> callbacks = {Accepted(), Accepted(), Accepted()};
+    const CallerInfo other = MakeCaller("com.sys2", 3);
+    // sys_ sends four, other one, then sys_ one more with a short time-out.
+    std::vector<sptr<RecordingCallback>> callbacks = {Accepted(), Accepted(), Accepted(), Accepted()};
+    callbacks.push_back(new RecordingCallback());
+    ASSERT_EQ(Query(callbacks[4], other), NAV_INFO_SUCCESS);
     core_->SetRequestTimeout(milliseconds(20));
     callbacks.push_back(Accepted());
     executor_->RunAll();
     EXPECT_EQ(listener_->Count(), 2u);
-    listener_->CallbackAt(0)->Callback(Answer(0, "first"));
+    // Each request sent is answered with the name of the one expected in that place.
+    const char* sentInOrder[] = {"first", "second", "third", "other's", "fourth"};
+    listener_->CallbackAt(0)->Callback(Answer(0, sentInOrder[0]));
     executor_->RunAll();
     ASSERT_EQ(listener_->Count(), 3u) << "the third went out in the first one's place";
     ASSERT_TRUE(WaitUntil([&] {
         executor_->RunAll();
-        return callbacks[3]->Count() > 0;
-    }));
-    EXPECT_EQ(callbacks[3]->First().code, NAV_INFO_ERR_TIMEOUT);
-    listener_->CallbackAt(1)->Callback(Answer(0, "second"));
-    listener_->CallbackAt(2)->Callback(Answer(0, "third"));
-    executor_->RunAll();
-    EXPECT_EQ(listener_->Count(), 3u) << "the timed-out one was never sent";
-    const char* messages[] = {"first", "second", "third", "Timed out"};
+        return callbacks[5]->Count() > 0;
+    }, milliseconds(3000)));
+    EXPECT_EQ(callbacks[5]->First().code, NAV_INFO_ERR_TIMEOUT);
+    for (size_t i = 1; i < std::size(sentInOrder); ++i) {
+        ASSERT_GT(listener_->Count(), i);
+        listener_->CallbackAt(i)->Callback(Answer(0, sentInOrder[i]));
+        executor_->RunAll();
+    }
+    EXPECT_EQ(listener_->Count(), 5u) << "the timed-out one was never sent";
+    const char* messages[] = {"first", "second", "third", "fourth", "other's", "Timed out"};
     for (size_t i = 0; i < callbacks.size(); ++i) {
         ASSERT_EQ(callbacks[i]->Count(), 1u) << i;
-        EXPECT_EQ(callbacks[i]->First().message, messages[i]);
+        EXPECT_EQ(callbacks[i]->First().message, messages[i]) << i;
     }
     EXPECT_EQ(core_->OutstandingRequestCount(), 0u);
 }

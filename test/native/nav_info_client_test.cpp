@@ -34,10 +34,12 @@ protected:
         Hooks::SetRequestTimeoutMs(10000);
         Hooks::ResetService();
     }
-    // Waits for the first answer, which must come from another thread.
+    // Waits for the first answer, which must come from another thread. It
+    // waits well under the 10 s time-out set above, so that a short time-out
+    // whose timer only fires when it wakes for a 10 s deadline fails here.
     static ResultData AnswerOnAnotherThread(const sptr<RecordingCallback>& callback)
     {
-        EXPECT_TRUE(WaitUntil([&] { return callback->Count() > 0; }));
+        EXPECT_TRUE(WaitUntil([&] { return callback->Count() > 0; }, std::chrono::milliseconds(3000)));
         std::lock_guard<std::mutex> lock(callback->mutex);
         EXPECT_NE(callback->threads.at(0), std::this_thread::get_id());
         return callback->answers.at(0);

@@ -221,6 +221,35 @@ TEST_F(TimerTest, FiresInDeadlineOrderAndNotCancelledOnes)
     EXPECT_EQ(timer_.ScheduledCount(), 0u);
 }
 
+// A nearer deadline scheduled while the thread already sleeps (until woken,
+// or until a later deadline) wakes it: it fires in its time, not when the
+// thread would have woken anyway.
+TEST_F(TimerTest, ANearerDeadlineWakesTheWaitingThread)
+{
+    const struct {
+        const char* name;
+        std::chrono::hours waitingFor; // 0: nothing scheduled
+    } cases[] = {
+        {"waiting with nothing scheduled", std::chrono::hours(0)},
+        {"waiting for a deadline an hour away", std::chrono::hours(1)},
+    };
+    uint64_t id = 0;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        timer_.Stop();
+        ASSERT_TRUE(timer_.EnsureStarted());
+        if (c.waitingFor.count() > 0) {
+            timer_.Schedule(++id, DeadlineTimer::Clock::now() + c.waitingFor);
+        }
+        std::this_thread::sleep_for(milliseconds(50)); // the thread is asleep by now
+        const size_t firedBefore = Fired().size();
+        const uint64_t near = ++id;
+        timer_.Schedule(near, DeadlineTimer::Clock::now() + milliseconds(20));
+        ASSERT_TRUE(WaitUntil([&] { return Fired().size() > firedBefore; }, milliseconds(2000)));
+        EXPECT_EQ(Fired().back(), near);
+    }
+}
+
 TEST_F(TimerTest, StopDropsWhatIsScheduled)
 {
     ASSERT_TRUE(timer_.EnsureStarted());

@@ -134,6 +134,76 @@ TEST_F(DaemonTest, ARestartedDaemonGetsRegistrationsBackAndOpenRequestsSettle100
     EXPECT_EQ(refused->Count(), 0u);
 }
 
+// What a restarted daemon gets back from each shape of client: a client with
+// registrations comes back by itself, one with only records at its next call,
+// and both bring everything they hold.
+TEST_F(DaemonTest, ARestartedDaemonGetsBackWhatEachShapeOfClientHolds)
+{
+    const struct {
+        const char* name;
+        bool listens;   // the navigation client registers a system navigation listener
+        bool publishes; // the navigation client publishes a status
+        bool follows;   // the system client follows the navigation client's status
+    } shapes[] = {
+        {"navigation app with a system listener", true, true, false},
+        {"publish-only navigation app", false, true, false},
+        {"follow-only system app", false, false, true},
+    };
+    for (const auto& shape : shapes) {
+        SCOPED_TRACE(shape.name);
+        auto nav = Client(MAP);
+        auto sys = Client(DASH);
+        sptr<HoldingSystemListener> listener = new HoldingSystemListener();
+        listener->answerAtOnce = [](const HoldingSystemListener::Request& request) {
+            request.callback->Callback(Answer(0, "restored"));
+        };
+        sptr<RecordingStatusListener> follower = new RecordingStatusListener();
+        NavigationStatus status;
+        status.routeIndex = 7;
+        if (shape.listens) {
+            ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+        }
+        if (shape.publishes) {
+            ASSERT_EQ(nav->UpdateNavigationStatus(status), NAV_INFO_SUCCESS);
+        }
+        if (shape.follows) {
+            ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, follower), NAV_INFO_SUCCESS);
+        }
+
+        const uint64_t navGeneration = nav->ConnectionGeneration();
+        const uint64_t sysGeneration = sys->ConnectionGeneration();
+        StopDaemon();
+        StartDaemon();
+        // A new generation is published once everything is replayed.
+        if (shape.listens) {
+            ASSERT_TRUE(WaitUntil([&] { return nav->ConnectionGeneration() > navGeneration; }));
+        } else if (shape.publishes) {
+            // Its next call, of another kind, reconnects it (the first may still find the old connection).
+            ASSERT_TRUE(WaitUntil([&] { return nav->UpdateNavigationMetadata({}) == NAV_INFO_SUCCESS; }));
+        }
+        if (shape.follows) {
+            ASSERT_TRUE(WaitUntil([&] { return sys->ConnectionGeneration() > sysGeneration; }));
+        }
+        NavigationStatus read;
+        if (shape.publishes) {
+            ASSERT_TRUE(WaitUntil([&] { return sys->GetNavigationStatus(MAP, read) != NAV_INFO_ERR_SERVICE_UNAVAILABLE; }));
+            ASSERT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_SUCCESS) << "the status is back";
+            EXPECT_EQ(read.routeIndex, 7);
+        }
+        if (shape.listens) {
+            sptr<RecordingCallback> answer = new RecordingCallback();
+            ASSERT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answer), NAV_INFO_SUCCESS);
+            ASSERT_TRUE(WaitUntil([&] { return answer->Count() == 1; }));
+            EXPECT_EQ(answer->First().message, "restored");
+        }
+        if (shape.follows) {
+            ASSERT_TRUE(WaitUntil([&] { return nav->UpdateNavigationStatus(status) == NAV_INFO_SUCCESS; }));
+            ASSERT_TRUE(WaitUntil([&] { return follower->Count() >= 1; }));
+            EXPECT_EQ(follower->Calls()[0].status.routeIndex, 7);
+        }
+    }
+}
+
 TEST_F(DaemonTest, EveryRequestSettlesExactlyOnceWhileTheDaemonRestartsUnderLoad)
 {
     auto nav = Client(MAP);

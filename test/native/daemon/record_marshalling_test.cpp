@@ -102,11 +102,57 @@ std::vector<CodecCase> AllCases()
     return cases;
 }
 
+// Records with exactly as many items, bytes or units as each limit allows:
+// the largest the codecs must still carry. Too big to cut at every offset,
+// so they are kept out of the truncation table.
+std::vector<CodecCase> AtTheLimits()
+{
+    const std::string longest(MAX_STRING_BYTES, 's');
+    const std::vector<uint16_t> widest(MAX_TEXT_VECTOR_UNITS, 0x41);
+    NavigationStatus points;
+    points.passPoint.assign(MAX_PASS_POINTS, Testing::SampleLocation("p"));
+    NavigationStatus preferences;
+    preferences.routePreference.assign(MAX_ROUTE_PREFERENCES, TIME_FIRST);
+    NavigationStatus strings;
+    strings.destLocation.name = longest;
+    strings.customData = longest;
+    NavigationMetadata texts;
+    texts.intersectionView = widest;
+    texts.trafficLane = widest;
+    texts.currentRoadName = longest;
+    texts.nextRoadName = longest;
+    AAFwk::WantParams values; // one entry and its array: every value the tree may hold
+    values.SetParam("a", AAFwk::WantValue::Array(
+        std::vector<AAFwk::WantValue>(MAX_WANT_VALUES - 1, AAFwk::WantValue::Bool(true))));
+    AAFwk::WantParams longKeyAndValue;
+    longKeyAndValue.SetParam(longest, AAFwk::WantValue::String(longest));
+    ServiceSnapshot fullLists;
+    fullLists.clients.assign(MAX_SNAPSHOT_ENTRIES, {1, "com.nav", 1, 1});
+    fullLists.servers.assign(MAX_SNAPSHOT_ENTRIES, {"com.nav", 1});
+
+    std::vector<CodecCase> cases;
+    AddCases(cases, "status at the limits", std::vector<NavigationStatus>{points, preferences, strings},
+        WriteNavigationStatus, ReadNavigationStatus);
+    AddCases(cases, "metadata at the limits", std::vector<NavigationMetadata>{texts}, WriteNavigationMetadata,
+        ReadNavigationMetadata);
+    AddCases(cases, "result at the limits",
+        std::vector<ResultData>{ResultData{0, longest, values}, ResultData{0, "", longKeyAndValue}},
+        WriteResultData, ReadResultData);
+    AddCases(cases, "snapshot at the limits", std::vector<ServiceSnapshot>{fullLists}, WriteServiceSnapshot,
+        ReadServiceSnapshot);
+    return cases;
+}
+
 TEST(RecordMarshalling, EverySampleRoundTripsAndConsumesExactlyWhatWasWritten)
 {
-    for (const CodecCase& c : AllCases()) {
+    std::vector<CodecCase> cases = AllCases();
+    for (CodecCase& c : AtTheLimits()) {
+        cases.push_back(std::move(c));
+    }
+    for (const CodecCase& c : cases) {
         SCOPED_TRACE(c.name);
         Parcel parcel;
+        ASSERT_TRUE(parcel.SetMaxCapacity(4 * 1024 * 1024)); // the largest samples, twice
         ASSERT_TRUE(parcel.WriteInt32(0x5A5A5A5A)); // something before, to catch absolute offsets
         ASSERT_TRUE(c.write(parcel));
         const size_t end = parcel.GetDataSize();

@@ -97,10 +97,14 @@ TEST_F(ConnectionLimitsTest, AFrameLeftUnfinishedIsDroppedAfterTheReadTimeOut)
         size_t firstPart;   // bytes sent at once
         int pauseMs;        // then, after this pause, the rest (-1: never)
         bool closed;
+        size_t dripBytes;   // or: then this many bytes after each pause, for 3 time-outs
     } cases[] = {
-        {"half a header, then nothing", kFrameHeaderSize / 2, -1, true},
-        {"the header and half the payload, then nothing", kFrameHeaderSize + 2048, -1, true},
-        {"the rest comes in time", kFrameHeaderSize + 2048, kFrameTimeoutMs / 3, false},
+        {"half a header, then nothing", kFrameHeaderSize / 2, -1, true, 0},
+        {"the header and half the payload, then nothing", kFrameHeaderSize + 2048, -1, true, 0},
+        {"the rest comes in time", kFrameHeaderSize + 2048, kFrameTimeoutMs / 3, false, 0},
+        // Each chunk comes well within the time-out, the frame never: the
+        // time-out counts from the frame's first bytes, not from the last chunk.
+        {"the rest drips in, 4 bytes at a time", kFrameHeaderSize, kFrameTimeoutMs / 6, true, 4},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -108,7 +112,17 @@ TEST_F(ConnectionLimitsTest, AFrameLeftUnfinishedIsDroppedAfterTheReadTimeOut)
         ASSERT_EQ(RawHello(fd, HelloFrame()), HelloResult::ACCEPTED);
         const auto start = Clock::now();
         ASSERT_TRUE(SendAll(fd, std::vector<uint8_t>(ping.begin(), ping.begin() + c.firstPart)));
-        if (c.pauseMs >= 0) {
+        if (c.dripBytes > 0) {
+            size_t sent = c.firstPart;
+            bool closed = false;
+            while (!closed && MillisSince(start) < 3 * kFrameTimeoutMs) {
+                ASSERT_LT(sent + c.dripBytes, ping.size()) << "the frame must stay unfinished";
+                SendAll(fd, std::vector<uint8_t>(ping.begin() + sent, ping.begin() + sent + c.dripBytes));
+                sent += c.dripBytes;
+                closed = PeerClosesWithin(fd, c.pauseMs);
+            }
+            EXPECT_TRUE(closed) << "closed while the bytes still came";
+        } else if (c.pauseMs >= 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(c.pauseMs));
             ASSERT_TRUE(SendAll(fd, std::vector<uint8_t>(ping.begin() + c.firstPart, ping.end())));
             std::vector<IpcWire::Frame> reply = ReadFrames(fd, 1);
