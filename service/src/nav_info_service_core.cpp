@@ -214,12 +214,12 @@ int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, Nav
     if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
-    result = Claim(caller);
-    if (result != NAV_INFO_SUCCESS) {
-        return result;
-    }
     if (limits_.statusFits && !limits_.statusFits(status, caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    result = Claim(caller); // last: only a call that publishes takes the bundle
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
     }
     status.updateTime = NowMillis();
     Publish(caller.bundleName, std::move(status), statusFollowers_,
@@ -239,12 +239,12 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
     if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
-    result = Claim(caller);
-    if (result != NAV_INFO_SUCCESS) {
-        return result;
-    }
     if (limits_.metadataFits && !limits_.metadataFits(metadata, caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    result = Claim(caller); // last: only a call that publishes takes the bundle
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
     }
     Publish(caller.bundleName, std::move(metadata), metadataFollowers_,
         [this, &caller](const std::shared_ptr<const NavigationMetadata>& stored) {
@@ -310,12 +310,12 @@ int32_t NavInfoServiceCore::RegisterSystemNavigationListener(const CallerInfo& c
     if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
-    result = Claim(caller);
-    if (result != NAV_INFO_SUCCESS) {
-        return result;
-    }
     if (listener == nullptr) {
         return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    result = Claim(caller); // last: only a registration that succeeds takes the bundle
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
     }
     std::vector<Answer> answers;
     sptr<ISystemNavigationListener> replaced;

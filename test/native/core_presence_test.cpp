@@ -204,6 +204,22 @@ TEST_F(CorePresenceTest, ASecondClaimantIsRefusedUntilTheOwnerIsGoneThenTakesOve
     }
 }
 
+TEST_F(CorePresenceTest, ACallRefusedForItsArgumentsTakesNoBundle)
+{
+    CoreOptions options;
+    options.executor = executor_;
+    options.policy = RuleAccessPolicy::AllowAll();
+    options.limits.statusFits = [](const NavigationStatus& status, const std::string&) {
+        return status.customData.size() < 10;
+    };
+    auto core = NavInfoServiceCore::Create(options);
+    NavigationStatus tooLarge = Status(1);
+    tooLarge.customData = std::string(20, 'x');
+    ASSERT_EQ(core->RegisterSystemNavigationListener(nav_, nullptr), NAV_INFO_ERR_INVALID_PARAM);
+    ASSERT_EQ(core->UpdateNavigationStatus(nav_, tooLarge), NAV_INFO_ERR_INVALID_PARAM);
+    EXPECT_EQ(core->UpdateNavigationStatus(navAgain_, Status(1)), NAV_INFO_SUCCESS);
+}
+
 TEST_F(CorePresenceTest, APublisherThatComesBackRestoresOverTheUnavailableSaidForIt)
 {
     Follow();
