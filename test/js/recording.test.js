@@ -32,13 +32,11 @@ function simulatedDrive(ticks) {
   const simulator = new Simulator({ routes: { home: readRouteFile('urban'), company: readRouteFile('urban') } });
   const out = [{ kind: 'status', record: simulator.status() }];
   for (let i = 1; i <= ticks; i++) {
+    const version = simulator.statusVersion;
     if (i === Math.floor(ticks / 3)) simulator.handleCommand('changeTheme', { theme: 1 });
     if (i === Math.floor((2 * ticks) / 3)) simulator.handleCommand('zoomInMap');
-    const version = simulator.statusVersion;
     out.push({ kind: 'guidance', record: simulator.tick(0.5) });
-    if (simulator.statusVersion !== version || i === Math.floor(ticks / 3) || i === Math.floor((2 * ticks) / 3)) {
-      out.push({ kind: 'status', record: simulator.status() });
-    }
+    if (simulator.statusVersion !== version) out.push({ kind: 'status', record: simulator.status() });
   }
   return out;
 }
