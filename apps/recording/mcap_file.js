@@ -9,8 +9,9 @@ const fs = require('node:fs');
 const { requireToolLibrary } = require('../common/tool_library');
 const { KINDS, topicOf } = require('./schemas');
 
-// About 30 seconds of guidance at 10 records a second: what a recorder killed
-// without warning loses at most.
+// About 65 guidance records (some 500 bytes each with their framing), six
+// seconds of a drive at 10 records a second: what a recorder killed without
+// warning loses at most.
 const CHUNK_BYTES = 32 * 1024;
 const LIBRARY = 'navigation-info-mgr navinfo record';
 
