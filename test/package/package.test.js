@@ -45,11 +45,11 @@ describe('the packed package installed into an empty application', () => {
     const files = packed.files.map((f) => f.path);
     for (const needed of ['index.js', 'index.mjs', 'index.d.ts', 'LICENSE', 'docs/api.md',
       'prebuilds/linux-x64/navigationinfomgr.node', 'prebuilds/linux-x64/navinfo-service',
-      'bin/navinfo.js', 'apps/sim/routes/urban.geojson', 'apps/cluster/page/index.html',
+      'bin/navinfo.js', 'apps/sim/routes/urban.geojson', 'apps/package.json', 'apps/package-lock.json', 'apps/cluster/page/index.html',
       'deploy/systemd/navinfo-service.service']) {
       assert.ok(files.includes(needed), needed);
     }
-    const unwanted = files.filter((f) => /^(test|bench|tools|examples|build[^/]*|node_modules)\/|\.(log|tgz)$/.test(f));
+    const unwanted = files.filter((f) => /^(test|bench|tools|examples|build[^/]*)\/|(^|\/)node_modules\/|\.(log|tgz)$/.test(f));
     assert.deepEqual(unwanted, []);
   });
 
