@@ -141,9 +141,14 @@ test('replaying the recording into a daemon gives a follower the recorded record
   const replay = startCli(daemons[1].socketPath, ['replay', recordingFile, '--speed-factor', String(speedFactor)]);
   assert.deepEqual(await replay.exited, { code: 0, signal: null }, replay.lines.join('\n'));
   const playedFor = Date.now() - startedAt;
-  await follower.waitEvent('metadata', () => follower.events.length >= messages.length);
+  // The replay ended without saying so: the service then reports its bundle
+  // UNAVAILABLE on its behalf, after the recorded records.
+  await follower.waitEvent('status', (e) => e.status.status === 5);
   const received = follower.events.map((e) => ({ kind: e.event === 'status' ? 'status' : 'guidance', record: e.status || e.metadata }));
-  for (const kind of ['status', 'guidance']) assert.deepEqual(ofKind(received, kind), ofKind(messages, kind), kind);
+  const statuses = ofKind(received, 'status');
+  assert.equal(statuses.pop().status, 5);
+  assert.deepEqual(statuses, ofKind(messages, 'status'), 'status');
+  assert.deepEqual(ofKind(received, 'guidance'), ofKind(messages, 'guidance'), 'guidance');
   // Never faster than recorded: from its start to its end, the replay takes
   // at least the recorded span (about a second) over the speed factor.
   const span = Number(messages.at(-1).logTime - messages[0].logTime) / 1e6;
