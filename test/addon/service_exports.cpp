@@ -133,6 +133,8 @@ bool Field(napi_env env, napi_value object, const char* name, T& out)
 
 #define TO_JS_FIELD(field) napi_set_named_property(env, out, #field, ToJs(env, record.field));
 #define FROM_JS_FIELD(field) &&Field(env, value, #field, record.field)
+// Type names a type, which no parentheses may enclose.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define RECORD_CONVERSION(Type, FIELDS)                         \
     napi_value ToJs(napi_env env, const Type& record)           \
     {                                                           \
@@ -145,6 +147,7 @@ bool Field(napi_env env, napi_value object, const char* name, T& out)
     {                                                           \
         return true FIELDS(FROM_JS_FIELD);                      \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 RECORD_CONVERSION(Location, LOCATION_FIELDS)
 RECORD_CONVERSION(NavigationStatus, STATUS_FIELDS)

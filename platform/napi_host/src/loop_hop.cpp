@@ -118,7 +118,7 @@ napi_status HandOverToLoop(const std::shared_ptr<EnvState>& state, napi_async_wo
     if (__real_napi_call_threadsafe_function(state->hop, item.get(), napi_tsfn_nonblocking) != napi_ok) {
         return napi_closing;
     }
-    item.release();
+    static_cast<void>(item.release()); // the hop's call frees it
     return napi_ok;
 }
 
