@@ -27,7 +27,8 @@ RefBase::RefBase() : refs_(new RefCounter(this)) {}
 RefBase::RefBase(const RefBase&) : refs_(new RefCounter(this)) {}
 
 // Assignment keeps this object's own count: nothing to do, on itself or not.
-RefBase& RefBase::operator=(const RefBase&) { return *this; } // NOLINT(bugprone-unhandled-self-assignment)
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+RefBase& RefBase::operator=(const RefBase&) { return *this; }
 
 // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): no memory for the count ends the process (noexcept)
 RefBase::RefBase(RefBase&&) noexcept : refs_(new RefCounter(this)) {}
