@@ -48,7 +48,8 @@ async function main(args) {
   } catch (error) {
     await cluster.close();
     client.close();
-    throw new Error(error.code === 'EADDRINUSE' ? `port ${port} is in use: choose another with --port` : error.message);
+    const message = error.code === 'EADDRINUSE' ? `port ${port} is in use: choose another with --port` : error.message;
+    throw new Error(message, { cause: error });
   }
   process.stdout.write(`navinfo-cluster: ${url} follows ${values.bundle}\n`);
   onStopSignal(async () => {

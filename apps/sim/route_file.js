@@ -61,7 +61,7 @@ function readRouteFile(nameOrPath) {
   try {
     text = fs.readFileSync(file, 'utf8');
   } catch (error) {
-    throw new Error(`route file ${file}: ${error.code === 'ENOENT' ? 'not found' : error.message}`);
+    throw new Error(`route file ${file}: ${error.code === 'ENOENT' ? 'not found' : error.message}`, { cause: error });
   }
   return parseRouteText(file, text);
 }

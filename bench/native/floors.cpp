@@ -132,7 +132,7 @@ long long ThreadStartsPerSecond(int starts)
     std::unique_lock<std::mutex> lock(mutex);
     ended.wait(lock, [&] { return alive == 0; });
     long long ns = Ns(Clock::now() - begin);
-    return ns > 0 ? static_cast<long long>(starts * 1e9 / ns) : -1;
+    return ns > 0 ? static_cast<long long>(starts * 1e9 / static_cast<double>(ns)) : -1;
 }
 
 long long Percentile(std::vector<long long> values, double p)
@@ -141,7 +141,7 @@ long long Percentile(std::vector<long long> values, double p)
         return -1;
     }
     std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(p * values.size()))];
+    return values[std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())))];
 }
 
 } // namespace

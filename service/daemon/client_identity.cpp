@@ -20,7 +20,7 @@ bool Allowed(const RuleAccessPolicy* policy, const std::string& bundle, int32_t 
 
 } // namespace
 
-IpcConnection::Authenticator MakeIdentityAuthenticator(std::shared_ptr<const PolicySlot> slot)
+IpcConnection::Authenticator MakeIdentityAuthenticator(const std::shared_ptr<const PolicySlot>& slot)
 {
     return [slot](IpcConnection& connection, const IpcHelloInfo& hello) -> int {
         const auto& peer = connection.GetPeerCredentials();

@@ -45,7 +45,7 @@ struct ClientIdentity {
 // allows for the peer's uid and the token presented; attaches a
 // ClientIdentity. Refuses anything else with IPC_ERR_PERMISSION. A null
 // policy refuses all.
-IpcConnection::Authenticator MakeIdentityAuthenticator(std::shared_ptr<const PolicySlot> policy);
+IpcConnection::Authenticator MakeIdentityAuthenticator(const std::shared_ptr<const PolicySlot>& slot);
 
 // After the policy changed from before to after: whether a client connected
 // under before must be disconnected, because after refuses its identity or

@@ -138,6 +138,7 @@ bool ParseDaemonOptions(int argc, const char* const* argv, const EnvLookup& env,
     }
     // getopt_long may reorder the pointers, never the strings: work on a copy.
     std::vector<char*> args;
+    args.reserve(static_cast<size_t>(argc) + 1);
     for (int i = 0; i < argc; ++i) {
         args.push_back(const_cast<char*>(argv[i]));
     }
@@ -146,6 +147,7 @@ bool ParseDaemonOptions(int argc, const char* const* argv, const EnvLookup& env,
     optind = 0; // 0, not 1: glibc then starts a fresh scan
     for (;;) {
         const int current = optind == 0 ? 1 : optind;
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): options are parsed once, before any thread starts
         const int option = getopt_long(argc, args.data(), SHORT_OPTIONS, LONG_OPTIONS, nullptr);
         if (option == -1) {
             break;

@@ -90,7 +90,7 @@ int DaemonService::Start()
     return server_.Start(config_.socketPath, root, std::move(options));
 }
 
-size_t DaemonService::ReloadPolicy(std::shared_ptr<const RuleAccessPolicy> policy)
+size_t DaemonService::ReloadPolicy(const std::shared_ptr<const RuleAccessPolicy>& policy)
 {
     // Handshakes first, then calls: from here on nobody gets in or acts under the old one.
     std::shared_ptr<const RuleAccessPolicy> before = policy_->Set(policy);

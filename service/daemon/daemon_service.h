@@ -74,7 +74,7 @@ public:
 
     // Replaces the access policy (null: refuse everybody from now on).
     // Returns how many connections it closed.
-    size_t ReloadPolicy(std::shared_ptr<const RuleAccessPolicy> policy);
+    size_t ReloadPolicy(const std::shared_ptr<const RuleAccessPolicy>& policy);
 
     // The path served (of the handed-over socket too, once started).
     const std::string& SocketPath() const { return server_.IsRunning() ? server_.GetPath() : config_.socketPath; }

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "errno_text.h"
+
 namespace OHOS::NavigationInfoService::ServiceManager {
 
 ActivationSocket TakeActivationSocket()
@@ -18,7 +20,7 @@ ActivationSocket TakeActivationSocket()
     }
     result.activated = true;
     if (count < 0) {
-        result.error = std::string("cannot take the sockets handed over: ") + std::strerror(-count);
+        result.error = std::string("cannot take the sockets handed over: ") + ErrnoText(-count);
         return result;
     }
     if (count != 1) {
@@ -28,7 +30,7 @@ ActivationSocket TakeActivationSocket()
     const int fd = SD_LISTEN_FDS_START;
     const int check = sd_is_socket_unix(fd, SOCK_STREAM, 1, nullptr, 0);
     if (check <= 0) {
-        result.error = check < 0 ? std::string("the socket handed over is unusable: ") + std::strerror(-check)
+        result.error = check < 0 ? std::string("the socket handed over is unusable: ") + ErrnoText(-check)
                                  : "the socket handed over is no listening Unix stream socket (ListenStream=PATH)";
         return result;
     }

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "errno_text.h"
 #include "service_log.h"
 
 namespace OHOS::NavigationInfoService {
@@ -47,13 +48,13 @@ bool ReadPolicyText(const std::string& path, std::string& text, std::string& rea
     // Non-blocking, so that opening a FIFO returns at once and is then refused.
     int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0) {
-        reason = std::string("cannot open: ") + std::strerror(errno);
+        reason = std::string("cannot open: ") + ErrnoText(errno);
         return false;
     }
     FdCloser closer(fd);
     struct stat st {};
     if (fstat(fd, &st) != 0) {
-        reason = std::string("cannot read: ") + std::strerror(errno);
+        reason = std::string("cannot read: ") + ErrnoText(errno);
         return false;
     }
     if (!S_ISREG(st.st_mode)) {
@@ -73,7 +74,7 @@ bool ReadPolicyText(const std::string& path, std::string& text, std::string& rea
             continue;
         }
         if (n < 0) {
-            reason = std::string("cannot read: ") + std::strerror(errno);
+            reason = std::string("cannot read: ") + ErrnoText(errno);
             return false;
         }
         if (n == 0) {

@@ -68,7 +68,7 @@ std::string Describe(const json& value)
     return value.is_string() ? "a string" : value.is_array() ? "an array" : "an object";
 }
 
-PolicyLoadResult Failure(std::string error)
+PolicyLoadResult Failure(const std::string& error)
 {
     PolicyLoadResult result;
     result.policy = RuleAccessPolicy::DenyAll();

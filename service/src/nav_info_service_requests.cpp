@@ -63,7 +63,7 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
         PendingRequest& pending = pending_[requestId];
         pending.requesterClientId = caller.clientId;
         pending.targetRegistrationId = registration;
-        pending.callback = callback;
+        pending.callback = std::move(callback);
         pending.kind = kind;
         pending.type = type;
         pending.bundleName = bundleName;

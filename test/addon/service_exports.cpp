@@ -12,6 +12,8 @@ namespace Hooks = OHOS::NavigationInfoService::TestHooks;
 using namespace OHOS::NavigationInfoService;
 using OHOS::AAFwk::WantParams;
 
+// clang-format reads the X-macro lists F(a) F(b) ... as declarations and never settles on a layout.
+// clang-format off
 #define LOCATION_FIELDS(F) F(name) F(coordType) F(longitude) F(latitude) F(altitude)
 #define STATUS_FIELDS(F)                                                                                     \
     F(status) F(naviType) F(destLocation) F(passPoint) F(routeIndex) F(customData) F(theme) F(routePreference) \
@@ -21,6 +23,7 @@ using OHOS::AAFwk::WantParams;
     F(viewHeight) F(trafficLane) F(cameraSpeedLimitValid) F(cameraSpeedLimit) F(naviSpeedLimitValid)        \
     F(naviSpeedLimit) F(currentSpeed) F(naviBearing) F(totalLeftDis) F(remainingTime) F(customData)
 #define RESULT_FIELDS(F) F(code) F(message) F(data)
+// clang-format on
 
 // To JavaScript: numbers, booleans, strings, want parameters, arrays, records.
 napi_value ToJs(napi_env env, const Location& record);
@@ -133,6 +136,8 @@ bool Field(napi_env env, napi_value object, const char* name, T& out)
 
 #define TO_JS_FIELD(field) napi_set_named_property(env, out, #field, ToJs(env, record.field));
 #define FROM_JS_FIELD(field) &&Field(env, value, #field, record.field)
+// Type names a type, which no parentheses may enclose.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define RECORD_CONVERSION(Type, FIELDS)                         \
     napi_value ToJs(napi_env env, const Type& record)           \
     {                                                           \
@@ -145,6 +150,7 @@ bool Field(napi_env env, napi_value object, const char* name, T& out)
     {                                                           \
         return true FIELDS(FROM_JS_FIELD);                      \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 RECORD_CONVERSION(Location, LOCATION_FIELDS)
 RECORD_CONVERSION(NavigationStatus, STATUS_FIELDS)

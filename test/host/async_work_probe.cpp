@@ -94,7 +94,7 @@ napi_value PromiseOfWork(napi_env env, uint32_t delayMs, bool fromThread)
         HostTest::Fail(env, "could not start the queueing thread");
         return nullptr;
     }
-    pw.release(); // freed by ResolvePromiseWork
+    static_cast<void>(pw.release()); // freed by ResolvePromiseWork
     return promise;
 }
 
@@ -138,9 +138,10 @@ HOST_EXPORT(createWork)
     uint32_t id = Kept().Add(KeptWork {env, nullptr});
     napi_value name = nullptr;
     napi_async_work work = nullptr;
+    // The id travels as the work's data and is never dereferenced.
+    void* data = reinterpret_cast<void*>(uintptr_t {id}); // NOLINT(performance-no-int-to-ptr)
     if (napi_create_string_utf8(env, "napi_host_test.keptWork", NAPI_AUTO_LENGTH, &name) != napi_ok ||
-        napi_create_async_work(env, nullptr, name, Nothing, DeleteKeptWork, reinterpret_cast<void*>(uintptr_t {id}),
-            &work) != napi_ok) {
+        napi_create_async_work(env, nullptr, name, Nothing, DeleteKeptWork, data, &work) != napi_ok) {
         HostTest::Fail(env, "creating the work failed");
         return nullptr;
     }

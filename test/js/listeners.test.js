@@ -16,6 +16,7 @@ const BUNDLE = process.env.NAVINFO_BUNDLE_NAME || 'com.example.navigation';
 test('a status change reaches onStatusChanged(bundleName, status) with an undefined this', async () => {
   const got = deferred('onStatusChanged');
   system.registerNavigationStatusListener({
+    // eslint-disable-next-line no-unused-vars -- the parameters name the signature; the body reads arguments
     onStatusChanged(bundleName, status) {
       'use strict';
       got.resolve({ self: this, args: [...arguments] });

@@ -31,7 +31,7 @@ protected:
         listener_ = new HoldingSystemListener();
         ASSERT_EQ(core_->RegisterSystemNavigationListener(nav_, listener_), NAV_INFO_SUCCESS);
     }
-    int32_t Query(sptr<RecordingCallback> callback, const CallerInfo& caller)
+    int32_t Query(const sptr<RecordingCallback>& callback, const CallerInfo& caller)
     {
         return core_->QueryNavigationInfo(caller, "com.nav", NAVIGATION_STATUS, {}, callback);
     }
@@ -227,10 +227,10 @@ TEST(CoreRequestFailureTest, ExecutorOrTimerThatCannotRunRefusesWithoutCallingBa
     CoreOptions noTimer;
     noTimer.executor = std::make_shared<InlineExecutor>();
     noTimer.policy = RuleAccessPolicy::AllowAll();
-    noTimer.timerThreadStarter = [](std::function<void()>) -> std::thread {
+    noTimer.timerThreadStarter = [](const std::function<void()>&) -> std::thread {
         throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
     };
-    for (auto core : {MakeCore(std::make_shared<RefusingExecutor>()), NavInfoServiceCore::Create(noTimer)}) {
+    for (const auto& core : {MakeCore(std::make_shared<RefusingExecutor>()), NavInfoServiceCore::Create(noTimer)}) {
         sptr<HoldingSystemListener> listener = new HoldingSystemListener();
         ASSERT_EQ(core->RegisterSystemNavigationListener(MakeCaller("com.nav", 1), listener), 0);
         sptr<RecordingCallback> callback = new RecordingCallback();
@@ -290,6 +290,7 @@ TEST(CoreRequestRaceTest, EveryRequestIsAnsweredExactlyOnce)
             threads.emplace_back(answerAll, false);
             threads.emplace_back(answerAll, true);
             std::vector<std::thread> requesters;
+            requesters.reserve(REQUESTERS);
             for (int r = 0; r < REQUESTERS; ++r) {
                 requesters.emplace_back([&, r] {
                     CallerInfo sys = MakeCaller("com.sys" + std::to_string(r), 10 + r);

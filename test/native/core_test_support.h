@@ -204,7 +204,7 @@ public:
     std::vector<Request> requests;
 
 private:
-    void Keep(Request request)
+    void Keep(const Request& request)
     {
         {
             std::lock_guard<std::mutex> lock(mutex);

@@ -31,7 +31,7 @@ TEST(RefBaseTest, LastStrongReferenceDeletesOnceAndWeakOnesPromoteOnlyUntilThen)
         EXPECT_EQ(a->GetSptrRefCount(), 1);
         sptr<Tracked> b = a;
         sptr<Tracked> c = std::move(b);
-        EXPECT_EQ(b, nullptr);
+        EXPECT_EQ(b, nullptr); // NOLINT(bugprone-use-after-move): what a move leaves is the point
         EXPECT_EQ(a->GetSptrRefCount(), 2);
         EXPECT_EQ(a->firstRefs, 1);
         c = nullptr;
@@ -69,10 +69,11 @@ TEST(RefBaseTest, ConcurrentCopiesAndReleases)
         sptr<Tracked> shared = new Tracked(&deaths);
         wptr<Tracked> weak = shared;
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int t = 0; t < 4; ++t) {
             threads.emplace_back([shared, weak]() mutable {
                 for (int i = 0; i < 1000; ++i) {
-                    sptr<Tracked> copy = shared;
+                    sptr<Tracked> copy = shared; // NOLINT(performance-unnecessary-copy-initialization): the count races
                     sptr<Tracked> promoted = weak.promote();
                     EXPECT_NE(promoted, nullptr);
                 }

@@ -18,7 +18,7 @@ namespace {
 using namespace Testing;
 using std::chrono::milliseconds;
 
-std::thread NoThread(std::function<void()>)
+std::thread NoThread(const std::function<void()>&)
 {
     throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
 }

@@ -74,6 +74,8 @@ void AppendFormatted(std::string& out, const char* spec, ...)
     va_end(ap);
 }
 
+// The branches differ only in the type va_arg reads, which bugprone-branch-clone does not compare.
+// NOLINTBEGIN(bugprone-branch-clone)
 bool ExpandInteger(std::string& out, const std::string& spec, Length len, bool isSigned, va_list& args)
 {
     if (isSigned) {
@@ -97,6 +99,7 @@ bool ExpandInteger(std::string& out, const std::string& spec, Length len, bool i
     }
     return true;
 }
+// NOLINTEND(bugprone-branch-clone)
 
 } // namespace
 
@@ -177,6 +180,7 @@ bool ExpandLogFormat(const char* fmt, va_list args, std::string& out)
             case 'G':
             case 'a':
             case 'A':
+                // NOLINTNEXTLINE(bugprone-branch-clone): long double and double are read apart
                 if (len == Length::BIG_L) {
                     AppendFormatted(value, spec.c_str(), va_arg(ap, long double));
                 } else {

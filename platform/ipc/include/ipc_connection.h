@@ -233,7 +233,7 @@ private:
     // Runs one incoming transaction on a pool thread; returns the status.
     int Dispatch(const sptr<IRemoteObject>& target, uint32_t code, MessageParcel& data, MessageParcel& reply,
         MessageOption& option);
-    void RunSync(uint64_t transactionId, sptr<IRemoteObject> target, uint32_t code, MessageParcel& data,
+    void RunSync(uint64_t transactionId, const sptr<IRemoteObject>& target, uint32_t code, MessageParcel& data,
         size_t bytes);
     void DrainOneway();
     void SendReply(uint64_t transactionId, int status, MessageParcel* reply);

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <thread>
 
+#include "errno_text.h"
 #include "ipc_errors.h"
 #include "ipc_log.h"
 #include "ipc_object_proxy.h"
@@ -58,7 +59,7 @@ int ConnectSocket(const std::string& path, Clock::time_point deadline, int& stat
         }
         status = errno == EAGAIN ? IPC_ERR_TIMED_OUT : IPC_ERR_CONNECT;
         // The caller decides what a failure is worth telling (it may retry for a while).
-        IPC_LOGI("connect to %{public}s failed: %{public}s", path.c_str(), std::strerror(errno));
+        IPC_LOGI("connect to %{public}s failed: %{public}s", path.c_str(), ErrnoText(errno).c_str());
         close(fd);
         return -1;
     }

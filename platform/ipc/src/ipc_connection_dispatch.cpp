@@ -215,6 +215,7 @@ bool IpcConnection::HandleOneway(IpcWire::Frame& frame)
         }
     }
     if (inlineTarget != nullptr) {
+        // NOLINTNEXTLINE(bugprone-use-after-move): data moves only on the branch that leaves inlineTarget null
         auto run = [&] {
             MessageParcel reply;
             MessageOption option(MessageOption::TF_ASYNC);
@@ -293,7 +294,7 @@ int IpcConnection::Dispatch(const sptr<IRemoteObject>& target, uint32_t code, Me
     return IPC_ERR_STUB_EXCEPTION;
 }
 
-void IpcConnection::RunSync(uint64_t transactionId, sptr<IRemoteObject> target, uint32_t code,
+void IpcConnection::RunSync(uint64_t transactionId, const sptr<IRemoteObject>& target, uint32_t code,
     MessageParcel& data, size_t bytes)
 {
     MessageParcel reply;

@@ -18,6 +18,7 @@
 #include <thread>
 
 #include "hilog/log_rate_limit.h"
+#include "errno_text.h"
 #include "ipc_errors.h"
 #include "ipc_log.h"
 #include "ipc_socket.h"
@@ -156,7 +157,7 @@ void AcceptLoop(const std::shared_ptr<IpcServer::State>& state)
             if (errno == EINTR) {
                 continue;
             }
-            IPC_LOGE("server: poll failed: %{public}s", std::strerror(errno));
+            IPC_LOGE("server: poll failed: %{public}s", ErrnoText(errno).c_str());
             return;
         }
         if (fds[1].revents != 0) {
@@ -168,7 +169,7 @@ void AcceptLoop(const std::shared_ptr<IpcServer::State>& state)
         int fd = accept4(state->listenFd, nullptr, nullptr, SOCK_CLOEXEC);
         if (fd < 0) {
             if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
-                HILOG_RATE_LIMITED(IPC_LOGE, "server: accept failed: %{public}s", std::strerror(errno));
+                HILOG_RATE_LIMITED(IPC_LOGE, "server: accept failed: %{public}s", ErrnoText(errno).c_str());
                 std::this_thread::sleep_for(std::chrono::milliseconds(kAcceptRetryMs));
             }
             continue;
@@ -186,7 +187,7 @@ int ClearStaleSocket(const std::string& path, std::string& reason)
         if (errno == ENOENT) {
             return IPC_OK;
         }
-        reason = std::string("cannot look at it: ") + std::strerror(errno);
+        reason = std::string("cannot look at it: ") + ErrnoText(errno);
         return IPC_ERR_CONNECT;
     }
     if (!S_ISSOCK(st.st_mode)) {
@@ -198,7 +199,7 @@ int ClearStaleSocket(const std::string& path, std::string& reason)
     IpcSocket::MakeAddress(path, &addr, len);
     int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (probe < 0) {
-        reason = std::string("socket: ") + std::strerror(errno);
+        reason = std::string("socket: ") + ErrnoText(errno);
         return IPC_ERR_CONNECT;
     }
     int rc = connect(probe, reinterpret_cast<struct sockaddr*>(&addr), len);
@@ -209,14 +210,14 @@ int ClearStaleSocket(const std::string& path, std::string& reason)
         return IPC_ERR_BUSY;
     }
     if (err != ECONNREFUSED) {
-        reason = std::string("cannot probe the socket there: ") + std::strerror(err);
+        reason = std::string("cannot probe the socket there: ") + ErrnoText(err);
         return IPC_ERR_CONNECT;
     }
     IPC_LOGI("server: removing stale socket %{public}s", path.c_str());
     if (unlink(path.c_str()) == 0 || errno == ENOENT) {
         return IPC_OK;
     }
-    reason = std::string("cannot remove the stale socket: ") + std::strerror(errno);
+    reason = std::string("cannot remove the stale socket: ") + ErrnoText(errno);
     return IPC_ERR_CONNECT;
 }
 
@@ -245,12 +246,12 @@ int IpcServer::Start(const std::string& path, const sptr<IRemoteObject>& root, I
     }
     int listenFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (listenFd < 0) {
-        startError_ = std::string("socket: ") + std::strerror(errno);
+        startError_ = std::string("socket: ") + ErrnoText(errno);
         return IPC_ERR_CONNECT;
     }
     if (bind(listenFd, reinterpret_cast<struct sockaddr*>(&addr), addrLen) != 0) {
         int err = errno;
-        startError_ = std::string("bind: ") + std::strerror(err);
+        startError_ = std::string("bind: ") + ErrnoText(err);
         close(listenFd);
         return err == EADDRINUSE ? IPC_ERR_BUSY : IPC_ERR_CONNECT;
     }
@@ -259,7 +260,7 @@ int IpcServer::Start(const std::string& path, const sptr<IRemoteObject>& root, I
     struct stat st {};
     if (chmod(path.c_str(), options.socketMode) != 0 || stat(path.c_str(), &st) != 0 ||
         listen(listenFd, kListenBacklog) != 0) {
-        startError_ = std::string("preparing the socket: ") + std::strerror(errno);
+        startError_ = std::string("preparing the socket: ") + ErrnoText(errno);
         unlink(path.c_str());
         close(listenFd);
         return IPC_ERR_CONNECT;
@@ -305,7 +306,7 @@ int IpcServer::Serve(int listenFd, const std::string& path, ino_t socketInode, c
     state->pool = IpcThreadPool::Create(options.poolThreads, "ipc-server");
     state->wakeFd = eventfd(0, EFD_CLOEXEC);
     if (state->pool == nullptr || state->wakeFd < 0) {
-        startError_ = state->pool == nullptr ? "threads not started" : std::string("eventfd: ") + std::strerror(errno);
+        startError_ = state->pool == nullptr ? "threads not started" : std::string("eventfd: ") + ErrnoText(errno);
         close(listenFd);
         if (state->wakeFd >= 0) {
             close(state->wakeFd);

@@ -84,7 +84,7 @@ napi_status QueueCompletion(HopItem& handed) noexcept
     if (__real_napi_call_threadsafe_function(state.hop, item.get(), napi_tsfn_nonblocking) != napi_ok) {
         return napi_closing;
     }
-    item.release();
+    static_cast<void>(item.release()); // the hop's queue owns it now
     return napi_ok;
 }
 

@@ -170,8 +170,8 @@ napi_status CreateTracked(napi_env env, napi_value func, napi_value async_resour
         // Node did not keep the function, and never calls its finalizer.
         return status;
     }
-    holder.release(); // FinalizeTracked owns it now
-    target.release(); // kept for the function's whole life, see CallJsTarget
+    static_cast<void>(holder.release()); // FinalizeTracked owns it now
+    static_cast<void>(target.release()); // kept for the function's whole life, see CallJsTarget
     entry->handle = *result;
     entry->order->handle = *result;
     if (!PublishTsfn(entry)) {
@@ -242,7 +242,7 @@ napi_status CallEnveloped(napi_threadsafe_function func, void* data, napi_thread
         ? CallBlocking(func, envelope.get(), entry.gate)
         : __real_napi_call_threadsafe_function(func, envelope.get(), mode);
     if (status == napi_ok) {
-        envelope.release(); // the trampoline frees it
+        static_cast<void>(envelope.release()); // the trampoline frees it
         if (ticket != nullptr) {
             ticket->MarkQueued();
         }

@@ -87,7 +87,8 @@ public:
         }
         return *this;
     }
-    sptr& operator=(const sptr& other) { return *this = other.ref_; }
+    // Safe on itself: operator=(T*) takes the new reference before dropping the old.
+    sptr& operator=(const sptr& other) { return *this = other.ref_; } // NOLINT(bugprone-unhandled-self-assignment)
     sptr& operator=(sptr&& other) noexcept
     {
         if (this != &other) {

@@ -26,8 +26,11 @@ RefBase::RefBase() : refs_(new RefCounter(this)) {}
 // A copy is a new object with a count of its own, never a share of the original's.
 RefBase::RefBase(const RefBase&) : refs_(new RefCounter(this)) {}
 
+// Assignment keeps this object's own count: nothing to do, on itself or not.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
 RefBase& RefBase::operator=(const RefBase&) { return *this; }
 
+// NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): no memory for the count ends the process (noexcept)
 RefBase::RefBase(RefBase&&) noexcept : refs_(new RefCounter(this)) {}
 
 RefBase& RefBase::operator=(RefBase&&) noexcept { return *this; }

@@ -41,6 +41,7 @@ bool WantParamsWriter::AddDescriptor(const std::string& key, napi_value value)
     // property, and setters on Object.prototype are never called.
     napi_property_descriptor descriptor = {nullptr, nullptr, nullptr, nullptr, nullptr, value,
         napi_default_jsproperty, nullptr};
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): a search for a NUL, not a string copy
     if (std::memchr(key.data(), '\0', key.size()) == nullptr) {
         // A C string name becomes an internalized key without a copy first.
         descriptor.utf8name = key.c_str();

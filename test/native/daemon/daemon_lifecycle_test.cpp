@@ -222,6 +222,7 @@ TEST_F(DaemonTest, EveryRequestSettlesExactlyOnceWhileTheDaemonRestartsUnderLoad
     constexpr int PER_THREAD = 150;
     std::vector<std::vector<Sent>> sent(THREADS);
     std::vector<std::thread> senders;
+    senders.reserve(THREADS);
     for (int t = 0; t < THREADS; ++t) {
         senders.emplace_back([&, t] {
             for (int i = 0; i < PER_THREAD; ++i) {

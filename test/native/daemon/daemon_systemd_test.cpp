@@ -17,8 +17,6 @@
 #include "daemon_fixture.h"
 #include "nav_info_errors.h"
 
-extern char** environ;
-
 namespace OHOS::NavigationInfoService::Testing {
 namespace {
 
@@ -90,6 +88,7 @@ public:
     Child(std::vector<std::string> args, std::vector<std::string> env, const std::string& stderrPath)
     {
         std::vector<char*> argv;
+        argv.reserve(args.size() + 1);
         for (auto& arg : args) {
             argv.push_back(arg.data());
         }
@@ -98,6 +97,7 @@ public:
             env.emplace_back(*e);
         }
         std::vector<char*> envp;
+        envp.reserve(env.size() + 1);
         for (auto& entry : env) {
             envp.push_back(entry.data());
         }

@@ -71,7 +71,7 @@ template <typename T, typename W, typename R>
 void AddCases(std::vector<CodecCase>& cases, const std::string& kind, const std::vector<T>& samples, W write, R read)
 {
     for (size_t i = 0; i < samples.size(); ++i) {
-        const T sample = samples[i];
+        const T& sample = samples[i];
         cases.push_back({kind + "#" + std::to_string(i), [sample, write](Parcel& p) { return write(p, sample); },
             [sample, read](Parcel& p) {
                 T back;

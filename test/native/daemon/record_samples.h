@@ -16,7 +16,8 @@ namespace OHOS::NavigationInfoService::Testing {
 
 inline bool SameDouble(double a, double b)
 {
-    return std::memcmp(&a, &b, sizeof(a)) == 0;
+    // Bit for bit on purpose: a round trip keeps -0.0 and NaN as they were.
+    return std::memcmp(&a, &b, sizeof(a)) == 0; // NOLINT(bugprone-suspicious-memory-comparison)
 }
 
 inline bool Same(const Location& a, const Location& b)

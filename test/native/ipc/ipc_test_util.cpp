@@ -152,7 +152,7 @@ std::vector<IpcWire::Frame> ReadFrames(int fd, size_t count)
 }
 
 std::vector<uint8_t> Frame(IpcWire::FrameType type, uint64_t id, uint32_t handle, uint32_t code,
-    std::vector<uint8_t> payload, std::vector<IpcWire::WireObject> objects)
+    std::vector<uint8_t> payload, const std::vector<IpcWire::WireObject>& objects)
 {
     IpcWire::FrameHeader header;
     header.type = type;

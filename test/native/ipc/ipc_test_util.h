@@ -101,7 +101,7 @@ HelloResult HelloAsUid(const std::string& path, uid_t uid, gid_t gid, const std:
 
 // The bytes of frames.
 std::vector<uint8_t> Frame(IpcWire::FrameType type, uint64_t id, uint32_t handle, uint32_t code,
-    std::vector<uint8_t> payload = {}, std::vector<IpcWire::WireObject> objects = {});
+    std::vector<uint8_t> payload = {}, const std::vector<IpcWire::WireObject>& objects = {});
 std::vector<uint8_t> HelloFrame(const std::string& bundleName = "raw", const std::string& token = "");
 std::vector<uint8_t> Join(const std::vector<std::vector<uint8_t>>& parts);
 

@@ -220,7 +220,8 @@ TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
     for (size_t cut = 1; cut < call.size(); cut += 7) {
         int fd = RawConnect(path_);
         ASSERT_GE(fd, 0);
-        SendAll(fd, Join({HelloFrame(), std::vector<uint8_t>(call.begin(), call.begin() + cut)}));
+        const auto end = call.begin() + static_cast<std::ptrdiff_t>(cut);
+        SendAll(fd, Join({HelloFrame(), std::vector<uint8_t>(call.begin(), end)}));
         close(fd);
     }
     EXPECT_EQ(Ping(good), IPC_OK);

@@ -254,6 +254,7 @@ TEST_F(TransportTest, ManyThreadsShareOneConnection)
     constexpr int kCallsEach = 50;
     std::atomic<int> good{0};
     std::vector<std::thread> threads;
+    threads.reserve(kThreads);
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < kCallsEach; ++i) {

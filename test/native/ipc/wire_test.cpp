@@ -21,7 +21,7 @@ FrameHeader Transaction(uint64_t id = 7)
 }
 
 std::vector<uint8_t> Encode(const FrameHeader& h, std::vector<uint8_t> payload = {},
-    std::vector<WireObject> objects = {})
+    const std::vector<WireObject>& objects = {})
 {
     std::vector<uint8_t> out;
     EXPECT_TRUE(EncodeFrame(h, payload.data(), payload.size(), objects, out));

@@ -57,7 +57,7 @@ public:
             answer->id = id_;
             answer->data = std::move(data);
             if (napi_call_threadsafe_function(channel_->tsfn, answer.get(), napi_tsfn_nonblocking) == napi_ok) {
-                answer.release(); // CallJsAnswer frees it
+                static_cast<void>(answer.release()); // CallJsAnswer frees it
             }
         } catch (...) {
             // No memory for the answer: it is lost, as when the environment has gone.

@@ -27,7 +27,7 @@ public:
     void OnMetadataChanged(const NavigationMetadata& metadata, const std::string& bundleName) override;
 
     // Delivery thread: queues one change on the thread-safe function.
-    static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data);
+    static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data);
     // JavaScript thread: calls onMetadataChanged; owns and frees data.
     static void CallJsMetadataChanged(napi_env env, napi_value jsCallback, void* context, void* data);
 };

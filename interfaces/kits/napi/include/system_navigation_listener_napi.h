@@ -29,7 +29,7 @@ public:
         sptr<IMapCallback> callback) override;
 
     // Delivery thread.
-    static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data);
+    static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data);
     // JavaScript thread.
     static void CallJsQueryNavigationInfo(napi_env env, napi_value function, void* context, void* data);
     static void CallJsReceiveNavigationCmd(napi_env env, napi_value function, void* context, void* data);

@@ -28,7 +28,7 @@ void NavigationMetadataListenerNapi::OnMetadataChanged(const NavigationMetadata&
     StartDelivery<JsCallbackData>(g_metadataChangedFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
-void NavigationMetadataListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data)
+void NavigationMetadataListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data)
 {
     NAVI_LOGI("CallThreadSafeFunc");
     if (!QueueDelivery(info, data)) {

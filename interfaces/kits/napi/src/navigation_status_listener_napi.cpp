@@ -28,7 +28,7 @@ void NavigationStatusListenerNapi::OnStatusChanged(const NavigationStatus& statu
     StartDelivery<JsCallbackData>(g_statusChangedFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
-void NavigationStatusListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data)
+void NavigationStatusListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data)
 {
     if (!QueueDelivery(info, data)) {
         NAVI_LOGI("acquire threadsafe function failed");

@@ -74,7 +74,7 @@ void SystemNavigationListenerNapi::OnReceiveNavigationCmd(CommandType type, AAFw
     StartDelivery<JsCallbackData>(g_receiveNavigationCmdFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
-void SystemNavigationListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data)
+void SystemNavigationListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data)
 {
     if (!QueueDelivery(info, data)) {
         NAVI_LOGI("acquire threadsafe function failed");
