@@ -13,7 +13,7 @@ const following = require('./following');
 const serving = require('./serving');
 const { sendRequest } = require('./requests');
 const { waitUntilReady } = require('./ready');
-const { watchConnection, unwatchConnection } = require('./connection');
+const { kServiceEvent, watchConnection, unwatchConnection } = require('./connection');
 const { checkStatus, checkMetadata, checkBundleName, checkOptions } = require('./validate');
 const { NavInfoError, resultError, fromModuleError, invalidType } = require('./errors');
 
@@ -102,7 +102,7 @@ class NavigationClient extends EventEmitter {
   }
 
   // The connection watcher (connection.js) tells of a connection made or lost.
-  onServiceEvent(kind, detail) {
+  [kServiceEvent](kind, detail) {
     if (this.#closed) return;
     if (kind === 'connect') {
       this.#connected(detail.generation);

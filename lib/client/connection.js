@@ -6,13 +6,15 @@
 // keep the thread alive.
 const { companion } = require('./bindings');
 
-const clients = new Set(); // open clients: each has onServiceEvent(kind, detail)
+// The method by which an open client is told: client[kServiceEvent](kind, detail).
+const kServiceEvent = Symbol('serviceEvent');
+const clients = new Set(); // open clients
 const registrationHandlers = []; // (kind, detail) for 'refused' and 'resumed'
 let installed = false;
 
 function onEvent(kind, detail) {
   if (kind === 'connect' || kind === 'disconnect') {
-    for (const client of [...clients]) client.onServiceEvent(kind, detail);
+    for (const client of [...clients]) client[kServiceEvent](kind, detail);
     return;
   }
   for (const handler of registrationHandlers) handler(kind, detail);
@@ -45,4 +47,4 @@ function usesEmbeddedService() {
   return companion.endpoint().embedded;
 }
 
-module.exports = { watchConnection, unwatchConnection, onRegistrationEvent, usesEmbeddedService };
+module.exports = { kServiceEvent, watchConnection, unwatchConnection, onRegistrationEvent, usesEmbeddedService };

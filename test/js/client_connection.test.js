@@ -110,14 +110,15 @@ describe('the client API and the daemon', () => {
   describe('a refused subscription or server comes back by itself once the policy allows it', () => {
     const NARROWED = { ...ALLOW, [DASH]: { systemApp: true, navigationPermission: false } };
     const rows = [
-      // [name, the policy while refused, restart instead of reload, bundle, plan]
+      // [name, the policy while refused, restart instead of reload, bundle, plan, refused from the start]
       ['a reload takes the follower\'s permission, another gives it back', NARROWED, false, DASH, 'follow'],
       ['a reload refuses the follower\'s identity, another accepts it', { [MAP]: ALLOW[MAP] }, false, DASH, 'follow'],
       ['a daemon restarted under a narrowed policy, then under the fixed one', NARROWED, true, DASH, 'follow'],
       ['a reload takes the server\'s permission, another gives it back',
         { ...ALLOW, [MAP]: { navigationPermission: false } }, false, MAP, 'serve'],
+      ['refused when it follows, a reload then allows it', NARROWED, false, DASH, 'follow', true],
     ];
-    for (const [name, refusing, restart, bundle, plan] of rows) {
+    for (const [name, refusing, restart, bundle, plan, fromStart = false] of rows) {
       test(name, async () => {
         const socket = tmp.file(`refused-${rows.findIndex((r) => r[0] === name)}.sock`);
         const policy = tmp.file(`refused-${path.basename(socket)}.json`);
@@ -135,11 +136,12 @@ describe('the client API and the daemon', () => {
             await daemon.waitStderr(new RegExp(`^[^]{${before}}[^]*reloaded`));
           }
         };
+        if (fromStart) await apply(refusing);
         const app = await clientApp(socket, bundle, plan);
         const other = await startApp(socket, bundle === MAP ? DASH : MAP);
         await app.waitEvent('connect');
 
-        await apply(refusing);
+        if (!fromStart) await apply(refusing);
         const refused = await app.waitEvent('error');
         assert.deepEqual(refused, { event: 'error', what: plan, code: 'ERR_NAVINFO_NO_PERMISSION' });
         const fixedAt = Date.now();
