@@ -66,21 +66,44 @@ std::unique_ptr<NavInfoTransport> CreateUnavailableTransport()
     return std::make_unique<UnavailableTransport>();
 }
 
-std::unique_ptr<NavInfoTransport> CreateNavInfoTransport() noexcept
+std::unique_ptr<NavInfoTransport> CreateNavInfoTransport(const EndpointRequest& request,
+    EndpointChoice& chosen) noexcept
 {
     try {
-        const char* socketPath = std::getenv(SERVICE_SOCKET_ENV);
-        if (socketPath != nullptr && *socketPath != '\0') {
-            ServiceEndpoint endpoint;
-            endpoint.socketPath = socketPath;
-            endpoint.bundleName = EnvOr(BUNDLE_NAME_ENV, DEFAULT_BUNDLE_NAME);
-            endpoint.token = EnvOr(BUNDLE_TOKEN_ENV, "");
-            CLIENT_LOGI("using navinfo-service at %{public}s as %{public}s", socketPath,
-                endpoint.bundleName.c_str());
-            return std::make_unique<RemoteTransport>(std::move(endpoint));
+        chosen.bundleName = request.bundleName.value_or(EnvOr(BUNDLE_NAME_ENV, DEFAULT_BUNDLE_NAME));
+        chosen.token = request.token.value_or(EnvOr(BUNDLE_TOKEN_ENV, ""));
+        const char* socketEnv = std::getenv(SERVICE_SOCKET_ENV);
+        if (request.socketPath) {
+            chosen.socketPath = *request.socketPath;
+        } else if (socketEnv != nullptr) {
+            chosen.socketPath = socketEnv; // set and empty: the embedded service, by choice
+        } else {
+            // Neither says: the daemon if one runs where navinfo-service and
+            // navinfo look by default, so that a newcomer's processes meet.
+            std::string fallback = DefaultDaemonSocketPath();
+            chosen.probed = true;
+            if (SomeoneListensAt(fallback)) {
+                chosen.socketPath = std::move(fallback);
+            } else {
+                CLIENT_LOGI("using the service embedded in this process (no daemon listens at %{public}s; set "
+                            "%{public}s to choose)", fallback.c_str(), SERVICE_SOCKET_ENV);
+            }
         }
-        CLIENT_LOGI("using the service embedded in this process (%{public}s unset)", SERVICE_SOCKET_ENV);
-        return CreateEmbeddedTransport();
+        if (chosen.socketPath.empty()) {
+            if (!chosen.probed) {
+                CLIENT_LOGI("using the service embedded in this process");
+            }
+            CallerInfo caller = EmbeddedCallerFromEnvironment();
+            caller.bundleName = chosen.bundleName;
+            return CreateEmbeddedTransport(std::move(caller));
+        }
+        ServiceEndpoint endpoint;
+        endpoint.socketPath = chosen.socketPath;
+        endpoint.bundleName = chosen.bundleName;
+        endpoint.token = chosen.token;
+        CLIENT_LOGI("using navinfo-service at %{public}s as %{public}s%{public}s", endpoint.socketPath.c_str(),
+            endpoint.bundleName.c_str(), chosen.probed ? " (found at the default socket)" : "");
+        return std::make_unique<RemoteTransport>(std::move(endpoint));
     } catch (const std::bad_alloc&) {
         CLIENT_LOGE("out of memory creating the transport");
         return nullptr;

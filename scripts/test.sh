@@ -8,6 +8,11 @@ cd "$(dirname "$0")/.."
 # The daemon's DDS bridge and its tests are part of every test run (setup.sh
 # installs Cyclone DDS).
 export NAVINFO_DDS_BRIDGE=${NAVINFO_DDS_BRIDGE:-1}
+# The tests use the embedded service unless they start a daemon of their own:
+# set and empty, NAVINFO_SERVICE_SOCKET keeps a navinfo-service left running
+# at the default socket from being picked up (test/js/support/paths.js does
+# the same for test files run alone).
+export NAVINFO_SERVICE_SOCKET=
 bash scripts/build.sh || exit 1
 BUILD_DIR=${BUILD_DIR:-build}
 export NAVINFO_BUILD_DIR="$PWD/$BUILD_DIR"

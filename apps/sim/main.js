@@ -23,8 +23,9 @@ ${IDENTITY_USAGE}
                        (default: com.example.navigation)
   -h, --help           print this help
 
-Without --socket (or NAVINFO_SERVICE_SOCKET) the service is embedded in this
-process, where only this process sees it. Stops on Ctrl-C or SIGTERM after
+Without --socket (or NAVINFO_SERVICE_SOCKET) it uses navinfo-service at the
+daemon's default socket when one listens there, and else a service embedded
+in this process, where only this process sees it. Stops on Ctrl-C or SIGTERM after
 publishing the status UNAVAILABLE.`;
 
 const OPTIONS = {

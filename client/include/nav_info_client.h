@@ -15,6 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "nav_info_endpoint.h"
+#include "nav_info_service_events.h"
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
 #include "nav_info_errors.h"
@@ -52,6 +54,29 @@ public:
     // A registration made while it is not is not restored later.
     bool IsServiceConnected() const noexcept;
 
+    // Connects now when the daemon is used and there is no connection
+    // (waiting at most the connect time-out); returns IsServiceConnected().
+    bool Connect() noexcept;
+    // Counted: while held, a missing connection is sought in the background
+    // even with nothing registered (for a caller waiting for the service).
+    void HoldConnection(bool hold) noexcept;
+    // The daemon connection's number (1, 2, ... per connection made); 0
+    // without one, and always with the embedded service.
+    uint64_t ConnectionGeneration() const noexcept;
+
+    // Before the client is made (the first GetClientInstance): sets the
+    // endpoint for what request gives, instead of the environment; true.
+    // Afterwards: true only when every field given equals what is in use;
+    // otherwise false with why in whyNot. No exception leaves it.
+    static bool SetEndpoint(const EndpointRequest& request, std::string& whyNot) noexcept;
+    // What this client uses.
+    const EndpointChoice& Endpoint() const noexcept { return endpoint_; }
+
+    // Service events (nav_info_service_events.h) from now on, until removed;
+    // returns the id for RemoveServiceObserver, 0 on failure.
+    static uint64_t AddServiceObserver(ServiceEventObserver observer) noexcept;
+    static void RemoveServiceObserver(uint64_t id) noexcept;
+
     // System application: what the service holds now (connections,
     // registrations, latest records, requests waiting). The same access as
     // reading a status: 1015 for a bundle that is not a system application,
@@ -75,6 +100,7 @@ private:
     NavInfoClient();
     friend class NavInfoClientAccess;
 
+    EndpointChoice endpoint_; // set once in the constructor
     std::mutex wrapMutex_; // guards transports_ and serializes WrapTransport
     std::vector<std::unique_ptr<NavInfoTransport>> transports_; // every transport it had; the last is in use
     std::atomic<NavInfoTransport*> transport_{nullptr}; // transports_.back(); null when memory ran out

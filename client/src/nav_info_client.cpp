@@ -9,6 +9,7 @@
 
 #include "client_log.h"
 #include "nav_info_transport.h"
+#include "service_event_hub.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -39,13 +40,31 @@ int32_t Through(const std::atomic<NavInfoTransport*>& transport, const char* ope
     return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
 }
 
+// What SetEndpoint asked for before the client was made, and the client
+// once made: both under one lock, so that a request cannot slip in between.
+struct EndpointState {
+    std::mutex mutex;
+    EndpointRequest requested;
+    const NavInfoClient* made = nullptr;
+};
+
+EndpointState& TheEndpointState()
+{
+    static EndpointState* const state = new EndpointState(); // never destroyed, like the client
+    return *state;
+}
+
 } // namespace
 
 sptr<NavInfoClient> NavInfoClient::GetClientInstance()
 {
     static NavInfoClient* const instance = [] {
+        EndpointState& state = TheEndpointState();
+        std::lock_guard<std::mutex> lock(state.mutex);
         try {
-            return NavInfoClientAccess::Create();
+            NavInfoClient* client = NavInfoClientAccess::Create();
+            state.made = client;
+            return client;
         } catch (...) {
             // Nothing can work without memory for one small object; returning
             // null would break the promise of this function.
@@ -58,7 +77,8 @@ sptr<NavInfoClient> NavInfoClient::GetClientInstance()
 
 NavInfoClient::NavInfoClient()
 {
-    if (auto transport = CreateNavInfoTransport()) {
+    // GetClientInstance holds the endpoint state's lock while this runs.
+    if (auto transport = CreateNavInfoTransport(TheEndpointState().requested, endpoint_)) {
         transports_.push_back(std::move(transport));
         transport_.store(transports_.back().get(), std::memory_order_release);
     }
@@ -88,6 +108,83 @@ bool NavInfoClient::WrapTransport(const TransportWrap& wrap) noexcept
         CLIENT_LOGE("wrapping the transport failed");
     }
     return false;
+}
+
+bool NavInfoClient::SetEndpoint(const EndpointRequest& request, std::string& whyNot) noexcept
+{
+    try {
+        EndpointState& state = TheEndpointState();
+        std::lock_guard<std::mutex> lock(state.mutex);
+        if (state.made == nullptr) {
+            auto take = [](std::optional<std::string>& to, const std::optional<std::string>& from) {
+                if (from) {
+                    to = from;
+                }
+            };
+            take(state.requested.socketPath, request.socketPath);
+            take(state.requested.bundleName, request.bundleName);
+            take(state.requested.token, request.token);
+            return true;
+        }
+        const EndpointChoice& used = state.made->endpoint_;
+        if (request.socketPath && *request.socketPath != used.socketPath) {
+            whyNot = used.socketPath.empty() ? "this process uses the embedded service already"
+                                             : "this process is connected to " + used.socketPath + " already";
+        } else if (request.bundleName && *request.bundleName != used.bundleName) {
+            whyNot = "this process acts as " + used.bundleName + " already";
+        } else if (request.token && *request.token != used.token) {
+            whyNot = "this process presents another token already";
+        } else {
+            return true;
+        }
+    } catch (const std::exception& e) {
+        whyNot = e.what();
+    }
+    return false;
+}
+
+uint64_t NavInfoClient::AddServiceObserver(ServiceEventObserver observer) noexcept
+{
+    try {
+        return ServiceEventHub::Instance().Add(std::move(observer));
+    } catch (const std::exception& e) {
+        CLIENT_LOGE("observer not added: %{public}s", e.what());
+    }
+    return 0;
+}
+
+void NavInfoClient::RemoveServiceObserver(uint64_t id) noexcept
+{
+    ServiceEventHub::Instance().Remove(id);
+}
+
+bool NavInfoClient::Connect() noexcept
+{
+    try {
+        NavInfoTransport* current = transport_.load(std::memory_order_acquire);
+        return current != nullptr && current->Connect();
+    } catch (const std::exception& e) {
+        CLIENT_LOGE("connecting failed: %{public}s", e.what());
+    }
+    return false;
+}
+
+void NavInfoClient::HoldConnection(bool hold) noexcept
+{
+    try {
+        NavInfoTransport* current = transport_.load(std::memory_order_acquire);
+        if (current != nullptr) {
+            current->HoldConnection(hold);
+        }
+    } catch (const std::exception& e) {
+        CLIENT_LOGE("holding the connection failed: %{public}s", e.what());
+    }
+}
+
+uint64_t NavInfoClient::ConnectionGeneration() const noexcept
+{
+    NavInfoTransport* current = transport_.load(std::memory_order_acquire);
+    return current != nullptr ? current->ConnectionGeneration() : 0;
 }
 
 bool NavInfoClient::IsServiceConnected() const noexcept

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "nav_info_endpoint.h"
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
 #include "service_snapshot.h"
@@ -36,6 +37,16 @@ public:
     // Whether the service is reachable now without connecting: true for the
     // embedded service; for the daemon, whether a connection is live.
     virtual bool IsServiceConnected() const { return true; }
+    // Connects now if there is no connection (the daemon; waits at most its
+    // connect time-out); returns IsServiceConnected().
+    virtual bool Connect() { return IsServiceConnected(); }
+    // While held (counted), a lost or missing connection is sought in the
+    // background even with nothing registered, so that a waiting caller
+    // learns when the service is up.
+    virtual void HoldConnection(bool) {}
+    // The live connection's number (1, 2, ... per connection made); 0 when
+    // there is none, and always for the embedded service.
+    virtual uint64_t ConnectionGeneration() const { return 0; }
     // What the service holds, for system applications.
     virtual int32_t InspectService(ServiceSnapshot& snapshot) = 0;
 };
@@ -43,12 +54,13 @@ public:
 // The environment variable that selects the daemon's socket.
 constexpr const char* SERVICE_SOCKET_ENV = "NAVINFO_SERVICE_SOCKET";
 
-// The transport of this process: the one place that chooses. Without
-// NAVINFO_SERVICE_SOCKET it is the embedded service; with it, the remote
-// transport to the daemon at that path, claiming NAVINFO_BUNDLE_NAME (default
-// as embedded) with the token NAVINFO_BUNDLE_TOKEN. Null only when memory is
-// exhausted.
-std::unique_ptr<NavInfoTransport> CreateNavInfoTransport() noexcept;
+// The transport of this process: the one place that chooses (the rules are
+// in nav_info_endpoint.h). request overrides the environment
+// (NAVINFO_SERVICE_SOCKET, NAVINFO_BUNDLE_NAME with the embedded default,
+// NAVINFO_BUNDLE_TOKEN) for what it gives; chosen is set to what is used,
+// and the choice is logged at info. Null only when memory is exhausted.
+std::unique_ptr<NavInfoTransport> CreateNavInfoTransport(const EndpointRequest& request,
+    EndpointChoice& chosen) noexcept;
 
 std::unique_ptr<NavInfoTransport> CreateEmbeddedTransport();
 // Answers every call with NAV_INFO_ERR_SERVICE_UNAVAILABLE.

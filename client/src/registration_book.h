@@ -4,49 +4,80 @@
 // daemon delivers again and holds this application's records again without
 // the application doing anything.
 //
+// A registration the daemon refused for want of a right (1005, 1015) stays
+// booked, marked refused: it is tried again on every new connection and by
+// RetryRefused, so that it takes effect once the policy allows it. Only
+// unregistering removes it.
+//
 // Threads: not synchronized; the remote transport guards it with its
-// registration mutex.
+// registration mutex. The change callback runs with that mutex held.
 #ifndef CLIENT_REGISTRATION_BOOK_H
 #define CLIENT_REGISTRATION_BOOK_H
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
 
 #include "iremote_object.h"
+#include "nav_info_service_events.h"
 #include "navigation_info_data.h"
 
 namespace OHOS::NavigationInfoService {
 
 class NavInfoServiceProxy;
 
+struct BookedListener {
+    sptr<IRemoteObject> listener;
+    bool refused = false; // the daemon's last answer was 1005 or 1015
+};
+
 struct RegistrationBook {
-    sptr<IRemoteObject> systemListener;                        // null: none
-    std::map<std::string, sptr<IRemoteObject>> statusListeners;   // by followed bundle
-    std::map<std::string, sptr<IRemoteObject>> metadataListeners; // by followed bundle
+    // A registration went from taken to refused or back: REFUSED (with the
+    // result) or RESUMED. Not called for the result of the caller's own
+    // registration call, which the caller sees.
+    using ChangeCallback = std::function<void(ServiceEventKind change, RegistrationKind kind,
+        const std::string& bundleName, int32_t result)>;
+
+    BookedListener systemListener;                               // listener null: none
+    std::map<std::string, BookedListener> statusListeners;   // by followed bundle
+    std::map<std::string, BookedListener> metadataListeners; // by followed bundle
     std::optional<NavigationStatus> status;                    // published last
     std::optional<NavigationMetadata> metadata;                // published last
 
     bool HasRegistrations() const
     {
-        return systemListener != nullptr || !statusListeners.empty() || !metadataListeners.empty();
+        return systemListener.listener != nullptr || !statusListeners.empty() || !metadataListeners.empty();
     }
     bool Empty() const { return !HasRegistrations() && !status && !metadata; }
+    bool HasRefused() const;
 
     // Registers everything again through service, then publishes the
     // records again, all marked as restored (nav_info_service_ipc.h): a
     // follower gets the record the daemon holds, and a record is taken only
-    // where the daemon holds none. An entry the daemon now
-    // refuses (for example after a policy change) is logged and dropped;
-    // one that fails for want of the service stays, for the next connection.
-    // Returns how many entries were restored.
-    size_t Replay(NavInfoServiceProxy& service);
+    // where the daemon holds none. A registration the daemon refuses is kept
+    // as refused; a record it refuses, or any entry it fails otherwise
+    // (1001), is logged and dropped; one that fails for want of the service
+    // stays, for the next connection. Returns how many entries were restored.
+    size_t Replay(NavInfoServiceProxy& service, const ChangeCallback& changed);
+
+    // Registers the refused entries again, marked restored as well, so that
+    // a follower taken now gets at once the record the daemon holds. Returns
+    // how many were taken.
+    size_t RetryRefused(NavInfoServiceProxy& service, const ChangeCallback& changed);
 };
 
-// Whether a call's result leaves its registration or record to be replayed:
-// the daemon took it, or it could not be reached (the call then returned
-// 1002, and the entry goes to the next daemon).
+// Whether a published record stays for replay after this result: the daemon
+// took it, or it could not be reached (the call then returned 1002, and the
+// record goes to the next daemon).
 bool KeptForReplay(int32_t result);
+
+// Whether a registration stays booked after this result: as a record, and
+// also when the daemon refused it for want of a right (1005, 1015).
+bool BookedAfter(int32_t result);
+
+// 1005 and 1015: refusals that a change of the policy can lift.
+bool IsRefusal(int32_t result);
 
 } // namespace OHOS::NavigationInfoService
 

@@ -1,5 +1,7 @@
 #include "remote_transport.h"
 
+#include <utility>
+
 #include "client_log.h"
 #include "ipc_limits.h"
 #include "ipc_thread_pool.h"
@@ -7,6 +9,7 @@
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "nav_info_service_proxy.h"
+#include "service_event_hub.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -33,6 +36,16 @@ void AnswerLater(const sptr<TrackedRequest>& request, int32_t code)
     request->Callback(std::move(answer));
 }
 
+void RaiseChange(ServiceEventKind change, RegistrationKind kind, const std::string& bundleName, int32_t result)
+{
+    ServiceEvent event;
+    event.kind = change;
+    event.registration = kind;
+    event.bundleName = bundleName;
+    event.result = result;
+    ServiceEventHub::Instance().Raise(event);
+}
+
 } // namespace
 
 RemoteTransport::RemoteTransport(ServiceEndpoint endpoint) : requests_(std::make_shared<OutstandingRequests>())
@@ -42,7 +55,10 @@ RemoteTransport::RemoteTransport(ServiceEndpoint endpoint) : requests_(std::make
         OnConnected(service, generation);
     };
     hooks.onLost = [this](uint64_t generation) { OnLost(generation); };
-    hooks.wantsReconnect = [this] { return HasRegistrations(); };
+    hooks.onUp = [this](uint64_t generation) { OnUp(generation); };
+    hooks.onFailed = [this](int32_t failure) { OnFailed(failure); };
+    hooks.wantsReconnect = [this] { return WantsConnection(); };
+    retrier_ = std::make_unique<BackoffRetrier>(RefusalRetryBase(), [this] { return RetryRefused(); });
     // One pool for every connection, so that reconnecting does not start threads.
     auto pool = IpcThreadPool::Create(kDefaultClientPoolThreads, "navinfo-client");
     connector_ = ServiceConnector::Create(std::move(endpoint), std::move(hooks), std::move(pool));
@@ -50,6 +66,7 @@ RemoteTransport::RemoteTransport(ServiceEndpoint endpoint) : requests_(std::make
 
 RemoteTransport::~RemoteTransport()
 {
+    retrier_->Stop();
     connector_->Shutdown();
 }
 
@@ -70,9 +87,20 @@ void RemoteTransport::OnConnected(const sptr<IRemoteObject>& service, uint64_t g
         return;
     }
     NavInfoServiceProxy proxy(service);
-    size_t restored = book_.Replay(proxy);
+    size_t restored = book_.Replay(proxy, RaiseChange);
     CLIENT_LOGI("connection %{public}llu: %{public}zu registrations restored",
         static_cast<unsigned long long>(generation), restored);
+    if (book_.HasRefused()) {
+        retrier_->Restart(); // everything was tried just now
+    }
+}
+
+void RemoteTransport::OnUp(uint64_t generation)
+{
+    ServiceEvent event;
+    event.kind = ServiceEventKind::CONNECTED;
+    event.generation = generation;
+    ServiceEventHub::Instance().Raise(event);
 }
 
 void RemoteTransport::OnLost(uint64_t generation)
@@ -80,12 +108,102 @@ void RemoteTransport::OnLost(uint64_t generation)
     for (const auto& request : requests_->TakeGeneration(generation)) {
         AnswerLater(request, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
     }
+    ServiceEvent event;
+    event.kind = ServiceEventKind::DISCONNECTED;
+    event.generation = generation;
+    event.result = NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    event.reason = "the connection to the service ended";
+    ServiceEventHub::Instance().Raise(event);
 }
 
-bool RemoteTransport::HasRegistrations()
+// The daemon refused this identity: every registration is refused with it
+// until a connection is accepted again (the replay then tells which are taken).
+void RemoteTransport::OnFailed(int32_t failure)
 {
+    if (failure != NAV_INFO_ERR_NO_PERMISSION) {
+        return;
+    }
+    std::lock_guard<std::mutex> lock(registrationMutex_);
+    auto refuse = [&](BookedListener& entry, RegistrationKind kind, const std::string& bundleName) {
+        if (entry.listener != nullptr && !entry.refused) {
+            entry.refused = true;
+            RaiseChange(ServiceEventKind::REFUSED, kind, bundleName, failure);
+        }
+    };
+    refuse(book_.systemListener, RegistrationKind::SYSTEM_LISTENER, "");
+    for (auto& [bundle, entry] : book_.statusListeners) {
+        refuse(entry, RegistrationKind::STATUS_LISTENER, bundle);
+    }
+    for (auto& [bundle, entry] : book_.metadataListeners) {
+        refuse(entry, RegistrationKind::METADATA_LISTENER, bundle);
+    }
+}
+
+bool RemoteTransport::WantsConnection()
+{
+    if (connectionHolds_.load() > 0) {
+        return true;
+    }
     std::lock_guard<std::mutex> lock(registrationMutex_);
     return book_.HasRegistrations();
+}
+
+bool RemoteTransport::Connect()
+{
+    ServiceLease lease = connector_->Acquire();
+    if (lease.service == nullptr && WantsConnection()) {
+        connector_->WantReconnect();
+    }
+    return lease.service != nullptr;
+}
+
+void RemoteTransport::HoldConnection(bool hold)
+{
+    if (!hold) {
+        connectionHolds_.fetch_sub(1);
+        return;
+    }
+    connectionHolds_.fetch_add(1);
+    if (!IsServiceConnected()) {
+        connector_->WantReconnect();
+    }
+}
+
+bool RemoteTransport::RetryRefused()
+{
+    // Connects if it can: a new connection replays (and so retries) everything.
+    ServiceLease lease = connector_->Acquire();
+    std::lock_guard<std::mutex> lock(registrationMutex_);
+    if (lease.service != nullptr) {
+        NavInfoServiceProxy proxy(lease.service);
+        book_.RetryRefused(proxy, RaiseChange);
+    }
+    return book_.HasRefused();
+}
+
+bool RemoteTransport::BookLocked(BookedListener& entry, const sptr<IRemoteObject>& listener, int32_t result,
+    RegistrationKind kind, const std::string& bundleName)
+{
+    bool wasRefused = entry.listener != nullptr && entry.refused;
+    entry.listener = listener;
+    if (result != NAV_INFO_ERR_SERVICE_UNAVAILABLE) {
+        entry.refused = IsRefusal(result);
+    }
+    // The caller sees its own call's result; a refusal lifted by it is news
+    // to whoever was told of the refusal.
+    if (wasRefused && !entry.refused) {
+        RaiseChange(ServiceEventKind::RESUMED, kind, bundleName, result);
+    }
+    return entry.refused;
+}
+
+void RemoteTransport::AfterRegistration(const ServiceLease& lease, int32_t result, bool refused)
+{
+    if (lease.service == nullptr && (result == NAV_INFO_ERR_SERVICE_UNAVAILABLE || IsRefusal(result))) {
+        connector_->WantReconnect(); // the retry thread connects, and the replay registers it
+    } else if (refused) {
+        retrier_->Schedule();
+    }
 }
 
 template <typename Record, typename Send>
@@ -124,22 +242,21 @@ int32_t RemoteTransport::RegisterSystemNavigationListener(sptr<ISystemNavigation
     if (lease.service != nullptr) {
         result = NavInfoServiceProxy(lease.service).RegisterSystemNavigationListener(object);
     }
-    if (KeptForReplay(result) && object != nullptr) {
-        book_.systemListener = object;
+    bool refused = false;
+    if (BookedAfter(result) && object != nullptr) {
+        refused = BookLocked(book_.systemListener, object, result, RegistrationKind::SYSTEM_LISTENER, "");
     }
     lock.unlock();
-    if (lease.service == nullptr && result == NAV_INFO_ERR_SERVICE_UNAVAILABLE) {
-        connector_->WantReconnect();
-    }
+    AfterRegistration(lease, result, refused);
     return result;
 }
 
 int32_t RemoteTransport::UnRegisterSystemNavigationListener()
 {
-    sptr<IRemoteObject> forgotten;
+    BookedListener forgotten;
     {
         std::lock_guard<std::mutex> lock(registrationMutex_);
-        forgotten = std::move(book_.systemListener);
+        forgotten = std::exchange(book_.systemListener, BookedListener{});
     }
     ServiceLease lease = connector_->Acquire();
     if (lease.service == nullptr) {
@@ -158,8 +275,8 @@ int32_t RemoteTransport::GetNavigationStatus(const std::string& bundleName, Navi
 }
 
 template <typename Register>
-int32_t RemoteTransport::Follow(std::map<std::string, sptr<IRemoteObject>> RegistrationBook::*book,
-    const std::string& bundleName, const sptr<IRemoteObject>& listener, Register&& reg)
+int32_t RemoteTransport::Follow(std::map<std::string, BookedListener> RegistrationBook::*book,
+    RegistrationKind kind, const std::string& bundleName, const sptr<IRemoteObject>& listener, Register&& reg)
 {
     ServiceLease lease = connector_->Acquire();
     std::unique_lock<std::mutex> lock(registrationMutex_);
@@ -168,24 +285,24 @@ int32_t RemoteTransport::Follow(std::map<std::string, sptr<IRemoteObject>> Regis
         NavInfoServiceProxy proxy(lease.service);
         result = reg(proxy);
     }
-    // Booked while the daemon is away too (the call says 1002): the next
-    // daemon gets it. A bundle name the daemon would refuse is not booked.
-    if (KeptForReplay(result) && listener != nullptr && !bundleName.empty() &&
+    // Booked while the daemon is away (the call says 1002) or refuses it (1005,
+    // 1015) too: the next daemon, or the retry, gets it. A bundle name the
+    // daemon would refuse is not booked.
+    bool refused = false;
+    if (BookedAfter(result) && listener != nullptr && !bundleName.empty() &&
         bundleName.size() <= MAX_BUNDLE_NAME_LENGTH) {
-        (book_.*book)[bundleName] = listener;
+        refused = BookLocked((book_.*book)[bundleName], listener, result, kind, bundleName);
     }
     lock.unlock();
-    if (lease.service == nullptr && result == NAV_INFO_ERR_SERVICE_UNAVAILABLE) {
-        connector_->WantReconnect();
-    }
+    AfterRegistration(lease, result, refused);
     return result;
 }
 
 template <typename Unregister>
-int32_t RemoteTransport::Unfollow(std::map<std::string, sptr<IRemoteObject>> RegistrationBook::*book,
+int32_t RemoteTransport::Unfollow(std::map<std::string, BookedListener> RegistrationBook::*book,
     const std::string& bundleName, Unregister&& unreg)
 {
-    sptr<IRemoteObject> forgotten;
+    BookedListener forgotten;
     {
         std::lock_guard<std::mutex> lock(registrationMutex_);
         auto found = (book_.*book).find(bundleName);
@@ -206,7 +323,7 @@ int32_t RemoteTransport::RegisterNavigationStatusListener(const std::string& bun
     sptr<INavigationStatusListener> listener)
 {
     sptr<IRemoteObject> object = ObjectOf(listener);
-    return Follow(&RegistrationBook::statusListeners, bundleName, object, [&](NavInfoServiceProxy& proxy) {
+    return Follow(&RegistrationBook::statusListeners, RegistrationKind::STATUS_LISTENER, bundleName, object, [&](NavInfoServiceProxy& proxy) {
         return proxy.RegisterNavigationStatusListener(bundleName, object);
     });
 }
@@ -221,7 +338,7 @@ int32_t RemoteTransport::RegisterNavigationMetadataListener(const std::string& b
     sptr<INavigationMetadataListener> listener)
 {
     sptr<IRemoteObject> object = ObjectOf(listener);
-    return Follow(&RegistrationBook::metadataListeners, bundleName, object, [&](NavInfoServiceProxy& proxy) {
+    return Follow(&RegistrationBook::metadataListeners, RegistrationKind::METADATA_LISTENER, bundleName, object, [&](NavInfoServiceProxy& proxy) {
         return proxy.RegisterNavigationMetadataListener(bundleName, object);
     });
 }

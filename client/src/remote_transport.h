@@ -10,11 +10,19 @@
 // registrations that succeeded, and the latest status and metadata
 // published. A registration or record made while the daemon cannot be
 // reached is kept too: the call still returns 1002, and the next daemon gets
-// it. While there are registrations, reconnecting does not wait for a call
-// (records alone wait for the next call: a connection the daemon closed for
-// silence must not come back on its own only to be closed again). Unregistering removes the
-// entry whatever the daemon answers. A registration or record the daemon
-// refuses is not kept.
+// it. While there are registrations (or a holder wants the connection,
+// HoldConnection), reconnecting does not wait for a call (records alone wait
+// for the next call: a connection the daemon closed for silence must not come
+// back on its own only to be closed again). Unregistering removes the entry
+// whatever the daemon answers. A record the daemon refuses is not kept.
+//
+// A registration the daemon refuses for want of a right (1005, 1015, or its
+// identity refused at the handshake) stays booked as refused: the call still
+// returns the refusal, and the registration is tried again with back-off
+// (BackoffRetrier: 1 s doubling to 30 s) and on every new connection, until
+// it is taken or unregistered. Each change between refused and taken, and
+// each connection made and lost, is raised as a service event
+// (nav_info_service_events.h).
 //
 // Queries and commands travel with a TrackedRequest in place of the
 // caller's callback: when the connection they went out on is lost, each one
@@ -26,11 +34,13 @@
 #ifndef CLIENT_REMOTE_TRANSPORT_H
 #define CLIENT_REMOTE_TRANSPORT_H
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 
+#include "backoff_retrier.h"
 #include "nav_info_transport.h"
 #include "outstanding_requests.h"
 #include "registration_book.h"
@@ -46,7 +56,7 @@ class RemoteTransport : public NavInfoTransport {
 public:
     // Connects lazily, at the first call. May throw std::bad_alloc.
     explicit RemoteTransport(ServiceEndpoint endpoint);
-    // Closes the connection; requests still open are answered 1002.
+    // Stops retrying, closes the connection; requests still open are answered 1002.
     ~RemoteTransport() override;
 
     int32_t UpdateNavigationStatus(NavigationStatus status) override;
@@ -66,18 +76,28 @@ public:
         sptr<IMapCallback> callback) override;
 
     bool IsServiceConnected() const override { return ConnectionGeneration() != 0; }
+    bool Connect() override;
+    void HoldConnection(bool hold) override;
     int32_t InspectService(ServiceSnapshot& snapshot) override;
 
     // For tests: requests sent and not yet settled; the live connection's
     // generation (0: none).
     size_t OutstandingRequestCount() const;
-    uint64_t ConnectionGeneration() const;
+    uint64_t ConnectionGeneration() const override;
 
 private:
     // Connector hooks.
     void OnConnected(const sptr<IRemoteObject>& service, uint64_t generation);
     void OnLost(uint64_t generation);
-    bool HasRegistrations();
+    void OnUp(uint64_t generation);
+    void OnFailed(int32_t failure);
+    bool WantsConnection();
+    // The retrier's attempt: registers the refused entries again; true while some stay refused.
+    bool RetryRefused();
+    // Books a registration after its call's result (registrationMutex_ held);
+    // true when it is booked as refused.
+    bool BookLocked(BookedListener& entry, const sptr<IRemoteObject>& listener, int32_t result,
+        RegistrationKind kind, const std::string& bundleName);
     // Sends a record and keeps it for replay (`kept` is a member of book_).
     template <typename Record, typename Send>
     int32_t Publish(std::optional<Record> RegistrationBook::*kept, Record record, Send&& send);
@@ -86,11 +106,13 @@ private:
         const AAFwk::WantParams& params, const sptr<IMapCallback>& callback);
     // Registers a follower and books it for replay; `book` is a map of book_.
     template <typename Register>
-    int32_t Follow(std::map<std::string, sptr<IRemoteObject>> RegistrationBook::*book, const std::string& bundleName,
-        const sptr<IRemoteObject>& listener, Register&& reg);
+    int32_t Follow(std::map<std::string, BookedListener> RegistrationBook::*book, RegistrationKind kind,
+        const std::string& bundleName, const sptr<IRemoteObject>& listener, Register&& reg);
     template <typename Unregister>
-    int32_t Unfollow(std::map<std::string, sptr<IRemoteObject>> RegistrationBook::*book,
+    int32_t Unfollow(std::map<std::string, BookedListener> RegistrationBook::*book,
         const std::string& bundleName, Unregister&& unreg);
+    // After a registration call: what is booked decides whether to reconnect or retry.
+    void AfterRegistration(const ServiceLease& lease, int32_t result, bool refused);
 
     const std::shared_ptr<OutstandingRequests> requests_;
     // Held across a registration call and its book update, and across a
@@ -98,7 +120,9 @@ private:
     // acquiring the connection (the replay runs inside that).
     std::mutex registrationMutex_;
     RegistrationBook book_; // guarded by registrationMutex_
+    std::atomic<int> connectionHolds_{0}; // HoldConnection(true) not yet undone
     std::shared_ptr<ServiceConnector> connector_; // set once in the constructor
+    std::unique_ptr<BackoffRetrier> retrier_;     // set once in the constructor; stopped first
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "backoff_retrier.h"
 #include "client_log.h"
 #include "ipc_client.h"
 #include "ipc_errors.h"
@@ -80,7 +81,8 @@ std::shared_ptr<ServiceConnector> ServiceConnector::Create(ServiceEndpoint endpo
 }
 
 ServiceConnector::ServiceConnector(ServiceEndpoint endpoint, Hooks hooks, std::shared_ptr<IpcThreadPool> pool)
-    : endpoint_(std::move(endpoint)), hooks_(std::move(hooks)), pool_(std::move(pool))
+    : endpoint_(std::move(endpoint)), hooks_(std::move(hooks)), pool_(std::move(pool)),
+      refusalBackoff_(RefusalRetryBase())
 {
 }
 
@@ -200,6 +202,7 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
             CLIENT_LOGI("still no connection to %{public}s: %{public}s", endpoint_.socketPath.c_str(),
                 ConnectFailureText(status));
         }
+        RunHook("onFailed", hooks_.onFailed, failure);
         return {nullptr, 0, failure};
     }
 
@@ -218,6 +221,7 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
             lossTold_ = false;
             everConnected_ = true;
             backoffMs_ = RETRY_BACKOFF_MIN_MS;
+            refusalBackoff_ = RefusalRetryBase();
             retryWanted_ = false;
         }
     }
@@ -233,6 +237,7 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
         CLIENT_LOGI("connected to %{public}s as %{public}s (generation %{public}llu)", endpoint_.socketPath.c_str(),
             endpoint_.bundleName.c_str(), static_cast<unsigned long long>(generation));
     }
+    RunHook("onUp", hooks_.onUp, generation);
     // A loss during onConnected found nothing published to clear: handle it now.
     if (service->IsObjectDead()) {
         OnDied(generation);
@@ -323,6 +328,10 @@ void ServiceConnector::RetryLoop()
             wake_.wait_until(lock, nextAttempt_);
             continue;
         }
+        if (lastFailure_ == NAV_INFO_ERR_NO_PERMISSION && Clock::now() < nextRefusalRetry_) {
+            wake_.wait_until(lock, nextRefusalRetry_);
+            continue;
+        }
         lock.unlock();
         bool wanted = true;
         if (hooks_.wantsReconnect) {
@@ -337,8 +346,13 @@ void ServiceConnector::RetryLoop()
             lease = Connect(true);
         }
         lock.lock();
-        if (!wanted || lease.service != nullptr || lease.failure == NAV_INFO_ERR_NO_PERMISSION) {
+        // A refusal is tried again too, with its longer back-off: the daemon
+        // may reload a policy that accepts this identity.
+        if (!wanted || lease.service != nullptr) {
             retryWanted_ = false;
+        } else if (lease.failure == NAV_INFO_ERR_NO_PERMISSION) {
+            nextRefusalRetry_ = Clock::now() + refusalBackoff_;
+            refusalBackoff_ = std::min(refusalBackoff_ * 2, RefusalRetryBase() * BackoffRetrier::kMaxFactor);
         }
     }
 }

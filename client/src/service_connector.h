@@ -17,7 +17,10 @@
 // RETRY_BACKOFF_MIN_MS and doubles up to RETRY_BACKOFF_MAX_MS. A connection
 // the daemon refused (identity not accepted) fails with
 // NAV_INFO_ERR_NO_PERMISSION, anything else with
-// NAV_INFO_ERR_SERVICE_UNAVAILABLE.
+// NAV_INFO_ERR_SERVICE_UNAVAILABLE. A refusal lasts until the daemon's policy
+// changes: the retry thread keeps trying while the owner wants a connection,
+// at most once per refusal back-off (RefusalRetryBase(), 1 s, doubling up to
+// 30 times that), so that a fixed policy is picked up within 30 s.
 //
 // Threads: Acquire from any thread (not from within a hook). Hooks run
 // without any lock of the connector held: onConnected on the thread that
@@ -68,6 +71,10 @@ public:
     struct Hooks {
         std::function<void(const sptr<IRemoteObject>& service, uint64_t generation)> onConnected;
         std::function<void(uint64_t generation)> onLost;
+        // The connection of generation is live and handed to callers now.
+        std::function<void(uint64_t generation)> onUp;
+        // An attempt failed with this result (1002 or 1005).
+        std::function<void(int32_t failure)> onFailed;
         // Asked by the retry thread before each attempt: true while there is
         // something to restore, so reconnecting cannot wait for a call.
         std::function<bool()> wantsReconnect;
@@ -142,7 +149,10 @@ private:
     bool lossTold_ = false;         // a loss (or a first failure) was warned; its end will be too
     int32_t failureTold_ = 0;       // the failure last warned about
     Clock::time_point nextAttempt_{};
-    int backoffMs_ = RETRY_BACKOFF_MIN_MS;
+    int backoffMs_ = RETRY_BACKOFF_MIN_MS;  // of unreachable attempts
+    // The retry thread's pace after refused attempts; RefusalRetryBase() again after a success.
+    std::chrono::milliseconds refusalBackoff_;
+    Clock::time_point nextRefusalRetry_{};
     bool retryWanted_ = false;      // a connection was lost and not yet replaced
     bool stopping_ = false;
     bool retryThreadStarted_ = false;

@@ -6,11 +6,20 @@ const MAP = process.env.MAP_BUNDLE ?? 'com.example.map';
 
 async function main(): Promise<void> {
   const client = createClient();
+  client.on('disconnect', (reason) => console.warn(`service lost: ${reason.message}`));
+  client.on('reconnect', () => console.warn('service back'));
   try {
+    // With the daemon: wait for it at most 5 s (the subscriptions below would wait for it anyway).
+    await client.ready({ timeout: 5000 });
     // Events: the current status first, then each change; `this` is the subscription.
-    client.followStatus(MAP).on('status', function (status, bundleName) {
-      console.log(`${bundleName} (${this.kind}): status ${status.status}, to ${status.destLocation.name}`);
+    const statuses = client.followStatus(MAP).on('status', function (status, bundleName) {
+      console.log(`${bundleName} (${this.kind}): status ${status.status}, to ${status.destLocation.name}, ` +
+        `${this.ageOf(status)} ms old`);
     });
+    statuses.on('unavailable', () => console.log(`${MAP} gives no navigation information now`));
+    // A refusal by the daemon's policy is tried again by the library until it is allowed.
+    statuses.on('error', (error) => console.warn(`refused: ${error.code}`));
+    statuses.on('resume', () => console.warn('following again'));
 
     const known = client.getStatus(MAP);
     console.log(known === null ? `${MAP} has not published yet` : `last update ${known.updatedAt.toISOString()}`);

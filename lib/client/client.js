@@ -3,30 +3,82 @@
 // follows, reads, queries and commands navigation applications with it; a
 // navigation application publishes and serves with it. close() ends what the
 // client opened (subscriptions, its server, requests still waiting).
+//
+// With the daemon, the client connects when it is made and tells the state
+// of the connection: `connected`, the events 'connect', 'disconnect' and
+// 'reconnect', and ready().
+const EventEmitter = require('node:events');
 const { nav, companion, QUERY_TYPES, COMMAND_TYPES } = require('./bindings');
 const following = require('./following');
 const serving = require('./serving');
 const { sendRequest } = require('./requests');
+const { waitUntilReady } = require('./ready');
+const { kServiceEvent, watchConnection, unwatchConnection } = require('./connection');
 const { checkStatus, checkMetadata, checkBundleName, checkOptions } = require('./validate');
 const { NavInfoError, resultError, fromModuleError, invalidType } = require('./errors');
 
 const NOT_FOUND = 1003;
+const SERVICE_UNAVAILABLE = 1002;
+const CLIENT_OPTIONS = ['strict', 'socket', 'bundleName', 'token'];
 
-function strictOption(options, fallback) {
-  const { strict = fallback } = checkOptions(options, ['strict']);
+function strictOption(options, fallback, names = ['strict']) {
+  const { strict = fallback } = checkOptions(options, names);
   if (typeof strict !== 'boolean') throw invalidType('options.strict', 'of type boolean', strict);
   return strict;
 }
 
-class NavigationClient {
+// { socket, bundleName, token } of createClient's options, checked; socket ''
+// asks for the embedded service.
+function endpointOptions(options) {
+  const { socket, bundleName, token } = checkOptions(options, CLIENT_OPTIONS);
+  const endpoint = {};
+  for (const [name, value] of [['socket', socket], ['bundleName', bundleName], ['token', token]]) {
+    if (value === undefined) continue;
+    if (typeof value !== 'string') throw invalidType(`options.${name}`, 'of type string', value);
+    endpoint[name] = value;
+  }
+  if (endpoint.bundleName !== undefined) checkBundleName(endpoint.bundleName);
+  return endpoint;
+}
+
+// Emits 'connect' once the client is connected (in a later tick when it is
+// at once; with the embedded service always so) and at each later
+// connection, 'reconnect' after it when an earlier connection was lost, and
+// 'disconnect' (reason: a NavInfoError, ERR_NAVINFO_SERVICE_UNAVAILABLE) when
+// the connection is lost.
+class NavigationClient extends EventEmitter {
   #strict;
   #closed = false;
   #resources = new Set(); // open subscriptions and servers
   #pending = new Set(); // cancel functions of requests waiting for an answer
   #controller = null;
+  #everLost = false;
+  #generation = -1; // of the connection 'connect' was emitted for
 
   constructor(options = undefined) {
-    this.#strict = strictOption(options, true);
+    super();
+    this.#strict = strictOption(options, true, CLIENT_OPTIONS);
+    const endpoint = endpointOptions(options);
+    if (Object.keys(endpoint).length > 0) {
+      const whyNot = companion.configure(endpoint);
+      if (whyNot !== null) {
+        throw new NavInfoError('ERR_NAVINFO_ALREADY_CONNECTED',
+          `Cannot use ${JSON.stringify(endpoint, (k, v) => (k === 'token' ? '(token)' : v))}: ${whyNot}`);
+      }
+    }
+    watchConnection(this);
+    // At once: `connected` is true from here on when the daemon is up.
+    if (companion.connect()) {
+      const generation = companion.connectionGeneration();
+      process.nextTick(() => this.#connected(generation));
+    }
+  }
+
+  #connected(generation) {
+    if (this.#closed || generation === this.#generation) return;
+    this.#generation = generation;
+    this.emit('connect');
+    if (this.#everLost) this.emit('reconnect');
   }
 
   get closed() { return this.#closed; }
@@ -34,6 +86,31 @@ class NavigationClient {
   // Whether the service is reachable now: always with the embedded service;
   // with the daemon, while this process has a connection to it.
   get connected() { return companion.serviceConnected(); }
+
+  // Which service this process uses: { socket, bundleName, embedded }.
+  get endpoint() {
+    const { socket, bundleName, embedded } = companion.endpoint();
+    return { socket, bundleName, embedded };
+  }
+
+  // Resolves once the service is reachable (at once when it is); rejects
+  // with ERR_NAVINFO_TIMEOUT after options.timeout ms, an AbortError when
+  // options.signal aborts, ERR_NAVINFO_CLIENT_CLOSED when the client closes.
+  async ready(options = undefined) {
+    this.#checkOpen();
+    return waitUntilReady(options, this.#pending);
+  }
+
+  // The connection watcher (connection.js) tells of a connection made or lost.
+  [kServiceEvent](kind, detail) {
+    if (this.#closed) return;
+    if (kind === 'connect') {
+      this.#connected(detail.generation);
+    } else if (kind === 'disconnect') {
+      this.#everLost = true;
+      this.emit('disconnect', resultError(detail.result || SERVICE_UNAVAILABLE, detail.reason || 'connection lost'));
+    }
+  }
 
   // --- System role ---
 
@@ -102,6 +179,7 @@ class NavigationClient {
   close() {
     if (this.#closed) return;
     this.#closed = true;
+    unwatchConnection(this);
     for (const resource of [...this.#resources]) resource.close();
     const closedError = new NavInfoError('ERR_NAVINFO_CLIENT_CLOSED', 'The client was closed');
     for (const cancel of [...this.#pending]) cancel(closedError);
@@ -116,8 +194,9 @@ class NavigationClient {
   #follow(kind, bundleName, options) {
     this.#checkOpen();
     checkBundleName(bundleName);
-    const { signal } = checkOptions(options, ['signal']);
-    return this.#track(following.follow(kind, bundleName), signal);
+    const { signal, latest = true } = checkOptions(options, ['signal', 'latest']);
+    if (typeof latest !== 'boolean') throw invalidType('options.latest', 'of type boolean', latest);
+    return this.#track(following.follow(kind, bundleName, { latest }), signal);
   }
 
   // Closes the resource with the client or when signal aborts.

@@ -101,6 +101,15 @@ export interface RequestOptions {
   signal?: AbortSignal;
 }
 export interface SignalOption { signal?: AbortSignal }
+export interface FollowOptions extends SignalOption {
+  /** Async iteration gives the newest record only (true, the default) or every record in order (false). */
+  latest?: boolean;
+}
+export interface ReadyOptions {
+  /** Milliseconds to wait; then the promise rejects with ERR_NAVINFO_TIMEOUT. */
+  timeout?: number;
+  signal?: AbortSignal;
+}
 export interface PublishOptions {
   /** false: the module's lenient reading (unknown fields skipped, long texts cut, no range checks). */
   strict?: boolean;
@@ -108,7 +117,15 @@ export interface PublishOptions {
 export interface ClientOptions {
   /** The default of publishing's strict option (true). */
   strict?: boolean;
+  /** The daemon's socket instead of NAVINFO_SERVICE_SOCKET; '' for the service embedded in the process. */
+  socket?: string;
+  /** The bundle name this process acts as, instead of NAVINFO_BUNDLE_NAME. */
+  bundleName?: string;
+  /** The token presented to the daemon, instead of NAVINFO_BUNDLE_TOKEN. */
+  token?: string;
 }
+/** Which service the process uses. */
+export interface ServiceEndpoint { socket: string; bundleName: string; embedded: boolean }
 
 // --- Errors ---
 
@@ -117,7 +134,7 @@ export type NavInfoErrorCode =
   | 'ERR_NAVINFO_TIMEOUT' | 'ERR_NAVINFO_NO_PERMISSION' | 'ERR_NAVINFO_TOO_MANY_REQUESTS'
   | 'ERR_NAVINFO_NOT_SYSTEM_APP' | 'ERR_NAVINFO_HANDLER_FAILED' | 'ERR_NAVINFO_NOT_SUPPORTED'
   | 'ERR_NAVINFO_FAILED' | 'ERR_NAVINFO_CLIENT_CLOSED' | 'ERR_NAVINFO_ALREADY_SERVING'
-  | 'ERR_NAVINFO_OTHER_THREAD';
+  | 'ERR_NAVINFO_OTHER_THREAD' | 'ERR_NAVINFO_ALREADY_CONNECTED';
 
 export declare class NavInfoError extends Error {
   readonly name: 'NavInfoError';
@@ -142,18 +159,32 @@ export declare class Subscription<K extends 'status' | 'metadata', T> extends Ev
   readonly kind: K;
   readonly bundleName: string;
   readonly closed: boolean;
+  /** Whether the daemon refuses this subscription now (it is tried again). */
+  readonly refused: boolean;
+  /** When the latest record was stored by the service (or arrived); null before the first. */
+  readonly lastUpdate: Date | null;
+  /** Milliseconds since then; null before the first record. */
+  readonly age: number | null;
+  /** Milliseconds since a record this subscription gave was stored (or arrived); null for any other value. */
+  ageOf(record: T): number | null;
   close(): void;
   unref(): this;
   ref(): this;
   hasRef(): boolean;
   [Symbol.dispose](): void;
-  /** Records in order of arrival; ends when the subscription closes; leaving the loop closes it. */
+  /** The newest record (or with { latest: false } every record in order); ends when the subscription closes. */
   [Symbol.asyncIterator](): AsyncIterator<T>;
   on(event: K, listener: (this: this, record: T, bundleName: string) => void): this;
+  on(event: 'unavailable', listener: (this: this, status: NavigationStatus, bundleName: string) => void): this;
+  on(event: 'error', listener: (this: this, error: NavInfoError) => void): this;
+  on(event: 'resume', listener: (this: this, bundleName: string) => void): this;
   on(event: 'close', listener: (this: this) => void): this;
   once(event: K, listener: (this: this, record: T, bundleName: string) => void): this;
+  once(event: 'unavailable', listener: (this: this, status: NavigationStatus, bundleName: string) => void): this;
+  once(event: 'error', listener: (this: this, error: NavInfoError) => void): this;
+  once(event: 'resume', listener: (this: this, bundleName: string) => void): this;
   once(event: 'close', listener: (this: this) => void): this;
-  off(event: K | 'close', listener: (...args: any[]) => void): this;
+  off(event: K | 'unavailable' | 'error' | 'resume' | 'close', listener: (...args: any[]) => void): this;
 }
 export type StatusSubscription = Subscription<'status', NavigationStatus>;
 export type MetadataSubscription = Subscription<'metadata', NavigationMetadata>;
@@ -161,6 +192,8 @@ export type MetadataSubscription = Subscription<'metadata', NavigationMetadata>;
 export declare class NavigationServer extends EventEmitter implements Handle {
   private constructor();
   readonly closed: boolean;
+  /** Whether the daemon refuses this server now (it is tried again). */
+  readonly refused: boolean;
   /** Stops serving; requests still waiting are answered "Not found" by the service. */
   close(): void;
   unref(): this;
@@ -168,23 +201,34 @@ export declare class NavigationServer extends EventEmitter implements Handle {
   hasRef(): boolean;
   [Symbol.dispose](): void;
   on(event: 'handlerError', listener: (this: this, error: unknown, request: NavigationRequest) => void): this;
-  on(event: 'close', listener: (this: this) => void): this;
+  on(event: 'error', listener: (this: this, error: NavInfoError) => void): this;
+  on(event: 'resume' | 'close', listener: (this: this) => void): this;
   once(event: 'handlerError', listener: (this: this, error: unknown, request: NavigationRequest) => void): this;
-  once(event: 'close', listener: (this: this) => void): this;
-  off(event: 'handlerError' | 'close', listener: (...args: any[]) => void): this;
+  once(event: 'error', listener: (this: this, error: NavInfoError) => void): this;
+  once(event: 'resume' | 'close', listener: (this: this) => void): this;
+  off(event: 'handlerError' | 'error' | 'resume' | 'close', listener: (...args: any[]) => void): this;
 }
 
 // --- The client ---
 
-export declare class NavigationClient implements Disposable {
+export declare class NavigationClient extends EventEmitter implements Disposable {
   constructor(options?: ClientOptions);
   readonly closed: boolean;
   /** Whether the service is reachable now: always with the embedded service; with the daemon, while connected. */
   readonly connected: boolean;
+  /** Which service this process uses. */
+  readonly endpoint: ServiceEndpoint;
+  /** Resolves once the service is reachable (at once when it is). */
+  ready(options?: ReadyOptions): Promise<void>;
+  on(event: 'connect' | 'reconnect', listener: (this: this) => void): this;
+  on(event: 'disconnect', listener: (this: this, reason: NavInfoError) => void): this;
+  once(event: 'connect' | 'reconnect', listener: (this: this) => void): this;
+  once(event: 'disconnect', listener: (this: this, reason: NavInfoError) => void): this;
+  off(event: 'connect' | 'reconnect' | 'disconnect', listener: (...args: any[]) => void): this;
 
   /** Status records of the bundle: its current one first, if it has published one. */
-  followStatus(bundleName: string, options?: SignalOption): StatusSubscription;
-  followMetadata(bundleName: string, options?: SignalOption): MetadataSubscription;
+  followStatus(bundleName: string, options?: FollowOptions): StatusSubscription;
+  followMetadata(bundleName: string, options?: FollowOptions): MetadataSubscription;
   /** The bundle's latest status, or null when it never published one. */
   getStatus(bundleName: string): StatusSnapshot | null;
   /** What the service holds: connections, registrations, latest records, requests waiting (system applications). */

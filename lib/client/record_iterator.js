@@ -1,8 +1,10 @@
 'use strict';
-// Async iteration over the records a subscription emits: records that
-// arrive while nobody waits are kept in order; the iteration ends when the
-// subscription closes, and leaving the loop (break, return, throw) closes it.
-function recordIterator(subscription, eventName) {
+// Async iteration over the records a subscription emits; the iteration ends
+// when the subscription closes, and leaving the loop (break, return, throw)
+// closes it. Records that arrive while nobody waits are kept: all of them
+// in order, or with `latest` only the newest, so that a consumer slower
+// than the records gets the current state instead of a growing backlog.
+function recordIterator(subscription, eventName, { latest = false } = {}) {
   const buffered = [];
   const waiting = [];
   let done = subscription.closed;
@@ -15,6 +17,7 @@ function recordIterator(subscription, eventName) {
   };
   function onRecord(record) {
     if (waiting.length > 0) waiting.shift()({ value: record, done: false });
+    else if (latest) buffered[0] = record;
     else buffered.push(record);
   }
   if (!done) {

@@ -6,15 +6,24 @@
 //
 // Every query and command is answered, and at once when its handler fails:
 // the module is always given a promise that fulfils with a checked answer.
+//
+// With the daemon, a server opened while it is away, or refused by it (its
+// policy, or another process serving the same bundle), is kept: the client
+// library registers it when the daemon comes or allows it, and the server
+// tells a refusal as 'error' and its end as 'resume'.
 const EventEmitter = require('node:events');
 const { nav, companion, QUERY_TYPES, COMMAND_TYPES } = require('./bindings');
 const { LoopHold } = require('./keep_alive');
 const { checkAnswer, isPlainObject } = require('./validate');
+const { onRegistrationEvent, usesEmbeddedService } = require('./connection');
 const {
   AnswerCode, RESULTS, NavInfoError, resultError, fromModuleError, invalidType, invalidValue,
 } = require('./errors');
 
-const SERVICE_UNAVAILABLE = 1002;
+const REFUSALS = new Set([1005, 1015]);
+const kRefused = Symbol('refused');
+const kResumed = Symbol('resumed');
+let watching = false;
 
 const GROUPS = { query: ['queries', QUERY_TYPES], command: ['commands', COMMAND_TYPES] };
 const kCreate = Symbol('create');
@@ -66,11 +75,14 @@ function checkHandlers(handlers) {
 }
 
 // Emits 'handlerError' (error, request) for a handler that threw, rejected or
-// answered wrongly (without a listener, a process warning tells it), and 'close'.
+// answered wrongly (without a listener, a process warning tells it), 'error'
+// (NavInfoError) when the service refuses to let it serve (without a
+// listener, a process warning), 'resume' when it serves again, and 'close'.
 class NavigationServer extends EventEmitter {
   #handlers;
   #hold = new LoopHold();
   #closed = false;
+  #refused = false;
 
   constructor(token, handlers) {
     if (token !== kCreate) throw new TypeError('Illegal constructor: servers come from serve()');
@@ -79,6 +91,8 @@ class NavigationServer extends EventEmitter {
   }
 
   get closed() { return this.#closed; }
+  // Whether the service refuses this server now (it is tried again).
+  get refused() { return this.#refused; }
   ref() { this.#hold.ref(); return this; }
   unref() { this.#hold.unref(); return this; }
   hasRef() { return this.#hold.hasRef(); }
@@ -100,6 +114,23 @@ class NavigationServer extends EventEmitter {
   }
 
   [Symbol.dispose]() { this.close(); }
+
+  [kRefused](error) {
+    if (this.#closed) return;
+    this.#refused = true;
+    if (this.listenerCount('error') > 0) {
+      this.emit('error', error);
+      return;
+    }
+    process.emitWarning(`${error.message} (tried again until it is allowed)`,
+      { type: 'NavInfoRefusalWarning', code: error.code });
+  }
+
+  [kResumed]() {
+    if (this.#closed || !this.#refused) return;
+    this.#refused = false;
+    this.emit('resume');
+  }
 
   // The handler for a request and the `this` it is called with.
   #find(kind, type) {
@@ -144,6 +175,12 @@ class NavigationServer extends EventEmitter {
   }
 }
 
+function onRegistration(change, { registration, result }) {
+  if (registration !== 'system' || active === null) return;
+  if (change === 'refused') active[kRefused](resultError(result, 'serving queries and commands'));
+  else if (change === 'resumed') active[kResumed]();
+}
+
 function serve(handlers) {
   checkHandlers(handlers);
   if (active !== null) {
@@ -153,19 +190,31 @@ function serve(handlers) {
     throw new NavInfoError('ERR_NAVINFO_OTHER_THREAD',
       'Another JavaScript thread of this process serves queries and commands');
   }
+  if (!watching) {
+    onRegistrationEvent(onRegistration);
+    watching = true;
+  }
+  let refusal;
   try {
     controller = controller || nav.getNavigationController();
+    // With the daemon away this registers nothing yet, throws nothing, and
+    // the client library registers it when the daemon comes.
     controller.registerSystemNavigationListener(LISTENER);
-    // A registration made while the daemon is away is not restored when it comes back.
-    if (!companion.serviceConnected()) {
-      controller.unregisterSystemNavigationListener();
-      throw resultError(SERVICE_UNAVAILABLE, 'serving queries and commands');
-    }
   } catch (error) {
-    companion.release('serving');
-    throw fromModuleError(error, 'serving queries and commands');
+    const coded = fromModuleError(error, 'serving queries and commands');
+    // The daemon's library keeps a refused registration and tries it again;
+    // the embedded service's policy does not change meanwhile.
+    if (!REFUSALS.has(coded.result) || usesEmbeddedService()) {
+      companion.release('serving');
+      throw coded;
+    }
+    refusal = coded;
   }
   active = new NavigationServer(kCreate, handlers);
+  if (refusal !== undefined) {
+    const server = active;
+    process.nextTick(() => server[kRefused](refusal));
+  }
   return active;
 }
 

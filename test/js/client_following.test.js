@@ -145,19 +145,19 @@ test('open subscriptions and servers keep a script alive until unsubscribed, unr
   }
 });
 
-test('without the daemon, following and serving fail at once, requests reject, and the script exits', () => {
+test('without the daemon, following and serving are kept for it, reads and requests fail, and close() lets the script exit', () => {
   const result = runScript(`${LIFETIME}
     const report = (what, fn) => { try { fn(); console.log(what + ': opened'); } catch (e) { console.log(what + ': ' + e.code); } };
     console.log('connected: ' + client.connected);
     report('follow', () => client.followMetadata(bundle));
     report('serve', () => client.serve(() => {}));
     report('read', () => client.getStatus(bundle));
-    client.query(bundle, 'navigationStatus').catch((e) => console.log('query: ' + e.code));`,
+    client.query(bundle, 'navigationStatus').catch((e) => console.log('query: ' + e.code)).finally(() => client.close());`,
   { env: { NAVINFO_SERVICE_SOCKET: path.join(os.tmpdir(), `navinfo-absent-${process.pid}.sock`), HILOG_LEVEL: 'off' } });
   assert.equal(result.status, 0, result.stderr);
   const unavailable = 'ERR_NAVINFO_SERVICE_UNAVAILABLE';
-  assert.deepEqual(result.stdout.trim().split('\n'), ['connected: false', `follow: ${unavailable}`,
-    `serve: ${unavailable}`, `read: ${unavailable}`, `query: ${unavailable}`, 'exit']);
+  assert.deepEqual(result.stdout.trim().split('\n'), ['connected: false', 'follow: opened',
+    'serve: opened', `read: ${unavailable}`, `query: ${unavailable}`, 'exit']);
 });
 
 test('one thread of the process follows at a time; a Worker that follows ends by itself once it closes', async (t) => {
@@ -180,4 +180,46 @@ test('one thread of the process follows at a time; a Worker that follows ends by
   assert.equal(await exited, 0);
   assert.deepEqual(messages, ['following', 'got']);
   client.followStatus(BUNDLE).close();
+});
+
+test('staleness: each record\'s age, "unavailable", and iteration that gives the newest record to a slow consumer', async (t) => {
+  const client = openClient(t);
+  client.publishStatus({ routeIndex: 1, status: api.MapStatus.NAVIGATION });
+  await sleep(300);
+  const sub = client.followStatus(BUNDLE);
+  const [first] = await new Promise((resolve) => sub.once('status', (...args) => resolve(args)));
+  assert.ok(sub.ageOf(first) >= 250, `the current status is as old as the service's copy: ${sub.ageOf(first)} ms`);
+  assert.ok(sub.lastUpdate instanceof Date);
+  assert.equal(sub.ageOf({}), null);
+  const unavailable = [];
+  sub.on('unavailable', (status) => unavailable.push(status.routeIndex));
+  client.publishStatus({ routeIndex: 2, status: api.MapStatus.IDLE });
+  client.publishStatus({ routeIndex: 3, status: api.MapStatus.UNAVAILABLE });
+  const third = await new Promise((resolve) => sub.on('status', (s) => { if (s.routeIndex === 3) resolve(s); }));
+  assert.ok(sub.ageOf(third) < 250 && sub.age < 250);
+  assert.deepEqual(unavailable, [3]);
+  sub.close();
+
+  // A consumer that takes 100 ms per record while five come at once.
+  const rows = [
+    // [follow options, what the loop sees]
+    [undefined, [10, 14]],
+    [{ latest: true }, [10, 14]],
+    [{ latest: false }, [10, 11, 12, 13, 14]],
+  ];
+  for (const [options, expected] of rows) {
+    const seen = [];
+    const looped = client.followMetadata(BUNDLE, options);
+    const loop = (async () => {
+      for await (const metadata of looped) {
+        seen.push(metadata.currentSpeed);
+        if (metadata.currentSpeed === 14) break;
+        await sleep(100);
+      }
+    })();
+    for (let speed = 10; speed < 15; speed++) client.publishMetadata({ currentSpeed: speed });
+    await loop;
+    assert.deepEqual(seen, expected, JSON.stringify(options));
+  }
+  assert.throws(() => client.followStatus(BUNDLE, { latest: 1 }), { code: 'ERR_INVALID_ARG_TYPE' });
 });

@@ -15,7 +15,8 @@ const BUNDLE = 'com.example.navigation';
 // The application sees only what it installed: no build folder.
 const appEnv = { ...process.env, HILOG_LEVEL: 'warn' };
 delete appEnv.NAVINFO_BUILD_DIR;
-delete appEnv.NAVINFO_SERVICE_SOCKET;
+// The embedded service, explicitly: not a daemon that may run at the default socket.
+appEnv.NAVINFO_SERVICE_SOCKET = '';
 
 function run(command, args, { cwd, env = appEnv, timeout = 120000 } = {}) {
   const result = spawnSync(command, args, { cwd, env, encoding: 'utf8', timeout });

@@ -93,9 +93,10 @@ async function startDaemon(args, { env = {}, timeoutMs = 10000 } = {}) {
   };
 }
 
-// An application process (app_child.js) connected to the daemon at
-// socketPath as bundle (with token if given).
-async function startApp(socketPath, bundle, { token, env = {}, timeoutMs = 10000 } = {}) {
+// An application process (app_child.js, or `script` of this folder speaking
+// the same messages) connected to the daemon at socketPath as bundle (with
+// token if given).
+async function startApp(socketPath, bundle, { token, env = {}, timeoutMs = 10000, script = 'app_child.js' } = {}) {
   const childEnv = {
     ...process.env,
     NAVINFO_BUILD_DIR: paths.buildDir,
@@ -107,7 +108,7 @@ async function startApp(socketPath, bundle, { token, env = {}, timeoutMs = 10000
   };
   delete childEnv.NAVINFO_BUNDLE_TOKEN;
   if (token !== undefined) childEnv.NAVINFO_BUNDLE_TOKEN = token;
-  const child = track(fork(path.join(__dirname, 'app_child.js'), [], {
+  const child = track(fork(path.join(__dirname, script), [], {
     env: childEnv,
     stdio: ['ignore', 'inherit', 'inherit', 'ipc'],
   }));

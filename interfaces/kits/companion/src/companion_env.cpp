@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "service_events.h"
 #include "thread_claims.h"
 
 namespace NavInfoCompanion {
@@ -19,6 +20,9 @@ bool InitCompanionEnv(napi_env env)
     auto finalize = [](napi_env, void* data, void*) {
         std::unique_ptr<CompanionEnv> gone(static_cast<CompanionEnv*>(data));
         ReleaseAllRoles(gone->id);
+        if (gone->events != nullptr) {
+            StopEvents(*gone->events);
+        }
     };
     if (napi_set_instance_data(env, state, finalize, nullptr) != napi_ok) {
         delete state;

@@ -12,10 +12,12 @@
 namespace NavInfoCompanion {
 
 struct AnswerChannel;
+struct EventChannel;
 
 struct CompanionEnv {
     uint64_t id = 0;
     std::shared_ptr<AnswerChannel> answers; // null until the client API hands over its answer function
+    std::shared_ptr<EventChannel> events;   // null until the client API hands over its event function
 };
 
 // Loop thread. Creates the state of env (at module initialisation); when the

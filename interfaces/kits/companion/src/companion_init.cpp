@@ -3,6 +3,7 @@
 
 #include "companion_env.h"
 #include "request_sender.h"
+#include "service_events.h"
 #include "service_inspector.h"
 #include "service_state.h"
 #include "status_reader.h"
@@ -25,6 +26,13 @@ napi_value Init(napi_env env, napi_value exports)
         {"claim", nullptr, JsClaim, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"release", nullptr, JsRelease, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"inspectService", nullptr, JsInspectService, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"connect", nullptr, JsConnect, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"connectionGeneration", nullptr, JsConnectionGeneration, nullptr, nullptr, nullptr, napi_enumerable,
+            nullptr},
+        {"holdConnection", nullptr, JsHoldConnection, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"configure", nullptr, JsConfigure, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"endpoint", nullptr, JsEndpoint, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"setEventHandler", nullptr, JsSetEventHandler, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
     };
     if (napi_define_properties(env, exports, sizeof(properties) / sizeof(properties[0]), properties) != napi_ok) {
         return nullptr;
