@@ -14,7 +14,7 @@ function requireToolLibrary(name, purpose) {
   } catch (error) {
     if (error.code !== 'MODULE_NOT_FOUND' && error.code !== 'ERR_MODULE_NOT_FOUND') throw error;
     throw new Error(`${purpose} needs the npm package ${name}, which is not installed: ` +
-      `run "npm ci --prefix ${TOOLS_DIR}" (the tools' own packages, from their package-lock.json)`);
+      `run "npm ci --prefix ${TOOLS_DIR}" (the tools' own packages, from their package-lock.json)`, { cause: error });
   }
 }
 

@@ -94,7 +94,7 @@ function readRecording(file) {
   try {
     bytes = fs.readFileSync(file);
   } catch (error) {
-    throw new Error(`recording ${file}: ${error.code === 'ENOENT' ? 'not found' : error.message}`);
+    throw new Error(`recording ${file}: ${error.code === 'ENOENT' ? 'not found' : error.message}`, { cause: error });
   }
   if (!hasMcapPrefix(new DataView(bytes.buffer, bytes.byteOffset, bytes.byteLength))) {
     throw new Error(`recording ${file}: not an MCAP file`);
@@ -116,13 +116,14 @@ function readRecording(file) {
         try {
           parsed = JSON.parse(decoder.decode(record.data));
         } catch (error) {
-          throw new Error(`message ${record.sequence} of ${channel.topic} is not JSON: ${error.message}`);
+          throw new Error(`message ${record.sequence} of ${channel.topic} is not JSON: ${error.message}`,
+            { cause: error });
         }
         messages.push({ ...channel, logTime: record.logTime, publishTime: record.publishTime, sequence: record.sequence, record: parsed });
       }
     }
   } catch (error) {
-    throw new Error(`recording ${file}: ${error.message}`);
+    throw new Error(`recording ${file}: ${error.message}`, { cause: error });
   }
   return { messages, complete: reader.done() };
 }

@@ -6,7 +6,6 @@
 // default socket (and only there, and never during the tests by accident).
 const { describe, test, after } = require('node:test');
 const assert = require('node:assert/strict');
-const fs = require('node:fs');
 const path = require('node:path');
 const { spawnSync } = require('node:child_process');
 const { startDaemon, startApp, tempDir, writePolicy, killAll } = require('./support/daemon');

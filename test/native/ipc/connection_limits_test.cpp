@@ -117,7 +117,8 @@ TEST_F(ConnectionLimitsTest, AFrameLeftUnfinishedIsDroppedAfterTheReadTimeOut)
             bool closed = false;
             while (!closed && MillisSince(start) < 3 * kFrameTimeoutMs) {
                 ASSERT_LT(sent + c.dripBytes, ping.size()) << "the frame must stay unfinished";
-                SendAll(fd, std::vector<uint8_t>(ping.begin() + sent, ping.begin() + sent + c.dripBytes));
+                const auto from = ping.begin() + static_cast<std::ptrdiff_t>(sent);
+                SendAll(fd, std::vector<uint8_t>(from, from + static_cast<std::ptrdiff_t>(c.dripBytes)));
                 sent += c.dripBytes;
                 closed = PeerClosesWithin(fd, c.pauseMs);
             }
