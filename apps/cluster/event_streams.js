@@ -53,7 +53,7 @@ function createEventStreams(options = {}) {
     // answers 503 when maxPages are open.
     open(request, response, firstFrames) {
       if (pages.size >= maxPages) {
-        response.writeHead(503, { 'content-type': 'text/plain; charset=utf-8', 'retry-after': '10' });
+        response.writeHead(503, { 'content-type': 'text/plain; charset=utf-8', 'retry-after': '10', connection: 'close' });
         response.end(`at most ${maxPages} pages at a time\n`);
         return;
       }
