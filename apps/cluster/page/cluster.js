@@ -194,10 +194,14 @@
   }
 
   // --- the live stream ---
+  const RETRY_MS = 5000;
   function connect() {
     const events = new EventSource('/events');
     events.addEventListener('open', () => $('link').classList.add('live'));
     events.addEventListener('error', () => {
+      // A refused stream (503: too many pages) is not retried by the
+      // browser, a broken one is.
+      if (events.readyState === EventSource.CLOSED) setTimeout(connect, RETRY_MS);
       $('link').classList.remove('live');
       const badge = $('nav-state');
       badge.textContent = 'OFFLINE';
