@@ -27,3 +27,9 @@ if ! [ -f node_modules/node-api-headers/include/node_api.h ] || ! [ -f node_modu
    ! [ -f node_modules/@types/node/index.d.ts ] || ! [ -f node_modules/playwright-core/package.json ]; then
   npm ci --ignore-scripts --no-audit --no-fund
 fi
+
+# The tools' own packages (route files, recordings: apps/package.json), which
+# the module itself does not depend on.
+if ! [ -f apps/node_modules/.package-lock.json ] || [ apps/package-lock.json -nt apps/node_modules/.package-lock.json ]; then
+  npm ci --prefix apps --ignore-scripts --no-audit --no-fund
+fi

@@ -77,6 +77,9 @@ function roles(snapshot, client) {
   for (const [bundle, kinds] of followed) out.push(`follows ${bundle} (${kinds.join(', ')})`);
   const waiting = snapshot.requests.filter((r) => r.requesterClientId === client.clientId).length;
   if (waiting) out.push(`${waiting} requests waiting`);
+  for (const o of snapshot.owners.filter((o) => o.clientId === client.clientId)) {
+    out.push(o.waiting ? `waits to own ${o.bundleName}` : `owns ${o.bundleName}`);
+  }
   return out.join('; ') || '-';
 }
 
@@ -93,6 +96,8 @@ function dumpReport(snapshot) {
   return [
     `navinfo-service at ${snapshot.takenAt.toISOString()}${snapshot.truncated ? ' (some entries left out)' : ''}`,
     section('Clients', clientsReport(snapshot).split('\n').map((l) => `  ${l}`)),
+    section('Owners', snapshot.owners.map((o) =>
+      `  ${o.bundleName}: ${o.waiting ? 'waiting' : 'owned by'} client ${o.clientId}`)),
     section('Serving', snapshot.servers.map((s) => `  ${s.bundleName} by client ${s.clientId}`)),
     section('Following', snapshot.follows.map((f) => `  client ${f.clientId} follows the ${f.kind} of ${f.bundleName}`)),
     section('Requests waiting', snapshot.requests.map((r) =>

@@ -4,6 +4,7 @@ const {
   UsageError, parseOptions, numberOption, IDENTITY_OPTIONS, applyIdentity, defaultDaemonSocket, runProgram, onStopSignal,
 } = require('../common/command_line');
 const format = require('./format');
+const recordReplay = require('./record_replay');
 
 const EXIT = { OK: 0, FAILED: 1, USAGE: 2, NOT_FOUND: 3, REFUSED: 4, UNAVAILABLE: 5, TIMED_OUT: 6 };
 const EXIT_OF_RESULT = { 1003: EXIT.NOT_FOUND, 1005: EXIT.REFUSED, 1015: EXIT.REFUSED, 1002: EXIT.UNAVAILABLE, 1004: EXIT.TIMED_OUT };
@@ -32,6 +33,16 @@ const COMMANDS = {
     extra: `  --timeout MS      give up after MS milliseconds (default: 5000)` },
   cmd: { args: '<bundle> <type> [params]', text: 'send it a command and print its answer',
     extra: `  --timeout MS      give up after MS milliseconds (default: 5000)` },
+  record: { args: '<file.mcap> [bundle...]', text: 'record their status and guidance into an MCAP file, until Ctrl-C',
+    extra: `  --count N         stop after N records
+  Without a bundle: every bundle whose status or guidance the service holds.` },
+  replay: { args: '<file.mcap>', text: 'act as the recorded navigation application: publish its records again',
+    extra: `  --speed-factor X  recorded seconds per real second (default: 1)
+  --loop            start again at the end
+  --from S, --to S  play from S seconds after the recording's start, up to S
+  --bundle BUNDLE   the recorded bundle to play (when there are several)
+  Acts as the recorded bundle unless --as is given. Queries are answered
+  with the replayed status or guidance; commands with code 1 (not carried out).` },
   clients: { args: '', text: 'list the connections the daemon holds: client, pid, uid, bundle, what each does' },
   dump: { args: '', text: 'print everything the daemon holds: clients, registrations, requests waiting, latest records' },
 };
@@ -41,7 +52,8 @@ function usage() {
   return `Usage: navinfo <command> [arguments] [options]
 
 Looks at and talks to navigation applications through the navinfo-service
-daemon, as a system application.
+daemon, as a system application; records them, and replays a recording as
+the navigation application it recorded.
 
 Commands:
 ${lines.join('\n')}
@@ -73,10 +85,18 @@ const OPTIONS = {
   only: { type: 'string' },
   count: { type: 'string' },
   timeout: { type: 'string' },
+  'speed-factor': { type: 'string' },
+  loop: { type: 'boolean' },
+  from: { type: 'string' },
+  to: { type: 'string' },
+  bundle: { type: 'string' },
   help: { type: 'boolean', short: 'h' },
   ...IDENTITY_OPTIONS,
 };
-const COMMAND_OPTIONS = { watch: ['only', 'count'], query: ['timeout'], cmd: ['timeout'] };
+const COMMAND_OPTIONS = {
+  watch: ['only', 'count'], query: ['timeout'], cmd: ['timeout'], record: ['count'],
+  replay: ['speed-factor', 'loop', 'from', 'to', 'bundle'],
+};
 
 // "navigationStatus" or "NAVIGATION_STATUS" to the kind's name.
 function typeName(enumeration, given, what) {
@@ -178,16 +198,20 @@ async function main(args) {
   }
   if (command === undefined) throw new UsageError('no command given');
   if (!COMMANDS[command]) throw new UsageError(`no command "${command}"`);
-  for (const option of ['only', 'count', 'timeout']) {
+  for (const option of ['only', 'count', 'timeout', 'speed-factor', 'loop', 'from', 'to', 'bundle']) {
     if (values[option] !== undefined && !(COMMAND_OPTIONS[command] || []).includes(option)) {
       throw new UsageError(`${command} takes no --${option}`);
     }
   }
-  const needsBundle = !['clients', 'dump'].includes(command);
+  const needsBundle = !['clients', 'dump', 'record', 'replay'].includes(command);
   if (needsBundle && rest.length === 0) throw new UsageError(`${command} needs a bundle name`);
-  if (!needsBundle && rest.length > 0) throw new UsageError(`${command} takes no arguments`);
+  if (['record', 'replay'].includes(command) && rest.length === 0) throw new UsageError(`${command} needs a file name`);
+  if (!needsBundle && rest.length > 0 && ['clients', 'dump'].includes(command)) throw new UsageError(`${command} takes no arguments`);
   if (['status', 'watch'].includes(command) && rest.length > 1) throw new UsageError(`${command} takes one bundle name`);
 
+  // A replay acts as the navigation application it replays.
+  const replaying = command === 'replay' ? recordReplay.prepareReplay(rest, values) : null;
+  if (replaying && values.as === undefined) values.as = replaying.plan.bundle;
   applyIdentity(values, { NAVINFO_SERVICE_SOCKET: defaultDaemonSocket(), NAVINFO_BUNDLE_NAME: 'com.example.navinfo' });
   // This program tells what failed itself; the library's own warnings would only repeat it.
   if (process.env.HILOG_LEVEL === undefined) process.env.HILOG_LEVEL = 'error';
@@ -208,6 +232,8 @@ async function main(args) {
       case 'watch': return await watch(client, rest[0], values);
       case 'query': return await request(client, 'query', rest, values, clientApi);
       case 'cmd': return await request(client, 'command', rest, values, clientApi);
+      case 'record': return await recordReplay.record(client, rest, values, EXIT);
+      case 'replay': return await recordReplay.replay(client, replaying, EXIT);
       default: {
         const snapshot = client.inspectService();
         if (values.json) print(JSON.stringify(snapshot));

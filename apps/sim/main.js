@@ -12,7 +12,7 @@ command of system applications.
 
 Options:
   --route ROUTE        the route driven first: urban, highway or a file
-                       (.geojson or .gpx) (default: the home route)
+                       (.geojson, .gpx or .kml) (default: the home route)
   --home ROUTE         the route of goHome (default: urban)
   --company ROUTE      the route of goToCompany (default: highway)
   --rate HZ            guidance records a second, 0.1 to 100 (default: 10)

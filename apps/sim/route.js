@@ -4,7 +4,8 @@
 // geometry, and distances measured along the way.
 //
 // outline: { name, destination: { name }, stretches: [{ road, speedLimit,
-// lanes, camera, points: [{ lat, lon }, ...] }] } as route_file.js reads it.
+// lanes, camera, points: [{ lat, lon }, ...], turnAngle? }] } as route_file.js
+// reads it.
 // A stretch that does not start where the previous one ended is joined to it.
 const { distance, bearing, headingChange, interpolate } = require('./geometry');
 const { TurnMode, classifyTurn } = require('./turn_modes');
@@ -53,7 +54,10 @@ function buildRoute(outline) {
   for (let i = 0; i + 1 < stretches.length; i++) {
     const incoming = stretches[i].pieces.at(-1).bearing;
     const outgoing = stretches[i + 1].pieces[0].bearing;
-    stretches[i].turnMode = classifyTurn(headingChange(incoming, outgoing));
+    // A turn measured along a recorded track (its corner spread over several
+    // points) is truer than the bearings of the two pieces at the cut.
+    const { turnAngle } = outline.stretches[i];
+    stretches[i].turnMode = classifyTurn(turnAngle ?? headingChange(incoming, outgoing));
   }
   const first = stretches[0].pieces[0].a;
   const last = stretches.at(-1).pieces.at(-1).b;

@@ -5,38 +5,15 @@
 //    `lanes` (one letter per lane, left to right: L, S, R) and optionally
 //    `camera` (km/h); the collection's own `name` and `destination`
 //    ({ name }) name the route. A single LineString Feature is one stretch.
-//  - GPX 1.1: one <trk> whose <trkseg>s are the stretches, each with
-//    <extensions> holding <navinfo:road>, <navinfo:speedLimit>,
-//    <navinfo:lanes> and <navinfo:camera>; <metadata><name> names the route
-//    and the first <wpt>'s <name> the destination.
+//  - GPX and KML (route_xml.js): the simulator's own GPX with a stretch per
+//    <trkseg>, or any recorded track, planned route or KML line, whose turns
+//    are found from its changes of heading.
 // Errors name the file and the place of the problem.
 const fs = require('node:fs');
 const path = require('node:path');
 
-const DEFAULT_SPEED_LIMIT = 50;
-
-function fail(file, where, problem) {
-  throw new Error(`route file ${file}: ${where}: ${problem}`);
-}
-
-function checkPoint(file, where, lat, lon) {
-  if (!Number.isFinite(lat) || !Number.isFinite(lon) || Math.abs(lat) > 90 || Math.abs(lon) > 180) {
-    fail(file, where, `not a position: latitude ${lat}, longitude ${lon}`);
-  }
-  return { lat, lon };
-}
-
-function stretchOf(file, where, { road, speedLimit, lanes, camera }, points) {
-  if (points.length < 2) fail(file, where, 'a stretch needs at least two points');
-  const limit = speedLimit === undefined || speedLimit === '' ? DEFAULT_SPEED_LIMIT : Number(speedLimit);
-  if (!(limit > 0 && limit < 1000)) fail(file, where, `speedLimit must be a positive number of km/h, not ${speedLimit}`);
-  const cameraLimit = camera === undefined || camera === '' ? 0 : Number(camera);
-  if (!(cameraLimit >= 0 && cameraLimit < 1000)) fail(file, where, `camera must be a number of km/h, not ${camera}`);
-  const laneText = lanes === undefined ? '' : String(lanes);
-  if (!/^[LSR]*$/.test(laneText)) fail(file, where, `lanes must be letters L, S and R, not "${laneText}"`);
-  return { road: road ? String(road) : 'Unnamed road', speedLimit: Math.round(limit), lanes: laneText,
-    camera: Math.round(cameraLimit), points };
-}
+const { fail, checkPoint, stretchOf } = require('./route_outline');
+const { parseGpx, parseKml } = require('./route_xml');
 
 function parseGeoJson(file, text) {
   let json;
@@ -63,55 +40,12 @@ function parseGeoJson(file, text) {
   return { name: props.name || path.basename(file), destination: { name: (props.destination && props.destination.name) || 'Destination' }, stretches };
 }
 
-const ENTITIES = { amp: '&', lt: '<', gt: '>', quot: '"', apos: "'" };
-function decodeXml(text) {
-  return text.replace(/&(amp|lt|gt|quot|apos|#\d+|#x[0-9a-f]+);/gi, (_, e) => {
-    if (e[0] !== '#') return ENTITIES[e.toLowerCase()];
-    return String.fromCodePoint(e[1] === 'x' || e[1] === 'X' ? parseInt(e.slice(2), 16) : parseInt(e.slice(1), 10));
-  });
-}
-
-// The text of the first <tag> element in xml (tag may carry a prefix), or undefined.
-function element(xml, tag) {
-  const match = new RegExp(`<(?:[\\w-]+:)?${tag}(?:\\s[^>]*)?>([\\s\\S]*?)</(?:[\\w-]+:)?${tag}>`).exec(xml);
-  return match ? decodeXml(match[1].trim()) : undefined;
-}
-
-function attribute(tagText, name) {
-  const match = new RegExp(`\\s${name}\\s*=\\s*("([^"]*)"|'([^']*)')`).exec(tagText);
-  return match ? Number(match[2] ?? match[3]) : NaN;
-}
-
-function parseGpx(file, text) {
-  if (!/<gpx[\s>]/.test(text)) fail(file, 'top level', 'expected a <gpx> document');
-  const segments = [...text.matchAll(/<trkseg(?:\s[^>]*)?>([\s\S]*?)<\/trkseg>/g)].map((m) => m[1]);
-  if (segments.length === 0) fail(file, '<trk>', 'no <trkseg>');
-  const stretches = segments.map((segment, i) => {
-    const where = `trkseg ${i + 1}`;
-    const points = [...segment.matchAll(/<trkpt\b([^>]*?)\/?>/g)].map((m, j) =>
-      checkPoint(file, `${where}, trkpt ${j + 1}`, attribute(m[1], 'lat'), attribute(m[1], 'lon')));
-    const extensions = element(segment, 'extensions') !== undefined
-      ? /<extensions>([\s\S]*?)<\/extensions>/.exec(segment)[1] : '';
-    return stretchOf(file, where, {
-      road: element(extensions, 'road'),
-      speedLimit: element(extensions, 'speedLimit'),
-      lanes: element(extensions, 'lanes'),
-      camera: element(extensions, 'camera'),
-    }, points);
-  });
-  const metadata = /<metadata>([\s\S]*?)<\/metadata>/.exec(text);
-  const waypoint = /<wpt\b[^>]*>([\s\S]*?)<\/wpt>/.exec(text);
-  return {
-    name: (metadata && element(metadata[1], 'name')) || path.basename(file),
-    destination: { name: (waypoint && element(waypoint[1], 'name')) || 'Destination' },
-    stretches,
-  };
-}
-
 // The outline of a route from the file's text; the format by the file's ending
-// (.gpx, else GeoJSON).
+// (.gpx, .kml, else GeoJSON).
 function parseRouteText(file, text) {
-  return /\.gpx$/i.test(file) ? parseGpx(file, text) : parseGeoJson(file, text);
+  if (/\.gpx$/i.test(file)) return parseGpx(file, text);
+  if (/\.kml$/i.test(file)) return parseKml(file, text);
+  return parseGeoJson(file, text);
 }
 
 const SHIPPED = { urban: 'urban.geojson', highway: 'highway.gpx' };

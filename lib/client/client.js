@@ -57,8 +57,8 @@ class NavigationClient {
   }
 
   // What the service holds now: connections (with the daemon; the embedded
-  // service shows this process), follows, servers, requests waiting and the
-  // latest records. Throws NavInfoError: 1015 and 1005 for an application
+  // service shows this process), follows, servers, requests waiting, the
+  // latest records and each bundle's owner and waiters. Throws NavInfoError: 1015 and 1005 for an application
   // that is not a system application with the permission, 1002 when the
   // daemon is away.
   inspectService() {

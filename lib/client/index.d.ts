@@ -76,6 +76,8 @@ export interface ServiceSnapshot {
     type: string; ageMs: number }[];
   statuses: { bundleName: string; status: NavigationStatus; updatedAt: Date }[];
   metadata: { bundleName: string; metadata: NavigationMetadata; updatedAt: Date }[];
+  /** Each bundle's owner (the connection that publishes and serves for it) and, waiting: true, the ones refused while it is live. */
+  owners: { bundleName: string; clientId: number; waiting: boolean }[];
 }
 
 // --- Requests and answers ---

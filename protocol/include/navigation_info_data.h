@@ -29,6 +29,10 @@ enum RoutePreference : int32_t {
     TIME_FIRST = 6,
 };
 
+// NavigationStatus::status of a navigation application that is not
+// available; the service also stores it on behalf of one that went away.
+constexpr int32_t MAP_STATUS_UNAVAILABLE = 5;
+
 struct NavigationStatus {
     int32_t status = 0;
     int32_t naviType = 0;

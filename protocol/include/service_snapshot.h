@@ -54,6 +54,14 @@ struct ServiceSnapshot {
         int64_t updateTime = 0; // ms since the epoch
     };
 
+    // A bundle's owner (the connection that publishes and serves for it),
+    // or a connection refused for it while the owner is live.
+    struct Owner {
+        std::string bundleName;
+        uint64_t clientId = 0;
+        bool waiting = false;
+    };
+
     int64_t takenAt = 0; // ms since the epoch
     std::vector<Client> clients;
     std::vector<Follow> follows;
@@ -61,6 +69,7 @@ struct ServiceSnapshot {
     std::vector<Request> requests;
     std::vector<StatusRecord> statuses;
     std::vector<MetadataRecord> metadata;
+    std::vector<Owner> owners; // by bundle, each owner before its waiters
     // Some entries were left out: a list over MAX_SNAPSHOT_ENTRIES, or the
     // records, when the whole snapshot would not fit one reply.
     bool truncated = false;

@@ -72,6 +72,9 @@ bool WriteBody(Parcel& p, const Snapshot& s)
         WriteList(p, s.metadata, [&](const Snapshot::MetadataRecord& r) {
             return WriteBoundedString(p, r.bundleName) && WriteNavigationMetadata(p, r.metadata) &&
                 p.WriteInt64(r.updateTime);
+        }) &&
+        WriteList(p, s.owners, [&](const Snapshot::Owner& o) {
+            return WriteBoundedString(p, o.bundleName) && p.WriteUint64(o.clientId) && p.WriteBool(o.waiting);
         });
 }
 
@@ -99,6 +102,9 @@ bool ReadBody(Parcel& p, Snapshot& s)
         ReadList(p, s.metadata, [&](Snapshot::MetadataRecord& r) {
             return ReadBoundedString(p, r.bundleName) && ReadNavigationMetadata(p, r.metadata) &&
                 p.ReadInt64(r.updateTime);
+        }) &&
+        ReadList(p, s.owners, [&](Snapshot::Owner& o) {
+            return ReadBoundedString(p, o.bundleName) && p.ReadUint64(o.clientId) && p.ReadBool(o.waiting);
         });
 }
 

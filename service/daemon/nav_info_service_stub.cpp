@@ -57,6 +57,20 @@ bool ReadReplayFlag(MessageParcel& data, Replay& kind)
     return true;
 }
 
+// A call that succeeded in publishing or serving for the caller's bundle
+// made its connection the bundle's owner until it ends: a quiet owner is
+// not idle (closing it would report its bundle UNAVAILABLE), so the idle
+// rule must leave it.
+int32_t KeepOwnerConnection(int32_t result)
+{
+    if (result == NAV_INFO_SUCCESS) {
+        if (std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection()) {
+            connection->KeepWhileIdle();
+        }
+    }
+    return result;
+}
+
 } // namespace
 
 NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients)
@@ -144,9 +158,9 @@ int NavInfoServiceStub::UpdateStatus(const CallerInfo& caller, MessageParcel& da
     if (!Marshalling::ReadNavigationStatus(data, status) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, replay == Replay::RESTORED
+    return ReplyResult(reply, KeepOwnerConnection(replay == Replay::RESTORED
             ? core_->RestoreNavigationStatus(caller, std::move(status))
-            : core_->UpdateNavigationStatus(caller, std::move(status)));
+            : core_->UpdateNavigationStatus(caller, std::move(status))));
 }
 
 int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -156,9 +170,9 @@ int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& 
     if (!Marshalling::ReadNavigationMetadata(data, metadata) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, replay == Replay::RESTORED
+    return ReplyResult(reply, KeepOwnerConnection(replay == Replay::RESTORED
             ? core_->RestoreNavigationMetadata(caller, std::move(metadata))
-            : core_->UpdateNavigationMetadata(caller, std::move(metadata)));
+            : core_->UpdateNavigationMetadata(caller, std::move(metadata))));
 }
 
 int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -168,7 +182,8 @@ int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, Message
         return IPC_ERR_INVALID_DATA;
     }
     // An object of another kind is as good as none: the core answers 1001.
-    return ReplyResult(reply, core_->RegisterSystemNavigationListener(caller, SystemListenerFromObject(object)));
+    return ReplyResult(reply,
+        KeepOwnerConnection(core_->RegisterSystemNavigationListener(caller, SystemListenerFromObject(object))));
 }
 
 int NavInfoServiceStub::UnregisterSystemListener(const CallerInfo& caller, MessageParcel&, MessageParcel& reply)
@@ -295,7 +310,7 @@ int NavInfoServiceStub::Inspect(const CallerInfo& caller, MessageParcel&, Messag
     }
     // Too large for one reply: the records go, the rest still tells who is connected.
     snapshot.statuses.clear();
-    snapshot.metadata.clear();
+    snapshot.metadata.clear(); // the owners stay: small, and what `navinfo clients` shows
     snapshot.truncated = true;
     if (!Marshalling::WriteServiceSnapshot(reply, snapshot)) {
         reply.ClearAll();

@@ -70,6 +70,14 @@ public:
         return scheduled_;
     }
 
+    // Drops every pending record (their publisher is gone and its records
+    // no longer hold); a drain already scheduled finds nothing.
+    void Discard()
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        pending_.clear();
+    }
+
     // The drain the last Push asked for could not be scheduled.
     void Unschedule()
     {

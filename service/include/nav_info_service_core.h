@@ -16,6 +16,16 @@
 //    NAV_INFO_ERR_NO_PERMISSION).
 // A bundle name, given or the caller's own, that is empty or longer than
 // MAX_BUNDLE_NAME_LENGTH is NAV_INFO_ERR_INVALID_PARAM.
+//
+// Ownership: the first client (clientId) that publishes for a bundle or
+// registers its system navigation listener owns the bundle until it is gone
+// (OnClientGone); another client's publish, listener registration or
+// unregistration for it is refused with NAV_INFO_ERR_NO_PERMISSION (logged
+// once per claimant, with both pids). When the owner goes, the service
+// speaks for it: a status whose status is MAP_STATUS_UNAVAILABLE (every
+// other field at its default, updateTime the time it noticed) is stored and
+// sent to the followers unless the last status already said so, and the
+// bundle's metadata is dropped (no follower or reader gets it again).
 // Functions may throw std::bad_alloc only; the transport catches it.
 #ifndef SERVICE_NAV_INFO_SERVICE_CORE_H
 #define SERVICE_NAV_INFO_SERVICE_CORE_H
@@ -24,6 +34,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <set>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -31,6 +42,7 @@
 #include <vector>
 
 #include "access_policy.h"
+#include "bundle_owners.h"
 #include "caller_info.h"
 #include "deadline_timer.h"
 #include "executor.h"
@@ -86,12 +98,15 @@ public:
     // latest; one that cannot keep up gets the newest and loses superseded
     // ones (counted in the log; listeners that take numbers get them, so that
     // the follower's side counts them too). Empty caller bundle, or a record
-    // whose notification does not fit (options.limits): 1001.
+    // whose notification does not fit (options.limits): 1001. The bundle
+    // owned by another client: 1005 (see Ownership above).
     int32_t UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status);
     int32_t UpdateNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
     // A record its publisher's client sends again after reconnecting: taken
     // as above only when no record of the caller's bundle is held (after a
-    // restart); otherwise the one held is as new or newer, and stays. 0 either way.
+    // restart) or the one held is the service's UNAVAILABLE for a publisher
+    // that went (its client is back); otherwise the one held is as new or
+    // newer, and stays. 0 either way.
     int32_t RestoreNavigationStatus(const CallerInfo& caller, NavigationStatus status);
     int32_t RestoreNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata);
     // One listener per bundle: a new registration replaces the old one, and
@@ -146,8 +161,13 @@ public:
     // --- Transport and tests ---
     // The connection clientId went away: its subscriptions and listeners are
     // dropped; requests it sent are dropped unanswered; requests sent to its
-    // system navigation listeners are answered NOT_FOUND. Published records stay.
+    // system navigation listeners are answered NOT_FOUND. The bundles it
+    // owned are free, and each is reported gone as by ReportPublisherGone.
     void OnClientGone(uint64_t clientId);
+    // The publisher of bundle is gone while its owner stays (the network
+    // bridge, whose claimant daemon went): stores and sends the UNAVAILABLE
+    // status on its behalf and drops its metadata, as above.
+    void ReportPublisherGone(const std::string& bundleName);
     // Forgets all state (records too). Outstanding requests are answered NOT_FOUND.
     void Reset();
     // Applies to requests made from now on.
@@ -217,6 +237,26 @@ private:
     // of every follower of bundle, scheduling the drains that are needed.
     template <typename Listener, typename Record, typename Store>
     void Publish(const std::string& bundle, Record record, Followers<Listener, Record>& followers, Store&& store);
+    template <typename Listener, typename Record>
+    using Drains = std::vector<std::pair<sptr<Listener>, std::shared_ptr<FollowerOutbox<Record>>>>;
+    // mutex_ held: puts record in the outbox of every follower of bundle,
+    // adding the drains to schedule; returns how many superseded records
+    // were dropped to make room.
+    template <typename Listener, typename Record>
+    uint64_t QueueLocked(const std::string& bundle, const std::shared_ptr<const Record>& record,
+        Followers<Listener, Record>& followers, Drains<Listener, Record>& drains);
+    // Without mutex_: posts the drains QueueLocked asked for.
+    template <typename Listener, typename Record>
+    void ScheduleDrains(Drains<Listener, Record>& drains);
+    // Claims the caller's bundle: 0, or 1005 (logged once per claimant).
+    int32_t Claim(const CallerInfo& caller);
+    // mutex_ held: the publisher of bundle is gone: drops its metadata and
+    // stores the UNAVAILABLE status (queued for the followers) unless the
+    // last status already said so. True when it stored one.
+    bool MarkGoneLocked(const std::string& bundle, Drains<INavigationStatusListener, NavigationStatus>& drains);
+    // Without mutex_: logs the bundles reported gone and schedules the drains.
+    void FinishGone(const std::vector<std::string>& bundles,
+        Drains<INavigationStatusListener, NavigationStatus>& drains);
     // Puts the record held in records for bundle, if any, in the outbox of
     // the caller's follower of it, scheduling a drain when one is needed.
     template <typename Listener, typename Record>
@@ -257,6 +297,9 @@ private:
     std::map<std::string, std::shared_ptr<const NavigationStatus>> statuses_;
     std::map<std::string, std::shared_ptr<const NavigationMetadata>> metadata_;
     std::map<std::string, int64_t> metadataTimes_;          // when each was stored, ms since the epoch
+    // Bundles whose status in statuses_ the service stored for a publisher that went.
+    std::set<std::string> goneStatuses_;
+    BundleOwners owners_;
     StatusFollowers statusFollowers_;
     MetadataFollowers metadataFollowers_;
     uint64_t nextStream_ = 1;             // of the next follower outbox

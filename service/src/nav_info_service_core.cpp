@@ -128,13 +128,30 @@ void NavInfoServiceCore::Drain(const sptr<Listener>& listener, const std::shared
     }
 }
 
+template <typename Listener, typename Record>
+uint64_t NavInfoServiceCore::QueueLocked(const std::string& bundle, const std::shared_ptr<const Record>& record,
+    Followers<Listener, Record>& followers, Drains<Listener, Record>& drains)
+{
+    uint64_t dropped = 0;
+    auto found = followers.find(bundle);
+    if (found != followers.end()) {
+        for (auto& [clientId, follower] : found->second) {
+            uint64_t droppedHere = 0;
+            if (follower.outbox->Push(record, droppedHere)) {
+                drains.emplace_back(follower.listener, follower.outbox);
+            }
+            dropped += droppedHere;
+        }
+    }
+    droppedForFollowersTotal_ += dropped;
+    return dropped;
+}
+
 template <typename Listener, typename Record, typename Store>
 void NavInfoServiceCore::Publish(const std::string& bundle, Record record, Followers<Listener, Record>& followers,
     Store&& store)
 {
-    using Outbox = FollowerOutbox<Record>;
-    std::vector<std::pair<sptr<Listener>, std::shared_ptr<Outbox>>> drains;
-    uint64_t dropped = 0;
+    Drains<Listener, Record> drains;
     uint64_t report = 0;
     uint64_t total = 0;
     // One copy, kept as the latest and shared by every follower's outbox.
@@ -142,18 +159,7 @@ void NavInfoServiceCore::Publish(const std::string& bundle, Record record, Follo
     {
         std::lock_guard<std::mutex> lock(mutex_);
         store(shared);
-        auto found = followers.find(bundle);
-        if (found != followers.end()) {
-            for (auto& [clientId, follower] : found->second) {
-                uint64_t droppedHere = 0;
-                if (follower.outbox->Push(shared, droppedHere)) {
-                    drains.emplace_back(follower.listener, follower.outbox);
-                }
-                dropped += droppedHere;
-            }
-        }
-        droppedForFollowersTotal_ += dropped;
-        report = droppedForFollowers_.Add(dropped);
+        report = droppedForFollowers_.Add(QueueLocked(bundle, shared, followers, drains));
         total = droppedForFollowersTotal_;
     }
     if (report != 0) {
@@ -161,6 +167,12 @@ void NavInfoServiceCore::Publish(const std::string& bundle, Record record, Follo
             "newest (%{public}llu in all)", static_cast<unsigned long long>(report),
             static_cast<unsigned long long>(total));
     }
+    ScheduleDrains(drains);
+}
+
+template <typename Listener, typename Record>
+void NavInfoServiceCore::ScheduleDrains(Drains<Listener, Record>& drains)
+{
     for (auto& drain : drains) {
         // named copies: a lambda cannot capture structured bindings before C++20
         auto listener = drain.first;
@@ -168,9 +180,29 @@ void NavInfoServiceCore::Publish(const std::string& bundle, Record record, Follo
         if (executor_ == nullptr ||
             !executor_->Post(listener.GetRefPtr(), [listener, outbox] { Drain(listener, outbox); })) {
             outbox->Unschedule(); // the next record tries again
-            SERVICE_LOGE("records of %{public}s not delivered to a follower: no thread to run it", bundle.c_str());
+            SERVICE_LOGE("records of %{public}s not delivered to a follower: no thread to run it",
+                outbox->Bundle().c_str());
         }
     }
+}
+
+int32_t NavInfoServiceCore::Claim(const CallerInfo& caller)
+{
+    BundleOwners::Claim claim;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        claim = owners_.TryClaim(caller.bundleName, caller);
+    }
+    if (claim.granted) {
+        return NAV_INFO_SUCCESS;
+    }
+    if (claim.firstRefusal) {
+        SERVICE_LOGW("%{public}s is owned by pid %{public}d (client %{public}llu): pid %{public}d (client "
+            "%{public}llu) is refused while that one is live", caller.bundleName.c_str(), claim.ownerPid,
+            static_cast<unsigned long long>(claim.ownerClientId), caller.pid,
+            static_cast<unsigned long long>(caller.clientId));
+    }
+    return NAV_INFO_ERR_NO_PERMISSION;
 }
 
 int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, NavigationStatus status)
@@ -179,14 +211,21 @@ int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, Nav
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (InvalidBundleName(caller.bundleName) ||
-        (limits_.statusFits && !limits_.statusFits(status, caller.bundleName))) {
+    if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    if (limits_.statusFits && !limits_.statusFits(status, caller.bundleName)) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    result = Claim(caller); // last: only a call that publishes takes the bundle
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
     }
     status.updateTime = NowMillis();
     Publish(caller.bundleName, std::move(status), statusFollowers_,
         [this, &caller](const std::shared_ptr<const NavigationStatus>& stored) {
             statuses_[caller.bundleName] = stored;
+            goneStatuses_.erase(caller.bundleName);
         });
     return NAV_INFO_SUCCESS;
 }
@@ -197,9 +236,15 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (InvalidBundleName(caller.bundleName) ||
-        (limits_.metadataFits && !limits_.metadataFits(metadata, caller.bundleName))) {
+    if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    if (limits_.metadataFits && !limits_.metadataFits(metadata, caller.bundleName)) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    result = Claim(caller); // last: only a call that publishes takes the bundle
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
     }
     Publish(caller.bundleName, std::move(metadata), metadataFollowers_,
         [this, &caller](const std::shared_ptr<const NavigationMetadata>& stored) {
@@ -215,9 +260,18 @@ int32_t NavInfoServiceCore::RestoreNavigationStatus(const CallerInfo& caller, Na
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
+    if (InvalidBundleName(caller.bundleName)) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    result = Claim(caller); // a client that is not the owner restores nothing
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        if (statuses_.count(caller.bundleName) != 0) {
+        // A status the service stored for this publisher when it went is
+        // older than what the publisher restores.
+        if (statuses_.count(caller.bundleName) != 0 && goneStatuses_.count(caller.bundleName) == 0) {
             return NAV_INFO_SUCCESS;
         }
     }
@@ -227,6 +281,13 @@ int32_t NavInfoServiceCore::RestoreNavigationStatus(const CallerInfo& caller, Na
 int32_t NavInfoServiceCore::RestoreNavigationMetadata(const CallerInfo& caller, NavigationMetadata metadata)
 {
     int32_t result = CheckPublisher(caller);
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
+    }
+    if (InvalidBundleName(caller.bundleName)) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    result = Claim(caller); // a client that is not the owner restores nothing
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
@@ -246,8 +307,15 @@ int32_t NavInfoServiceCore::RegisterSystemNavigationListener(const CallerInfo& c
     if (result != NAV_INFO_SUCCESS) {
         return result;
     }
-    if (InvalidBundleName(caller.bundleName) || listener == nullptr) {
+    if (InvalidBundleName(caller.bundleName)) {
         return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    if (listener == nullptr) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    result = Claim(caller); // last: only a registration that succeeds takes the bundle
+    if (result != NAV_INFO_SUCCESS) {
+        return result;
     }
     std::vector<Answer> answers;
     sptr<ISystemNavigationListener> replaced;
@@ -279,6 +347,9 @@ int32_t NavInfoServiceCore::UnRegisterSystemNavigationListener(const CallerInfo&
     sptr<ISystemNavigationListener> removed;
     {
         std::lock_guard<std::mutex> lock(mutex_);
+        if (!owners_.MayAct(caller.bundleName, caller.clientId)) {
+            return NAV_INFO_ERR_NO_PERMISSION; // the owner's listener is not this client's to remove
+        }
         auto found = systemListeners_.find(caller.bundleName);
         if (found == systemListeners_.end()) {
             return NAV_INFO_ERR_NOT_FOUND;
@@ -463,8 +534,17 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
     std::vector<MetadataFollowers::mapped_type::mapped_type> metadataGraveyard;
     std::vector<sptr<ISystemNavigationListener>> systemGraveyard;
     std::vector<sptr<IMapCallback>> dropped;
+    std::vector<std::string> gone;
+    Drains<INavigationStatusListener, NavigationStatus> drains;
     {
         std::lock_guard<std::mutex> lock(mutex_);
+        // In the same hold of the lock as the release: a waiting claimant's
+        // first record must come after the UNAVAILABLE said for this owner.
+        for (const std::string& bundle : owners_.Release(clientId)) {
+            if (MarkGoneLocked(bundle, drains)) {
+                gone.push_back(bundle);
+            }
+        }
         RemoveClientFollowers(statusFollowers_, clientId, statusGraveyard);
         RemoveClientFollowers(metadataFollowers_, clientId, metadataGraveyard);
         followsByClient_.erase(clientId);
@@ -488,8 +568,59 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
             }
         }
     }
+    FinishGone(gone, drains);
     DeliverAnswers(answers);
     SendReady(); // requests that waited behind the dropped ones
+}
+
+bool NavInfoServiceCore::MarkGoneLocked(const std::string& bundle,
+    Drains<INavigationStatusListener, NavigationStatus>& drains)
+{
+    const bool hadGuidance = metadata_.erase(bundle) != 0;
+    metadataTimes_.erase(bundle);
+    auto metadataFollowers = metadataFollowers_.find(bundle);
+    if (metadataFollowers != metadataFollowers_.end()) {
+        for (auto& entry : metadataFollowers->second) {
+            entry.second.outbox->Discard(); // guidance still on its way is as stale as the stored one
+        }
+    }
+    auto held = statuses_.find(bundle);
+    const bool saysAvailable = held != statuses_.end() && held->second->status != MAP_STATUS_UNAVAILABLE;
+    if (!saysAvailable && !(held == statuses_.end() && hadGuidance)) {
+        return false; // it said UNAVAILABLE itself, or never published
+    }
+    // Nothing of the gone publisher's route is repeated: only the fact that
+    // it is unavailable, and when the service noticed.
+    NavigationStatus unavailable;
+    unavailable.status = MAP_STATUS_UNAVAILABLE;
+    unavailable.updateTime = NowMillis();
+    auto shared = std::make_shared<const NavigationStatus>(std::move(unavailable));
+    statuses_[bundle] = shared;
+    goneStatuses_.insert(bundle);
+    droppedForFollowers_.Add(QueueLocked(bundle, shared, statusFollowers_, drains));
+    return true;
+}
+
+void NavInfoServiceCore::FinishGone(const std::vector<std::string>& bundles,
+    Drains<INavigationStatusListener, NavigationStatus>& drains)
+{
+    for (const std::string& bundle : bundles) {
+        SERVICE_LOGI("%{public}s: its publisher is gone; followers are told UNAVAILABLE", bundle.c_str());
+    }
+    ScheduleDrains(drains);
+}
+
+void NavInfoServiceCore::ReportPublisherGone(const std::string& bundleName)
+{
+    std::vector<std::string> gone;
+    Drains<INavigationStatusListener, NavigationStatus> drains;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        if (MarkGoneLocked(bundleName, drains)) {
+            gone.push_back(bundleName);
+        }
+    }
+    FinishGone(gone, drains);
 }
 
 void NavInfoServiceCore::Reset()
@@ -517,6 +648,8 @@ void NavInfoServiceCore::Reset()
         statuses_.clear();
         metadata_.clear();
         metadataTimes_.clear();
+        goneStatuses_.clear();
+        owners_.Clear();
     }
     DeliverAnswers(answers);
 }

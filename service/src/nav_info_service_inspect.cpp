@@ -67,6 +67,10 @@ int32_t NavInfoServiceCore::InspectService(const CallerInfo& caller, ServiceSnap
             ServiceSnapshot::MetadataRecord{bundle, *metadata, time == metadataTimes_.end() ? 0 : time->second},
             out.truncated);
     }
+    for (auto& entry : owners_.List()) {
+        Append(out.owners, ServiceSnapshot::Owner{std::move(entry.bundleName), entry.clientId, entry.waiting},
+            out.truncated);
+    }
     snapshot = std::move(out);
     return NAV_INFO_SUCCESS;
 }

@@ -2,12 +2,15 @@
 //   captureLogs(level = 3)  keep every message that passes the level (3 debug
 //                           .. 7 fatal) instead of writing it;
 //   takeLogs()              the kept messages since the last call, oldest first,
-//                           { level, domain, tag, message } and, split from the
-//                           module's "[file:line]func# " prefix, file, line,
-//                           func and text;
+//                           { level, domain, tag, message, thread } (thread: a
+//                           number per logging thread, the same for every line
+//                           of one thread) and, split from the module's
+//                           "[file:line]func# " prefix, file, line, func and text;
 //   stopLogCapture()        write again, at the warn level.
+#include <functional>
 #include <mutex>
 #include <regex>
+#include <thread>
 
 #include "addon_exports.h"
 #include "hilog/log_control.h"
@@ -17,8 +20,13 @@ namespace {
 
 using OHOS::HiviewDFX::LogRecord;
 
+struct CapturedLog {
+    LogRecord record;
+    size_t thread;
+};
+
 std::mutex g_logMutex;
-std::vector<LogRecord> g_logs;
+std::vector<CapturedLog> g_logs;
 
 TEST_ADDON_EXPORT(captureLogs)
 {
@@ -36,7 +44,7 @@ TEST_ADDON_EXPORT(captureLogs)
     OHOS::HiviewDFX::SetLogLevel(number);
     OHOS::HiviewDFX::SetLogSink([](const LogRecord& record) {
         std::lock_guard<std::mutex> lock(g_logMutex);
-        g_logs.push_back(record);
+        g_logs.push_back({record, std::hash<std::thread::id> {}(std::this_thread::get_id())});
     });
     return nullptr;
 }
@@ -50,7 +58,7 @@ TEST_ADDON_EXPORT(stopLogCapture)
 
 TEST_ADDON_EXPORT(takeLogs)
 {
-    std::vector<LogRecord> logs;
+    std::vector<CapturedLog> logs;
     {
         std::lock_guard<std::mutex> lock(g_logMutex);
         logs.swap(g_logs);
@@ -59,9 +67,10 @@ TEST_ADDON_EXPORT(takeLogs)
     napi_value array = nullptr;
     napi_create_array_with_length(env, logs.size(), &array);
     for (size_t i = 0; i < logs.size(); ++i) {
-        const LogRecord& r = logs[i];
+        const LogRecord& r = logs[i].record;
         napi_value entry = Object(env, {{"level", Js(env, r.level)}, {"domain", Js(env, r.domain)},
-            {"tag", Js(env, r.tag)}, {"message", Js(env, r.message)}});
+            {"tag", Js(env, r.tag)}, {"message", Js(env, r.message)},
+            {"thread", Js(env, static_cast<double>(logs[i].thread % 1000000007))}});
         std::smatch match;
         if (std::regex_match(r.message, match, prefix)) {
             napi_set_named_property(env, entry, "file", Js(env, match[1].str()));

@@ -44,15 +44,6 @@ void SetPolicyAllowAll() noexcept
     });
 }
 
-void SetRequestTimeoutMs(int64_t milliseconds) noexcept
-{
-    Guarded(__func__, 0, [&] {
-        EmbeddedService::Instance().Core().SetRequestTimeout(
-            std::chrono::milliseconds(milliseconds < 0 ? 0 : milliseconds));
-        return 0;
-    });
-}
-
 void ResetService() noexcept
 {
     Guarded(__func__, 0, [] {

@@ -128,15 +128,21 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     await c.stop();
   });
 
-  test('the navigation process or its daemon gone: B\'s open request settles 1003, then 1002', async () => {
+  test('the navigation process or its daemon gone: B\'s open request settles 1003, then 1002; B\'s followers are told UNAVAILABLE', async () => {
+    const unavailable = () => sys.events.filter((e) => e.event === 'status' && e.status.status === 5).length;
+    const toldBefore = unavailable();
     let pending = sys.call('query', [MAP, 'navigationStatus', { app: 'gone' }], 15000);
     await nav.waitEvent('query', (e) => e.params.app === 'gone');
     await nav.kill();
     assert.deepEqual((await pending).value, { code: 1003, message: 'Not found', data: {} });
+    // Said by A for its gone navigation process, and exported like any status.
+    await eventually(() => unavailable() === toldBefore + 1, 'B\'s follower told UNAVAILABLE for the process');
 
     nav = await startApp(a.socketPath, MAP);
     await nav.call('answerWith', [{ hold: true }]);
     assert.deepEqual(await nav.call('listenSystem'), { ok: true });
+    assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 555 }]), { ok: true });
+    await sys.waitEvent('status', (e) => e.status.routeIndex === 555);
     pending = sys.call('query', [MAP, 'navigationStatus', { daemon: 'gone' }], 15000);
     await nav.waitEvent('query', (e) => e.params.daemon === 'gone');
     await a.stop('SIGKILL');
@@ -146,6 +152,10 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     assert.deepEqual(answer.value, { code: 1003, message: 'Not found', data: {} });
     assert.equal((await sys.call('query', [MAP, 'navigationStatus', {}])).value.code, 1002);
     await b.waitStderr(/com\.example\.map: its daemon A is gone/);
+    // Said by B itself: nothing came from A once it died.
+    await eventually(() => unavailable() === toldBefore + 2, 'B\'s follower told UNAVAILABLE for daemon A');
+    const read = await sys.call('getStatus', [MAP]);
+    assert.deepEqual([read.value.status, read.value.routeIndex], [5, 0]);
   });
 
   test('a daemon restarted at once claims the bundle again: records and answers resume', async () => {

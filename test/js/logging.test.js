@@ -88,5 +88,13 @@ test('request lines: the completion under operator(), and the listener logs only
     assert.deepEqual(own.filter((text) => !listenerLines.has(text)), [], String(answer));
     const completion = logs.filter((l) => l.text === 'notify result to app.');
     assert.deepEqual(completion.map((l) => [l.file, l.func]), [['map_callback_napi.cpp', 'operator()']]);
+    // The empty execute step runs on a worker thread: neither the IPC thread
+    // that received the answer nor the JavaScript thread.
+    const threadOf = (text) => logs.filter((l) => l.text === text).map((l) => l.thread);
+    const [ipc] = threadOf('callback is called.');
+    const [worker] = threadOf('run the async runnable');
+    assert.equal(threadOf('run the async runnable').length, 1);
+    assert.notEqual(worker, ipc);
+    assert.notEqual(worker, completion[0].thread);
   }
 });

@@ -14,10 +14,11 @@ const { runScript } = require('./support/child');
 const addonPath = path.join(paths.libDir, 'napi_host_test_addon.node');
 const addon = require(addonPath);
 const S = addon.status;
-// Queued from another thread, a work's execute runs on that thread (it is off
-// the loop already); queued on the loop, on Node's worker pool.
-const DONE = { queueStatus: S.ok, completeStatus: S.ok, executedOn: 'queuing thread' };
-const DONE_ON_LOOP = { ...DONE, executedOn: 'another thread' };
+// A work's execute runs on a worker thread, never on the thread that queued
+// it nor on the loop: napi_host's workers when queued from another thread,
+// Node's worker pool when queued on the loop.
+const DONE = { queueStatus: S.ok, completeStatus: S.ok, executedOn: 'another thread' };
+const DONE_ON_LOOP = DONE;
 
 // Runs source in a child Node process that has the addon as `addon`; a child
 // that does not end by itself is killed at the deadline and reported timedOut.

@@ -16,11 +16,13 @@ const RUNS = 12;
 const PARALLEL = 3;
 const WAYS = ['natural', 'exit', 'worker-natural', 'worker-exit', 'worker-terminate'];
 
-function runScript(how, env) {
+// Scripts that run at the same time are different applications: a bundle
+// has one owner at a time through the daemon.
+function runScript(how, env, slot) {
   return new Promise((resolve) => {
     const child = spawn(process.execPath, [SCRIPT, how, '200'], {
       stdio: ['ignore', 'ignore', 'pipe'],
-      env: { ...process.env, NAVINFO_BUNDLE_NAME: BUNDLE, HILOG_LEVEL: 'error', ...env },
+      env: { ...process.env, NAVINFO_BUNDLE_NAME: `${BUNDLE}${slot}`, HILOG_LEVEL: 'error', ...env },
     });
     let stderr = '';
     child.stderr.on('data', (chunk) => { stderr += chunk; });
@@ -36,7 +38,7 @@ function runScript(how, env) {
 async function unclean(how, env) {
   const failures = [];
   for (let started = 0; started < RUNS; started += PARALLEL) {
-    const batch = Array.from({ length: Math.min(PARALLEL, RUNS - started) }, () => runScript(how, env));
+    const batch = Array.from({ length: Math.min(PARALLEL, RUNS - started) }, (_, slot) => runScript(how, env, slot));
     for (const outcome of await Promise.all(batch)) {
       if (outcome.code !== 0 || outcome.signal !== null) failures.push(outcome);
     }
@@ -57,7 +59,9 @@ describe('a script ends with deliveries in flight', () => {
     const tmp = tempDir();
     let daemon;
     before(async () => {
-      const policy = writePolicy(tmp.file('policy.json'), { [BUNDLE]: { systemApp: true, navigationPermission: true } });
+      const apps = Array.from({ length: PARALLEL }, (_, slot) => [`${BUNDLE}${slot}`,
+        { systemApp: true, navigationPermission: true }]);
+      const policy = writePolicy(tmp.file('policy.json'), Object.fromEntries(apps));
       daemon = await startDaemon(['--socket', tmp.file('navinfo.sock'), '--policy', policy]);
     });
     after(() => {

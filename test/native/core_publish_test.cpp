@@ -94,7 +94,7 @@ TEST_F(CorePublishTest, RegisteringAgainReplacesAndUnregisteringEndsOnlyThatBund
     EXPECT_EQ(calls[1].bundle, "com.nav2");
 }
 
-TEST_F(CorePublishTest, ClientGoneDropsItsFollowersButKeepsRecords)
+TEST_F(CorePublishTest, ClientGoneDropsItsFollowersAndItsPublisherComesBackUnderTheSameId)
 {
     sptr<RecordingStatusListener> gone = new RecordingStatusListener();
     sptr<RecordingStatusListener> stays = new RecordingStatusListener();
@@ -103,11 +103,11 @@ TEST_F(CorePublishTest, ClientGoneDropsItsFollowersButKeepsRecords)
     ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(1)), 0);
     executor_->RunAll();
     core_->OnClientGone(sysA_.clientId);
-    core_->OnClientGone(nav_.clientId);
+    core_->OnClientGone(nav_.clientId); // the followers are told UNAVAILABLE (core_presence_test.cpp)
     ASSERT_EQ(core_->UpdateNavigationStatus(nav_, SampleStatus(2)), 0);
     executor_->RunAll();
     EXPECT_EQ(gone->Count(), 1u);
-    EXPECT_EQ(stays->Count(), 2u);
+    EXPECT_EQ(stays->Count(), 3u);
     NavigationStatus read;
     EXPECT_EQ(core_->GetNavigationStatus(sysB_, "com.nav", read), NAV_INFO_SUCCESS);
     EXPECT_EQ(core_->UnRegisterNavigationStatusListener(sysA_, "com.nav"), NAV_INFO_ERR_NOT_FOUND);

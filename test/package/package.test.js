@@ -45,11 +45,11 @@ describe('the packed package installed into an empty application', () => {
     const files = packed.files.map((f) => f.path);
     for (const needed of ['index.js', 'index.mjs', 'index.d.ts', 'LICENSE', 'docs/api.md',
       'prebuilds/linux-x64/navigationinfomgr.node', 'prebuilds/linux-x64/navinfo-service',
-      'bin/navinfo.js', 'apps/sim/routes/urban.geojson', 'apps/cluster/page/index.html',
+      'bin/navinfo.js', 'apps/sim/routes/urban.geojson', 'apps/package.json', 'apps/package-lock.json', 'apps/cluster/page/index.html',
       'deploy/systemd/navinfo-service.service']) {
       assert.ok(files.includes(needed), needed);
     }
-    const unwanted = files.filter((f) => /^(test|bench|tools|examples|build[^/]*|node_modules)\/|\.(log|tgz)$/.test(f));
+    const unwanted = files.filter((f) => /^(test|bench|tools|examples|build[^/]*)\/|(^|\/)node_modules\/|\.(log|tgz)$/.test(f));
     assert.deepEqual(unwanted, []);
   });
 
@@ -115,7 +115,7 @@ describe('the packed package installed into an empty application', () => {
   test('the shipped docs refer only to what the package ships', () => {
     const installed = path.join(app, 'node_modules', 'navigation-info-mgr');
     const shipped = (file) => fs.existsSync(path.join(installed, file));
-    // The repository's own folders and files, which docs may name as `folder/file`.
+    // The repository's own folders and files, which docs may name as folder/file.
     const repositoryNames = new Set(fs.readdirSync(paths.root).filter((name) => !/^(\.|node_modules$|build)/.test(name)));
     const docs = packed.files.map((f) => f.path).filter((f) => f.endsWith('.md'));
     assert.ok(docs.includes('README.md') && docs.includes('docs/testdrive.md'), docs.join(' '));
@@ -131,7 +131,7 @@ describe('the packed package installed into an empty application', () => {
       // working in a checkout name the repository's scripts. Shipped docs
       // name only what ships.
       if (!doc.startsWith('docs/')) continue;
-      for (const [, named] of text.matchAll(/`([A-Za-z0-9_.-]+\/[^`\s]*)/g)) {
+      for (const [, named] of text.matchAll(/(?<![\w./:-])([\w.-]+\/[\w./-]*[\w-])/g)) {
         if (repositoryNames.has(named.split('/')[0]) && !shipped(named)) missing.push(`${doc}: names ${named}`);
       }
     }

@@ -44,6 +44,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -142,6 +143,12 @@ public:
     // the connection is dead.
     sptr<IRemoteObject> GetRootObject();
 
+    // Server side: the service keeps state in this peer's name that must not
+    // end because the peer is quiet (a navigation application that owns a
+    // bundle and only publishes now and then): from now on the idle rule
+    // never closes this connection. It still ends when the peer goes.
+    void KeepWhileIdle();
+
     // Sizes of the object tables, for diagnostics and tests.
     size_t GetExportedObjectCount() const;
     size_t GetProxyCount() const;
@@ -211,8 +218,9 @@ private:
     bool HandleHelloAck(const IpcWire::Frame& frame);
     bool HandleReply(IpcWire::Frame& frame);
     bool HandleRelease(const IpcWire::Frame& frame);
-    // Server side: nothing would be lost by closing: no proxy of the peer's
-    // objects, no export but the root, no call in flight either way.
+    // Server side: nothing would be lost by closing: not kept (KeepWhileIdle),
+    // no proxy of the peer's objects, no export but the root, no call in
+    // flight either way.
     bool HoldsNothing() const;
     // Fails waiting calls, drops exports, notifies proxies' recipients.
     void TearDown();
@@ -316,6 +324,7 @@ private:
     RateLimitedCount superseded_;
     std::thread writer_;
 
+    std::atomic<bool> keptWhileIdle_{false}; // see KeepWhileIdle
     mutable std::mutex mutex_; // guards everything below
     State state_ = State::HANDSHAKE;
     std::condition_variable handshakeDone_;

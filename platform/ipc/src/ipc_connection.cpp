@@ -300,8 +300,16 @@ void IpcConnection::ReaderMain()
     TearDown();
 }
 
+void IpcConnection::KeepWhileIdle()
+{
+    keptWhileIdle_.store(true);
+}
+
 bool IpcConnection::HoldsNothing() const
 {
+    if (keptWhileIdle_.load()) {
+        return false;
+    }
     std::lock_guard<std::mutex> lock(mutex_);
     return proxies_.empty() && exports_.size() <= 1 && pending_.empty() && incomingSync_ == 0 && oneway_.empty() &&
         !onewayRunning_;

@@ -5,13 +5,20 @@
 
 #include "host_log.h"
 #include "real_napi.h"
+#include "worker_pool.h"
 
 namespace NapiHost {
 namespace {
 
-// One completion in flight: created on the thread that queued the work (after
-// running its execute there), owned by the hop's queue, destroyed on the loop
-// thread (by HopCallJs, also when Node empties the queue at teardown).
+using OHOS::NavigationInfoService::WorkerPool;
+
+// As many as Node's worker pool has by default.
+constexpr size_t HOST_WORKER_THREADS = 4;
+
+// One completion in flight: created on the thread that queued the work, owned
+// by the worker that runs its execute and then by the hop's queue, destroyed
+// on the loop thread (by HopCallJs, also when Node empties the queue at
+// teardown).
 struct HopItem {
     std::shared_ptr<EnvState> state;
     napi_async_work work = nullptr;
@@ -49,6 +56,36 @@ void HopCallJs(napi_env env, napi_value /* js_callback */, void* /* context */, 
     }
     // complete usually deletes the work: nothing of it is used afterwards.
     complete(env, napi_ok, workData);
+}
+
+// The worker threads of the runtime that run the execute of works queued
+// off the loop thread. Never destroyed: they may still be running during
+// process exit, like the threads that queue the works.
+WorkerPool& HostWorkers()
+{
+    static WorkerPool* const workers = new WorkerPool(HOST_WORKER_THREADS);
+    return *workers;
+}
+
+// Hands one completion to the loop thread; takes item, which the hop's
+// queue then owns. napi_closing (and item freed) when the environment is
+// gone or tearing down.
+napi_status QueueCompletion(HopItem& handed) noexcept
+{
+    std::unique_ptr<HopItem> item(&handed);
+    EnvState& state = *item->state;
+    std::lock_guard<std::mutex> lock(state.mu);
+    if (!state.alive || state.hop == nullptr) {
+        return napi_closing;
+    }
+    // Under state.mu: the cleanup hook, which runs before Node frees the hop,
+    // cannot pass until this call is over. Non-blocking on an unbounded queue,
+    // so it fails only when Node has already marked the hop closing.
+    if (__real_napi_call_threadsafe_function(state.hop, item.get(), napi_tsfn_nonblocking) != napi_ok) {
+        return napi_closing;
+    }
+    item.release();
+    return napi_ok;
 }
 
 } // namespace
@@ -103,22 +140,22 @@ napi_status HandOverToLoop(const std::shared_ptr<EnvState>& state, napi_async_wo
         tracked = it->second;
     }
     item->serial = tracked.serial;
-    // The work's own thread: off the loop, as the worker pool's would be.
-    // execute must not use env (Node-API rule for execute callbacks).
-    if (tracked.execute != nullptr) {
-        tracked.execute(state->env, tracked.data);
+    if (tracked.execute == nullptr) {
+        return QueueCompletion(*item.release());
     }
-    std::lock_guard<std::mutex> lock(state->mu);
-    if (!state->alive || state->hop == nullptr) {
-        return napi_closing;
+    // The execute runs on a worker thread of the runtime, as Node's worker
+    // pool would run it, and hands the complete over to the loop from there.
+    HopItem* handed = item.release();
+    bool posted = HostWorkers().Post(nullptr, [handed, execute = tracked.execute, data = tracked.data] {
+        // execute must not use env (Node-API rule for execute callbacks).
+        execute(handed->state->env, data);
+        QueueCompletion(*handed);
+    });
+    if (!posted) {
+        // No worker thread at all: run it here rather than never.
+        tracked.execute(handed->state->env, tracked.data);
+        return QueueCompletion(*handed);
     }
-    // Under state->mu: the cleanup hook, which runs before Node frees the hop,
-    // cannot pass until this call is over. Non-blocking on an unbounded queue,
-    // so it fails only when Node has already marked the hop closing.
-    if (__real_napi_call_threadsafe_function(state->hop, item.get(), napi_tsfn_nonblocking) != napi_ok) {
-        return napi_closing;
-    }
-    item.release();
     return napi_ok;
 }
 

@@ -16,13 +16,14 @@ namespace NapiHost {
 // hop starts unref'd: it holds the loop only while works are outstanding.
 napi_status EnsureHop(napi_env env, EnvState& state);
 
-// Any thread but the loop thread of state. Runs the execute of work on this
-// thread, then hands its complete (status napi_ok) over to the loop thread,
-// where it runs unless the work has been deleted by then. napi_ok once handed
-// over; napi_invalid_arg for a work state does not track (nothing runs);
-// napi_closing when the environment is gone or tearing down (execute has
-// run when it went while execute ran). The environment is not touched on this
-// thread.
+// Any thread but the loop thread of state. Runs the execute of work on a
+// worker thread of the host (as Node's worker pool would), which then hands
+// its complete (status napi_ok) over to the loop thread, where it runs
+// unless the work has been deleted by then. napi_ok once handed over;
+// napi_invalid_arg for a work state does not track (nothing runs);
+// napi_closing when the environment is gone or tearing down. A completion
+// whose environment goes while its execute runs is dropped. The environment
+// is not touched off its loop thread.
 napi_status HandOverToLoop(const std::shared_ptr<EnvState>& state, napi_async_work work) noexcept;
 
 // Loop thread of env only, with hop the live hop of env. Holds the loop alive

@@ -8,9 +8,9 @@
 //  - keep the environment's loop alive while it has works outstanding, by
 //    ref'ing the host's per-environment thread-safe function (the hop);
 //  - queue directly on the loop thread; from any other thread, run the work's
-//    execute right there (that thread is off the loop already: the worker
-//    pool would only add two hand-overs and a wake-up of the loop) and hand
-//    its complete over to the loop through the hop;
+//    execute on a worker thread of the host (Node's worker pool can only be
+//    reached from the loop thread, which would add a wake-up of the loop)
+//    and hand its complete over to the loop through the hop from there;
 //  - fail a queue request for an unknown work, or one whose environment is
 //    gone or tearing down, without touching the environment or the work.
 //

@@ -85,7 +85,8 @@ std::chrono::steady_clock::time_point BridgeImporter::StaleAt(const navinfo_brid
     return std::chrono::steady_clock::now() + period * 3 / 2;
 }
 
-void BridgeImporter::EndClaimantLocked(const std::string& bundle, std::vector<sptr<IMapCallback>>& orphans)
+void BridgeImporter::EndClaimantLocked(const std::string& bundle, std::vector<sptr<IMapCallback>>& orphans,
+    std::vector<std::string>& gone)
 {
     auto found = claimants_.find(bundle);
     if (found == claimants_.end()) {
@@ -93,6 +94,7 @@ void BridgeImporter::EndClaimantLocked(const std::string& bundle, std::vector<sp
     }
     DAEMON_LOGW("%{public}s: its daemon %{public}s is gone", bundle.c_str(), found->second.node.c_str());
     claimants_.erase(found);
+    gone.push_back(bundle);
     for (auto it = pending_.begin(); it != pending_.end();) {
         if (it->second.bundle == bundle) {
             orphans.push_back(std::move(it->second.callback));
@@ -112,13 +114,14 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
     }
     const std::string bundle = claim.bundle;
     std::vector<sptr<IMapCallback>> orphans;
+    std::vector<std::string> gone; // bundles whose claimant ended
     std::vector<std::pair<RecordKind, BridgePayload::Bytes>> unparked;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = claimants_.find(bundle);
         if (!alive) {
             // Every writer of the claim is gone (its daemon stopped or died) or lost liveliness.
-            EndClaimantLocked(bundle, orphans);
+            EndClaimantLocked(bundle, orphans, gone);
         } else if (found != claimants_.end() && found->second.instance == claim.instance) {
             found->second.staleAt = StaleAt(claim);
         } else if (found != claimants_.end() && found->second.staleAt > std::chrono::steady_clock::now()) {
@@ -132,7 +135,7 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
             // Taken once requests and replies pass between its daemon and this
             // one (until then its records wait, and requests get 1002); its
             // next claim tries again.
-            EndClaimantLocked(bundle, orphans); // a stale one, if any
+            EndClaimantLocked(bundle, orphans, gone); // a stale one, if any
             Claimant claimant{claim.instance, Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
                 StaleAt(claim)};
             DAEMON_LOGI("%{public}s is served by %{public}s", bundle.c_str(), claimant.node.c_str());
@@ -151,6 +154,7 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
     for (auto& callback : orphans) {
         Answer(callback, NAV_INFO_ERR_NOT_FOUND);
     }
+    ReportGone(gone);
     for (auto& [kind, payload] : unparked) {
         Publish(kind, bundle, payload);
     }
@@ -266,6 +270,7 @@ void BridgeImporter::Sweep()
 {
     auto now = std::chrono::steady_clock::now();
     std::vector<sptr<IMapCallback>> orphans;
+    std::vector<std::string> gone; // bundles whose claimant ended
     std::vector<sptr<IMapCallback>> forgotten; // released outside the lock
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -276,7 +281,7 @@ void BridgeImporter::Sweep()
             }
         }
         for (const std::string& bundle : stale) {
-            EndClaimantLocked(bundle, orphans);
+            EndClaimantLocked(bundle, orphans, gone);
         }
         for (auto it = pending_.begin(); it != pending_.end();) {
             if (it->second.forgetAt <= now) {
@@ -289,6 +294,17 @@ void BridgeImporter::Sweep()
     }
     for (auto& callback : orphans) {
         Answer(callback, NAV_INFO_ERR_NOT_FOUND);
+    }
+    ReportGone(gone);
+}
+
+void BridgeImporter::ReportGone(const std::vector<std::string>& bundles)
+{
+    // Its records no longer hold: followers here are told UNAVAILABLE, as
+    // for a local publisher whose connection ended. Before any record of a
+    // new claimant, which is published after this.
+    for (const std::string& bundle : bundles) {
+        core_->ReportPublisherGone(bundle);
     }
 }
 

@@ -9,7 +9,9 @@
 //
 // Answers the bridge gives itself: 1002 while no daemon claims the bundle
 // (or none reads requests); 1003 to the requests in flight when the claimant
-// goes (its claim's liveliness lapses or it unregisters).
+// goes (its claim's liveliness lapses or it unregisters). When the claimant
+// goes, the core reports the bundle UNAVAILABLE to its followers here and
+// drops its metadata, as for a local publisher whose connection ended.
 //
 // A second daemon claiming a bundle already claimed is refused and logged;
 // the first keeps it until it goes. A claimant is gone when its claim's
@@ -76,8 +78,11 @@ private:
     };
     void Publish(RecordKind kind, const std::string& bundle, const BridgePayload::Bytes& payload);
     // mutex_ held: forgets the bundle's claimant, taking the callbacks of the
-    // requests open with it.
-    void EndClaimantLocked(const std::string& bundle, std::vector<sptr<IMapCallback>>& orphans);
+    // requests open with it, and adds the bundle to gone if it had one.
+    void EndClaimantLocked(const std::string& bundle, std::vector<sptr<IMapCallback>>& orphans,
+        std::vector<std::string>& gone);
+    // Without mutex_: the core reports each bundle's publisher gone (UNAVAILABLE).
+    void ReportGone(const std::vector<std::string>& bundles);
     static std::chrono::steady_clock::time_point StaleAt(const navinfo_bridge_Claim& claim);
     static void Answer(const sptr<IMapCallback>& callback, int32_t code);
 

@@ -57,6 +57,8 @@ const operations = {
     return byCode;
   },
   command: (bundle, type, params) => system.sendNavigationCmd(bundle, type, params),
+  // Ends the process at once, without a word to the service (no reply comes).
+  exit: (code) => process.exit(code),
   // A method of either controller called as a plain function (this undefined).
   detached: (method, ...args) => {
     const fn = (method in system ? system : controller)[method];

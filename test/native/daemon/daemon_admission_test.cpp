@@ -1,10 +1,11 @@
 // Who the daemon lets in and for how long: one uid cannot take every
 // connection, and a connection that holds nothing is closed when silent
-// without its application noticing.
+// without its application noticing, while one that owns a bundle never is.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
 #include <thread>
 
 #include "daemon_fixture.h"
@@ -41,28 +42,53 @@ TEST_F(DaemonTest, SixtyFourIdleConnectionsOfOneUidLeaveRoomForAnotherUid)
     }
 }
 
-TEST_F(DaemonTest, ASilentPublisherIsClosedAndPublishesAgainWhileAFollowerStays)
+// A quiet owner is not idle: closing it would tell its followers UNAVAILABLE.
+TEST_F(DaemonTest, TheIdleRuleClosesAConnectionThatHoldsNothingButNeverABundlesOwner)
 {
-    StopDaemon();
-    config_.idleTimeout = std::chrono::milliseconds(200);
-    StartDaemon();
-    auto nav = Client(MAP);
-    auto sys = Client(DASH);
-    sptr<RecordingStatusListener> listener = new RecordingStatusListener();
-    ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, listener), NAV_INFO_SUCCESS);
-    NavigationStatus status;
-    status.routeIndex = 1;
-    ASSERT_EQ(nav->UpdateNavigationStatus(status), NAV_INFO_SUCCESS);
-    const uint64_t first = nav->ConnectionGeneration();
-    ASSERT_TRUE(WaitUntil([&] { return nav->ConnectionGeneration() == 0; })) << "the publisher holds nothing";
-    // The daemon lists the connection until its clean-up is done.
-    EXPECT_TRUE(WaitUntil([&] { return daemon_->ConnectionCount() == 1; })) << "the follower holds its listener";
-
-    status.routeIndex = 2;
-    EXPECT_EQ(nav->UpdateNavigationStatus(status), NAV_INFO_SUCCESS) << "the next call connects again";
-    EXPECT_GT(nav->ConnectionGeneration(), first);
-    ASSERT_TRUE(WaitUntil([&] { return listener->Count() == 2; }));
-    EXPECT_EQ(listener->Calls()[1].status.routeIndex, 2);
+    struct Row {
+        const char* who;
+        const char* bundle;
+        std::function<int32_t(RemoteTransport&)> call;
+        bool kept;
+    };
+    const Row rows[] = {
+        {"a navigation app that only publishes, quiet at a red light", MAP,
+            [](RemoteTransport& t) {
+                NavigationStatus status;
+                status.status = 1;
+                return t.UpdateNavigationStatus(status);
+            }, true},
+        {"a navigation app that published guidance only", MAP,
+            [](RemoteTransport& t) { return t.UpdateNavigationMetadata(NavigationMetadata{}); }, true},
+        {"a system app that read once", DASH,
+            [](RemoteTransport& t) {
+                NavigationStatus status;
+                return t.GetNavigationStatus(MAP, status) == NAV_INFO_ERR_NOT_FOUND ? NAV_INFO_SUCCESS : -1;
+            }, false},
+    };
+    constexpr auto idle = std::chrono::milliseconds(200);
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.who);
+        StopDaemon();
+        config_.idleTimeout = idle;
+        StartDaemon();
+        auto follower = Client(DASH);
+        sptr<RecordingStatusListener> listener = new RecordingStatusListener();
+        ASSERT_EQ(follower->RegisterNavigationStatusListener(MAP, listener), NAV_INFO_SUCCESS);
+        auto quiet = Client(row.bundle);
+        ASSERT_EQ(row.call(*quiet), NAV_INFO_SUCCESS);
+        if (row.kept) {
+            std::this_thread::sleep_for(idle * 5); // several rounds of the idle rule
+            EXPECT_NE(quiet->ConnectionGeneration(), 0u) << "still connected";
+            EXPECT_EQ(daemon_->ConnectionCount(), 2u);
+            for (const auto& call : listener->Calls()) {
+                EXPECT_NE(call.status.status, MAP_STATUS_UNAVAILABLE) << "its follower was never told it went";
+            }
+        } else {
+            EXPECT_TRUE(WaitUntil([&] { return quiet->ConnectionGeneration() == 0; })) << "closed when silent";
+            EXPECT_TRUE(WaitUntil([&] { return daemon_->ConnectionCount() == 1; })) << "the follower stays";
+        }
+    }
 }
 
 } // namespace

@@ -72,6 +72,11 @@ napi_value SnapshotToJs(napi_env env, const ServiceSnapshot& snapshot)
             SetNamed(env, o, "metadata", MetadataToJs(env, r.metadata));
             SetNamed(env, o, "updateTime", MakeNumber(env, static_cast<double>(r.updateTime)));
         }));
+    SetNamed(env, out, "owners", ListToJs(env, snapshot.owners, [&](napi_value o, const ServiceSnapshot::Owner& w) {
+        SetNamed(env, o, "bundleName", MakeString(env, w.bundleName));
+        SetNamed(env, o, "clientId", MakeNumber(env, static_cast<double>(w.clientId)));
+        SetNamed(env, o, "waiting", MakeBool(env, w.waiting));
+    }));
     return out;
 }
 

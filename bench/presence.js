@@ -1,0 +1,103 @@
+'use strict';
+// Through the navinfo-service daemon: the time from a SIGKILL of the
+// navigation process to the UNAVAILABLE the service says for it arriving at
+// a follower's onStatusChanged in another process (p50, p99 over ROUNDS
+// publishers, each a new process killed once it is followed). Both ends read
+// the same monotonic clock (process.hrtime, CLOCK_MONOTONIC), so the follower
+// stamps the arrival itself. Prints one JSON line.
+const { waitForLine } = require('./child_output');
+const { spawn, fork } = require('node:child_process');
+const fs = require('node:fs');
+const os = require('node:os');
+const path = require('node:path');
+
+const root = path.join(__dirname, '..');
+const buildDir = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(root, 'build'));
+const rounds = Number(process.env.ROUNDS || 100);
+const MAP = 'com.example.bench.map';
+const DASH = 'com.example.bench.dash';
+const UNAVAILABLE = 5;
+
+const percentile = (values, p) => [...values].sort((a, b) => a - b)[Math.min(values.length - 1,
+  Math.floor(values.length * p))];
+
+if (process.env.PRESENCE_ROLE === 'publisher') {
+  const controller = require(root).getNavigationController();
+  controller.updateNavigationStatus({ status: 1, routeIndex: Number(process.env.PRESENCE_ROUND) });
+  setInterval(() => {}, 1000); // stays until killed, quiet like a car at a red light
+  process.send('published');
+  return;
+}
+
+if (process.env.PRESENCE_ROLE === 'follower') {
+  const system = require(root).getSystemNavigationController();
+  system.registerNavigationStatusListener({
+    onStatusChanged: (bundle, status) => {
+      process.send({ status: status.status, routeIndex: status.routeIndex, at: process.hrtime.bigint().toString() });
+    },
+  }, MAP);
+  process.on('disconnect', () => process.exit(0));
+  process.send('following');
+  return;
+}
+
+(async () => {
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-'));
+  const children = [];
+  const appEnv = (bundle, extra) => ({ ...process.env, NAVINFO_BUILD_DIR: buildDir,
+    NAVINFO_SERVICE_SOCKET: path.join(dir, 'navinfo.sock'), NAVINFO_BUNDLE_NAME: bundle, HILOG_LEVEL: 'error',
+    ...extra });
+  try {
+    const policy = path.join(dir, 'policy.json');
+    fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles: {
+      [MAP]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true } } }));
+    const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'),
+      ['--socket', path.join(dir, 'navinfo.sock'), '--policy', policy],
+      { stdio: ['ignore', 'pipe', 'inherit'], env: { ...process.env, HILOG_LEVEL: 'error' } });
+    children.push(daemon);
+    await waitForLine(daemon, /listening on/);
+
+    const follower = fork(__filename, [], { env: appEnv(DASH, { PRESENCE_ROLE: 'follower' }) });
+    children.push(follower);
+    let waiting = null;
+    follower.on('message', (message) => waiting && waiting(message));
+    const next = (predicate) => new Promise((resolve) => {
+      waiting = (message) => {
+        if (predicate(message)) {
+          waiting = null;
+          resolve(message);
+        }
+      };
+    });
+    await next((m) => m === 'following');
+
+    const latenciesNs = [];
+    for (let round = 1; round <= rounds; round++) {
+      const followed = next((m) => m.status === 1 && m.routeIndex === round);
+      const publisher = fork(__filename, [], { env: appEnv(MAP, { PRESENCE_ROLE: 'publisher', PRESENCE_ROUND: round }) });
+      children.push(publisher);
+      await followed;
+      const told = next((m) => m.status === UNAVAILABLE);
+      const killedAt = process.hrtime.bigint();
+      publisher.kill('SIGKILL');
+      const { at } = await told;
+      latenciesNs.push(Number(BigInt(at) - killedAt));
+      await new Promise((resolve) => (publisher.exitCode !== null || publisher.signalCode !== null
+        ? resolve() : publisher.once('exit', resolve)));
+    }
+    const ms = (ns) => Math.round(ns / 1e4) / 100;
+    console.log(JSON.stringify({
+      benchmark: 'presence',
+      rounds,
+      killToUnavailableMs: { p50: ms(percentile(latenciesNs, 0.5)), p99: ms(percentile(latenciesNs, 0.99)),
+        max: ms(Math.max(...latenciesNs)) },
+      goalMs: 100,
+    }));
+  } finally {
+    for (const child of children) child.kill('SIGKILL');
+    fs.rmSync(dir, { recursive: true, force: true });
+  }
+})().catch((error) => {
+  console.error(error);
+  process.exitCode = 1;
+});
