@@ -137,7 +137,7 @@ async function run({ port, speedFactor, route, hosts = [], listen }) {
     const identity = (bundle) => ['--socket', socket, '--as', bundle];
     const simArgs = [path.join(apps, 'sim', 'main.js'), ...identity(BUNDLES.navigation), '--loop', '--quiet',
       '--speed-factor', String(speedFactor), ...(route ? ['--route', route] : [])];
-    running.sim = await start('sim', node, simArgs, /navinfo-sim: /, { ipc: true });
+    running.sim = await start('sim', node, simArgs, /navinfo-sim: \S+ drives /, { ipc: true });
     reaper.watch(running.sim.child.pid);
     const tryCluster = async (p) => {
       const entry = await start('cluster', node, [path.join(apps, 'cluster', 'main.js'), ...identity(BUNDLES.cluster),

@@ -96,6 +96,10 @@ describe('the packed package installed into an empty application', () => {
   });
 
   test('the test drive runs from its bin entry on the packaged daemon, and stops on SIGTERM', async () => {
+    // The simulator reads its GPX route with the tools' own packages, which
+    // the docs say to install so.
+    run('npm', ['ci', '--offline', '--no-audit', '--no-fund', '--prefix', path.join(app, 'node_modules', 'navigation-info-mgr', 'apps')],
+      { cwd: app });
     const drive = spawn(path.join(app, 'node_modules', '.bin', 'navinfo-testdrive'), ['--daemon', '--port', '0'],
       { cwd: app, env: { ...appEnv, HILOG_LEVEL: 'off' }, stdio: ['ignore', 'pipe', 'inherit'] });
     let output = '';
@@ -109,7 +113,7 @@ describe('the packed package installed into an empty application', () => {
     } finally {
       drive.kill('SIGTERM');
     }
-    assert.deepEqual(await withDeadline(exited, 'the test drive to stop', 15000), { code: 0, signal: null });
+    assert.deepEqual(await withDeadline(exited, 'the test drive to stop', 15000), { code: 0, signal: null }, output);
   });
 
   test('the shipped docs refer only to what the package ships', () => {
