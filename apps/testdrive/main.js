@@ -100,7 +100,7 @@ async function runInOneProcess({ port, speedFactor, route, hosts, listen }) {
 module.exports = { cli, listenCluster, NAV_BUNDLE };
 
 function cli(args = process.argv.slice(2)) {
-  return runProgram('testdrive', () => main(args));
+  return runProgram('navinfo-testdrive', () => main(args));
 }
 
 if (require.main === module) cli();
