@@ -96,21 +96,21 @@ private:
     bool RetryRefused();
     // Books a registration after its call's result (registrationMutex_ held);
     // true when it is booked as refused.
-    bool BookLocked(BookedListener& entry, const sptr<IRemoteObject>& listener, int32_t result,
-        RegistrationKind kind, const std::string& bundleName);
+    bool BookLocked(BookedListener& entry, const sptr<IRemoteObject>& listener, int32_t result, RegistrationKind kind,
+        const std::string& bundleName);
     // Sends a record and keeps it for replay (`kept` is a member of book_).
     template <typename Record, typename Send>
     int32_t Publish(std::optional<Record> RegistrationBook::*kept, Record record, Send&& send);
 
-    int32_t SubmitRequest(uint32_t code, const std::string& bundleName, int32_t type,
-        const AAFwk::WantParams& params, const sptr<IMapCallback>& callback);
+    int32_t SubmitRequest(uint32_t code, const std::string& bundleName, int32_t type, const AAFwk::WantParams& params,
+        const sptr<IMapCallback>& callback);
     // Registers a follower and books it for replay; `book` is a map of book_.
     template <typename Register>
     int32_t Follow(std::map<std::string, BookedListener> RegistrationBook::*book, RegistrationKind kind,
         const std::string& bundleName, const sptr<IRemoteObject>& listener, Register&& reg);
     template <typename Unregister>
-    int32_t Unfollow(std::map<std::string, BookedListener> RegistrationBook::*book,
-        const std::string& bundleName, Unregister&& unreg);
+    int32_t Unfollow(std::map<std::string, BookedListener> RegistrationBook::*book, const std::string& bundleName,
+        Unregister&& unreg);
     // After a registration call: what is booked decides whether to reconnect or retry.
     void AfterRegistration(const ServiceLease& lease, int32_t result, bool refused);
 
@@ -119,8 +119,8 @@ private:
     // replay, so that the book and the daemon agree. Never taken while
     // acquiring the connection (the replay runs inside that).
     std::mutex registrationMutex_;
-    RegistrationBook book_; // guarded by registrationMutex_
-    std::atomic<int> connectionHolds_{0}; // HoldConnection(true) not yet undone
+    RegistrationBook book_;                       // guarded by registrationMutex_
+    std::atomic<int> connectionHolds_{0};         // HoldConnection(true) not yet undone
     std::shared_ptr<ServiceConnector> connector_; // set once in the constructor
     std::unique_ptr<BackoffRetrier> retrier_;     // set once in the constructor; stopped first
 };
