@@ -23,6 +23,6 @@ export default [
   {
     // Node.js code whose page.evaluate() callbacks run in the page.
     files: ['test/browser/**/*.js'],
-    languageOptions: { globals: { ...globals.node, document: 'readonly' } },
+    languageOptions: { globals: { ...globals.node, document: 'readonly', window: 'readonly' } },
   },
 ];

@@ -137,12 +137,12 @@ const layout = () => page.evaluate(() => {
   };
   const inside = (inner, outer) => inner.left >= outer.left - 1 && inner.right <= outer.right + 1 &&
     inner.top >= outer.top - 1 && inner.bottom <= outer.bottom + 1;
-  const view = { left: 0, top: 0, right: innerWidth, bottom: innerHeight };
+  const view = { left: 0, top: 0, right: window.innerWidth, bottom: window.innerHeight };
   const figures = [...document.querySelectorAll('.figure')].map((el) => ({ el, ...rectOf(el) }));
   const parts = [...document.querySelectorAll('.topbar, .panel, .lanes, .roadbar, .controls')];
   return {
     figures: figures.length,
-    scrolls: document.documentElement.scrollHeight > innerHeight || document.documentElement.scrollWidth > innerWidth,
+    scrolls: document.documentElement.scrollHeight > window.innerHeight || document.documentElement.scrollWidth > window.innerWidth,
     wrapped: figures.filter((f) => f.lines > 1).map((f) => `${f.el.id} "${f.el.textContent}"`),
     cut: figures.filter((f) => !inside(f.box, f.el.closest('.panel').getBoundingClientRect()))
       .map((f) => `${f.el.id} "${f.el.textContent}"`),

@@ -77,14 +77,14 @@ protected:
         unsetenv("NAVINFO_REFUSAL_RETRY_MS");
     }
     // Applies policy the way each row says: by reload, or by a restart under it.
-    void Apply(bool restart, std::shared_ptr<const RuleAccessPolicy> policy)
+    void Apply(bool restart, const std::shared_ptr<const RuleAccessPolicy>& policy)
     {
         config_.policy = policy;
         if (restart) {
             StopDaemon();
             StartDaemon();
         } else {
-            daemon_->ReloadPolicy(std::move(policy));
+            daemon_->ReloadPolicy(policy);
         }
     }
 };

@@ -83,7 +83,7 @@ napi_value JsSetEventHandler(napi_env env, napi_callback_info info)
         channel->observerId = NavInfoClient::AddServiceObserver([shared](const ServiceEvent& event) {
             auto queued = std::make_unique<ServiceEvent>(event);
             if (napi_call_threadsafe_function(shared->tsfn, queued.get(), napi_tsfn_nonblocking) == napi_ok) {
-                queued.release(); // CallJsEvent frees it
+                static_cast<void>(queued.release()); // CallJsEvent frees it
             }
         });
         if (channel->observerId == 0) {
