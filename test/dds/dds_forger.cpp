@@ -71,7 +71,8 @@ int main(int argc, char** argv)
     }
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(std::atoi(argv[4]));
     const std::string bundle = argv[3];
-    dds_entity_t participant = dds_create_participant(static_cast<dds_domainid_t>(std::atoi(argv[1])), nullptr, nullptr);
+    dds_entity_t participant = dds_create_participant(static_cast<dds_domainid_t>(std::atoi(argv[1])), nullptr,
+        nullptr);
     if (participant < 0) {
         return Fail("cannot join the domain");
     }
@@ -86,8 +87,8 @@ int main(int argc, char** argv)
         dds_create_topic(participant, &navinfo_bridge_Claim_desc, "navinfo_Claim", nullptr, nullptr), state, nullptr);
     dds_entity_t statusWriter = dds_create_writer(publisher,
         dds_create_topic(participant, &navinfo_bridge_Record_desc, "navinfo_Status", nullptr, nullptr), state, nullptr);
-    dds_entity_t requestTopic = dds_create_topic(participant, &navinfo_bridge_Request_desc, "navinfo_Request",
-        nullptr, nullptr);
+    dds_entity_t requestTopic = dds_create_topic(participant, &navinfo_bridge_Request_desc, "navinfo_Request", nullptr,
+        nullptr);
     dds_entity_t requestReader = dds_create_reader(subscriber, requestTopic, exchange, nullptr);
     dds_entity_t requestWriter = dds_create_writer(publisher, requestTopic, exchange, nullptr);
     dds_entity_t replyWriter = dds_create_writer(publisher,

@@ -63,8 +63,8 @@ private:
     };
     std::map<std::string, RemoteClient> remoteClients_; // by requester instance
     uint64_t requestCount_ = 0;
-    std::set<std::string> contested_;                // "bundle\nnode" already logged
-    RateLimitedCount droppedRequests_;               // whose requester is not their writer's participant
+    std::set<std::string> contested_;  // "bundle\nnode" already logged
+    RateLimitedCount droppedRequests_; // whose requester is not their writer's participant
 };
 
 } // namespace OHOS::NavigationInfoService

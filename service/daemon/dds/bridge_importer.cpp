@@ -271,8 +271,8 @@ void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t ty
         } else {
             request.exporter = found->second.participant;
             request.correlation = nextCorrelation_++;
-            pending_[request.correlation] =
-                Pending{callback, bundle, request.exporter, std::chrono::steady_clock::now() + forgetAfter_};
+            pending_[request.correlation] = Pending{callback, bundle, request.exporter,
+                std::chrono::steady_clock::now() + forgetAfter_};
         }
     }
     if (request.correlation == 0 || !outbound_->WriteRequest(request)) {

@@ -104,17 +104,17 @@ private:
     const std::set<std::string> imports_;
     const std::chrono::milliseconds forgetAfter_;
 
-    std::mutex mutex_; // guards the fields below
-    std::map<std::string, Claimant> claimants_;                 // by bundle
-    std::set<std::string> refusedClaims_;                       // "bundle\ninstance" already logged
+    std::mutex mutex_;                          // guards the fields below
+    std::map<std::string, Claimant> claimants_; // by bundle
+    std::set<std::string> refusedClaims_;       // "bundle\ninstance" already logged
     // Records that came before their claim, by kind and bundle, the latest of
     // each sender (a few at most): the claimant's is published once it claims.
     std::map<std::pair<int, std::string>, std::map<std::string, BridgePayload::Bytes>> parked_;
-    std::unordered_map<uint64_t, Pending> pending_;             // by correlation id
+    std::unordered_map<uint64_t, Pending> pending_; // by correlation id
     uint64_t nextCorrelation_ = 1;
 
-    RateLimitedCount droppedRecords_; // not from their bundle's claimant
-    RateLimitedCount droppedReplies_; // not from the claimant the request went to
+    RateLimitedCount droppedRecords_;   // not from their bundle's claimant
+    RateLimitedCount droppedReplies_;   // not from the claimant the request went to
     RateLimitedCount droppedClaimEnds_; // a claim disposed of by another writer than the claimant's
 };
 
