@@ -4,6 +4,7 @@
 // own): a navigation process on daemon A, a system process on daemon B.
 const { describe, test, before, after } = require('node:test');
 const assert = require('node:assert/strict');
+const { spawn } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const paths = require('./support/paths');
@@ -26,6 +27,7 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
   let b;
   let nav;
   let sys;
+  let forger;
 
   function policy(name, bundles, bridge) {
     const file = tmp.file(`${name}.json`);
@@ -68,6 +70,7 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
   });
 
   after(() => {
+    if (forger) forger.kill('SIGKILL');
     killAll();
     tmp.remove();
   });
@@ -100,6 +103,57 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
       { code: 0, message: 'ok:navigationStatus', data: { type: 'navigationStatus', params: { zoom: 3 } } });
     const command = await sys.call('command', [MAP, 'goHome', {}]);
     assert.deepEqual(command.value, { code: 0, message: 'ok:goHome', data: { type: 'goHome', params: {} } });
+  });
+
+  // A third participant on the loopback, from the bridge's own IDL, copies
+  // A's instance from the claim topic and the open correlation ids from the
+  // request topic (test/dds/dds_forger.cpp). Each row: what it forges, and
+  // what B or A must make of it.
+  describe('a third DDS participant forging samples in the claimant\'s name', () => {
+    const forged = (e) => e.event === 'status' && e.status.routeIndex === 999999;
+    before(async () => {
+      forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '20'],
+        { env: { ...process.env, ...env }, stdio: ['ignore', 'pipe', 'inherit'] });
+      await withDeadline(new Promise((resolve, reject) => {
+        forger.stdout.on('data', (chunk) => { if (/ready/.test(chunk)) resolve(); });
+        forger.once('exit', (code) => reject(new Error(`the forger exited ${code}`)));
+      }), 'the forger matched with both daemons', 15000);
+      // Its records flow from now on; a query makes it forge a reply and a request.
+      await nav.call('answerWith', [{ delayMs: 300 }]);
+    });
+    after(async () => {
+      await nav.call('answerWith', [{ delayMs: 0 }]);
+      forger.kill('SIGKILL');
+    });
+
+    const rows = [
+      ['records with the claimant\'s instance never reach B\'s follower; B counts them', async () => {
+        const mark = 4242;
+        await eventually(async () => {
+          await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+          return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+        }, 'A\'s status reaches B while the forger writes');
+        assert.equal(sys.events.filter(forged).length, 0, 'no forged record delivered');
+        assert.equal((await sys.call('getStatus', [MAP])).value.routeIndex, mark);
+        await b.waitStderr(/dropped \d+ records not written by the daemon that claims their bundle/, 5000);
+      }],
+      ['replies with the requester\'s instance and an open correlation id: B\'s system app gets A\'s answer', async () => {
+        for (const n of [1, 2, 3]) {
+          const answer = await sys.call('query', [MAP, 'navigationStatus', { n }], 10000);
+          assert.deepEqual(answer.value,
+            { code: 0, message: 'ok:navigationStatus', data: { type: 'navigationStatus', params: { n } } });
+        }
+        await b.waitStderr(/dropped \d+ replies not written by the daemon the request went to/, 5000);
+      }],
+      ['requests in the requester\'s name are not carried out on A; A counts them', async () => {
+        // The forger sends its command as soon as it sees the query, which A answers 300 ms later.
+        await sys.call('query', [MAP, 'navigationStatus', { probe: true }], 10000);
+        assert.equal(nav.events.filter((e) => e.event === 'command' && e.params.forged).length, 0,
+          'no forged command reached the navigation process');
+        await a.waitStderr(/dropped \d+ requests whose requester is not the daemon that sent them/, 5000);
+      }],
+    ];
+    for (const [name, row] of rows) test(name, row);
   });
 
   test('1002 while nobody serves an imported bundle, 1003 for one that is not imported', async () => {

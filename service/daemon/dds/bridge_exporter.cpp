@@ -119,10 +119,9 @@ void BridgeExporter::RefreshClaims()
     }
 }
 
-void BridgeExporter::OnClaim(const navinfo_bridge_Claim& claim)
+void BridgeExporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSender& sender)
 {
-    if (claim.bundle == nullptr || claim.instance == nullptr || exports_.count(claim.bundle) == 0 ||
-        outbound_->Instance() == claim.instance) {
+    if (claim.bundle == nullptr || exports_.count(claim.bundle) == 0 || outbound_->Instance() == sender.participant) {
         return;
     }
     std::string node = ValidName(claim.node) ? claim.node : "?";
@@ -134,11 +133,17 @@ void BridgeExporter::OnClaim(const navinfo_bridge_Claim& claim)
     }
 }
 
-void BridgeExporter::OnRequest(const navinfo_bridge_Request& r)
+void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSender& sender)
 {
-    if (r.exporter == nullptr || outbound_->Instance() != r.exporter || r.requester == nullptr ||
-        r.requester[0] == '\0' || strnlen(r.requester, 64) >= 64) {
-        return; // for another daemon, or with nowhere to answer
+    if (r.exporter == nullptr || outbound_->Instance() != r.exporter) {
+        return; // for another daemon
+    }
+    if (r.requester == nullptr || sender.participant.empty() || sender.participant != r.requester) {
+        if (uint64_t due = droppedRequests_.Add(1)) {
+            DAEMON_LOGW("dropped %{public}llu requests whose requester is not the daemon that sent them",
+                static_cast<unsigned long long>(due));
+        }
+        return;
     }
     if (!ValidName(r.bundle) || exports_.count(r.bundle) == 0 || !ValidName(r.requesterBundle)) {
         Reply(r.requester, r.correlation, NAV_INFO_ERR_NOT_FOUND);

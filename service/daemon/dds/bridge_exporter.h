@@ -15,8 +15,10 @@
 
 #include "bridge_policy.h"
 #include "dds_outbound.h"
+#include "dds_senders.h"
 #include "nav_info_service_core.h"
 #include "navinfo_bridge.h"
+#include "rate_limited_count.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -32,8 +34,12 @@ public:
     // liveliness lapsed) learns again who serves them.
     void RefreshClaims();
     // Another daemon claims a bundle: logged when it is one of ours.
-    void OnClaim(const navinfo_bridge_Claim& claim);
-    void OnRequest(const navinfo_bridge_Request& request);
+    void OnClaim(const navinfo_bridge_Claim& claim, const SampleSender& sender);
+    // A request, carried out only when its requester is the participant that
+    // wrote it: the answer goes to the requester, and a participant naming
+    // another daemon's instance and correlation id would have this daemon
+    // answer that daemon's open request in its place.
+    void OnRequest(const navinfo_bridge_Request& request, const SampleSender& sender);
 
 private:
     // The core's client id of a requesting daemon. When MAX_REMOTE_CLIENTS
@@ -57,7 +63,8 @@ private:
     };
     std::map<std::string, RemoteClient> remoteClients_; // by requester instance
     uint64_t requestCount_ = 0;
-    std::set<std::string> contested_; // "bundle\nnode" already logged
+    std::set<std::string> contested_;  // "bundle\nnode" already logged
+    RateLimitedCount droppedRequests_; // whose requester is not their writer's participant
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -17,6 +17,8 @@ namespace {
 // Requests in flight to other daemons; beyond, new ones are answered 1002.
 constexpr size_t MAX_PENDING_REQUESTS = 16 * 1024;
 constexpr size_t MAX_LOGGED_REFUSALS = 1024;
+// Senders whose record of a bundle waits for its claim, per kind and bundle.
+constexpr size_t MAX_PARKED_SENDERS = 4;
 
 class RemoteNavigationListener : public SystemNavigationListener {
 public:
@@ -110,11 +112,10 @@ void BridgeImporter::EndClaimantLocked(const std::string& bundle, std::vector<sp
     }
 }
 
-void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
+void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSender& sender)
 {
-    // A claim that is gone carries its key (the bundle) only.
     if (!Bounded(claim.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(claim.bundle) == 0 ||
-        (alive && !Bounded(claim.instance, 64))) {
+        sender.participant.empty()) {
         return;
     }
     const std::string bundle = claim.bundle;
@@ -124,32 +125,31 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = claimants_.find(bundle);
-        if (!alive) {
-            // Every writer of the claim is gone (its daemon stopped or died) or lost liveliness.
-            EndClaimantLocked(bundle, orphans, gone);
-        } else if (found != claimants_.end() && found->second.instance == claim.instance) {
+        if (found != claimants_.end() && found->second.participant == sender.participant) {
             found->second.staleAt = StaleAt(claim);
+            found->second.claimWriter = sender.writer;
         } else if (found != claimants_.end() && found->second.staleAt > std::chrono::steady_clock::now()) {
             if (refusedClaims_.size() < MAX_LOGGED_REFUSALS &&
-                refusedClaims_.insert(bundle + "\n" + claim.instance).second) {
+                refusedClaims_.insert(bundle + "\n" + sender.participant).second) {
                 DAEMON_LOGE("%{public}s is claimed by %{public}s too, while %{public}s serves it: the second claim "
                             "is refused",
                     bundle.c_str(), Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
                     found->second.node.c_str());
             }
-        } else if (outbound_->Exchanges(claim.instance)) {
+        } else if (outbound_->Exchanges(sender.participant)) {
             // Taken once requests and replies pass between its daemon and this
             // one (until then its records wait, and requests get 1002); its
             // next claim tries again.
             EndClaimantLocked(bundle, orphans, gone); // a stale one, if any
-            Claimant claimant{claim.instance, Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
-                StaleAt(claim)};
+            Claimant claimant{sender.participant, sender.writer,
+                Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?", StaleAt(claim)};
             DAEMON_LOGI("%{public}s is served by %{public}s", bundle.c_str(), claimant.node.c_str());
             for (RecordKind kind : {RecordKind::STATUS, RecordKind::METADATA}) {
                 auto parked = parked_.find({static_cast<int>(kind), bundle});
                 if (parked != parked_.end()) {
-                    if (parked->second.instance == claimant.instance) {
-                        unparked.emplace_back(kind, std::move(parked->second.payload));
+                    auto mine = parked->second.find(claimant.participant);
+                    if (mine != parked->second.end()) {
+                        unparked.emplace_back(kind, std::move(mine->second));
                     }
                     parked_.erase(parked);
                 }
@@ -166,25 +166,63 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
     }
 }
 
-void BridgeImporter::OnRecord(RecordKind kind, const navinfo_bridge_Record& record)
+void BridgeImporter::OnClaimEnded(const navinfo_bridge_Claim& key, const SampleSender& sender, bool noWriters)
 {
-    if (!Bounded(record.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(record.bundle) == 0 ||
-        !Bounded(record.instance, 64)) {
+    if (!Bounded(key.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(key.bundle) == 0) {
+        return;
+    }
+    std::vector<sptr<IMapCallback>> orphans;
+    std::vector<std::string> gone;
+    bool dropped = false;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = claimants_.find(key.bundle);
+        if (found == claimants_.end()) {
+            return;
+        }
+        // The claimant's daemon stopped or died, or its liveliness lapsed. A
+        // claim disposed of by another writer says nothing about the claimant.
+        if (noWriters || sender.writer == found->second.claimWriter) {
+            EndClaimantLocked(key.bundle, orphans, gone);
+        } else {
+            dropped = true;
+        }
+    }
+    if (dropped) {
+        CountDropped(droppedClaimEnds_, 1, "claims ended by a writer other than the claimant's");
+    }
+    for (auto& callback : orphans) {
+        Answer(callback, NAV_INFO_ERR_NOT_FOUND);
+    }
+    ReportGone(gone);
+}
+
+void BridgeImporter::OnRecord(RecordKind kind, const navinfo_bridge_Record& record, const SampleSender& sender)
+{
+    if (!Bounded(record.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(record.bundle) == 0) {
         return;
     }
     const std::string bundle = record.bundle;
     BridgePayload::Bytes payload(record.payload._buffer, record.payload._buffer + record.payload._length);
+    bool fromClaimant = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = claimants_.find(bundle);
-        if (found == claimants_.end()) {
-            // The claim may come second (another topic): the latest record waits for it.
-            parked_[{static_cast<int>(kind), bundle}] = Parked{record.instance, std::move(payload)};
-            return;
+        if (found == claimants_.end() && !sender.participant.empty()) {
+            // The claim may come second (another topic): the latest record of
+            // each sender waits for it, from a few senders at most.
+            auto& waiting = parked_[{static_cast<int>(kind), bundle}];
+            if (waiting.count(sender.participant) > 0 || waiting.size() < MAX_PARKED_SENDERS) {
+                waiting[sender.participant] = std::move(payload);
+                return;
+            }
         }
-        if (found->second.instance != record.instance) {
-            return; // from a refused claimant
-        }
+        fromClaimant = found != claimants_.end() && found->second.participant == sender.participant;
+    }
+    if (!fromClaimant) {
+        // A refused claimant, a participant that copied the claimant's instance, or no room to wait.
+        CountDropped(droppedRecords_, 1, "records not written by the daemon that claims their bundle");
+        return;
     }
     Publish(kind, bundle, payload);
 }
@@ -231,9 +269,10 @@ void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t ty
         if (found == claimants_.end() || pending_.size() >= MAX_PENDING_REQUESTS) {
             request.correlation = 0;
         } else {
-            request.exporter = found->second.instance;
+            request.exporter = found->second.participant;
             request.correlation = nextCorrelation_++;
-            pending_[request.correlation] = Pending{callback, bundle, std::chrono::steady_clock::now() + forgetAfter_};
+            pending_[request.correlation] = Pending{callback, bundle, request.exporter,
+                std::chrono::steady_clock::now() + forgetAfter_};
         }
     }
     if (request.correlation == 0 || !outbound_->WriteRequest(request)) {
@@ -248,7 +287,7 @@ void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t ty
     }
 }
 
-void BridgeImporter::OnReply(const navinfo_bridge_Reply& reply)
+void BridgeImporter::OnReply(const navinfo_bridge_Reply& reply, const SampleSender& sender)
 {
     if (reply.requester == nullptr || outbound_->Instance() != reply.requester) {
         return;
@@ -260,8 +299,15 @@ void BridgeImporter::OnReply(const navinfo_bridge_Reply& reply)
         if (found == pending_.end()) {
             return; // answered already (its claimant went), or forgotten
         }
-        callback = std::move(found->second.callback);
-        pending_.erase(found);
+        if (found->second.exporter == sender.participant) {
+            callback = std::move(found->second.callback);
+            pending_.erase(found);
+        }
+    }
+    if (callback == nullptr) {
+        // Somebody else answering in the claimant's place: the request stays open for the real answer.
+        CountDropped(droppedReplies_, 1, "replies not written by the daemon the request went to");
+        return;
     }
     ResultData result;
     if (!BridgePayload::Decode(reply.result._buffer, reply.result._length, result)) {
@@ -301,6 +347,10 @@ void BridgeImporter::Sweep()
         Answer(callback, NAV_INFO_ERR_NOT_FOUND);
     }
     ReportGone(gone);
+    // Drops counted since the last line, once their second has passed.
+    CountDropped(droppedRecords_, 0, "records not written by the daemon that claims their bundle");
+    CountDropped(droppedReplies_, 0, "replies not written by the daemon the request went to");
+    CountDropped(droppedClaimEnds_, 0, "claims ended by a writer other than the claimant's");
 }
 
 void BridgeImporter::ReportGone(const std::vector<std::string>& bundles)
@@ -310,6 +360,13 @@ void BridgeImporter::ReportGone(const std::vector<std::string>& bundles)
     // new claimant, which is published after this.
     for (const std::string& bundle : bundles) {
         core_->ReportPublisherGone(bundle);
+    }
+}
+
+void BridgeImporter::CountDropped(RateLimitedCount& count, uint64_t n, const char* what)
+{
+    if (uint64_t due = count.Add(n)) {
+        DAEMON_LOGW("dropped %{public}llu %{public}s", static_cast<unsigned long long>(due), what);
     }
 }
 

@@ -20,7 +20,14 @@
 // restarted at once claims the same instance (bundle) before the old claim's
 // lapse could make it not alive, so DDS alone would not tell.
 //
-// Threads: OnClaim, OnRecord, OnReply and Sweep on the bridge's thread;
+// Who holds a claim is the participant whose DDS writer wrote the claim,
+// as Cyclone tells it (dds_senders.h), not the `instance` string the sample
+// carries, which anybody can copy from the readable claim topic. A bundle's
+// records are taken only from that participant's writers, and a reply only
+// from the participant that held the claim when the request was sent; any
+// other sample is dropped and counted, with one log line a second at most.
+//
+// Threads: OnClaim, OnClaimEnded, OnRecord, OnReply and Sweep on the bridge's thread;
 // Forward on the core's executor (the stand-in's calls). State under mutex_;
 // no core call and no callback while it is held.
 #ifndef SERVICE_DAEMON_DDS_BRIDGE_IMPORTER_H
@@ -39,8 +46,10 @@
 #include "bridge_payload.h"
 #include "bridge_policy.h"
 #include "dds_outbound.h"
+#include "dds_senders.h"
 #include "nav_info_service_core.h"
 #include "navinfo_bridge.h"
+#include "rate_limited_count.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -50,10 +59,14 @@ public:
         const BridgePolicy& policy, std::chrono::milliseconds requestTimeout);
     // Registers the stand-in listeners.
     void Start();
-    // A claim sample: alive (valid data) or gone (alive false).
-    void OnClaim(const navinfo_bridge_Claim& claim, bool alive);
-    void OnRecord(RecordKind kind, const navinfo_bridge_Record& record);
-    void OnReply(const navinfo_bridge_Reply& reply);
+    // A claim sample with data, written by sender.
+    void OnClaim(const navinfo_bridge_Claim& claim, const SampleSender& sender);
+    // The claim of key's bundle is no longer alive: every writer of it is
+    // gone (noWriters), or sender disposed of it. Believed from the
+    // claimant's own claim writer, or when no writer is left.
+    void OnClaimEnded(const navinfo_bridge_Claim& key, const SampleSender& sender, bool noWriters);
+    void OnRecord(RecordKind kind, const navinfo_bridge_Record& record, const SampleSender& sender);
+    void OnReply(const navinfo_bridge_Reply& reply, const SampleSender& sender);
     // Ends the claimants that stopped claiming; forgets requests the core
     // has long answered with its time-out.
     void Sweep();
@@ -63,18 +76,16 @@ public:
 
 private:
     struct Claimant {
-        std::string instance;
+        std::string participant;           // of the writer of its claim
+        dds_instance_handle_t claimWriter; // that writer
         std::string node;
         std::chrono::steady_clock::time_point staleAt; // gone unless it claims again before
     };
     struct Pending {
         sptr<IMapCallback> callback;
         std::string bundle;
+        std::string exporter; // the claimant it went to: the one participant whose reply counts
         std::chrono::steady_clock::time_point forgetAt;
-    };
-    struct Parked {
-        std::string instance;
-        BridgePayload::Bytes payload;
     };
     void Publish(RecordKind kind, const std::string& bundle, const BridgePayload::Bytes& payload);
     // mutex_ held: forgets the bundle's claimant, taking the callbacks of the
@@ -85,18 +96,26 @@ private:
     void ReportGone(const std::vector<std::string>& bundles);
     static std::chrono::steady_clock::time_point StaleAt(const navinfo_bridge_Claim& claim);
     static void Answer(const sptr<IMapCallback>& callback, int32_t code);
+    // Counts n dropped samples of one kind (0 only asks); logs the count at most once a second.
+    static void CountDropped(RateLimitedCount& count, uint64_t n, const char* what);
 
     const std::shared_ptr<NavInfoServiceCore> core_;
     const std::shared_ptr<DdsOutbound> outbound_;
     const std::set<std::string> imports_;
     const std::chrono::milliseconds forgetAfter_;
 
-    std::mutex mutex_;                                     // guards the fields below
-    std::map<std::string, Claimant> claimants_;            // by bundle
-    std::set<std::string> refusedClaims_;                  // "bundle\ninstance" already logged
-    std::map<std::pair<int, std::string>, Parked> parked_; // records that came before their claim
-    std::unordered_map<uint64_t, Pending> pending_;        // by correlation id
+    std::mutex mutex_;                          // guards the fields below
+    std::map<std::string, Claimant> claimants_; // by bundle
+    std::set<std::string> refusedClaims_;       // "bundle\ninstance" already logged
+    // Records that came before their claim, by kind and bundle, the latest of
+    // each sender (a few at most): the claimant's is published once it claims.
+    std::map<std::pair<int, std::string>, std::map<std::string, BridgePayload::Bytes>> parked_;
+    std::unordered_map<uint64_t, Pending> pending_; // by correlation id
     uint64_t nextCorrelation_ = 1;
+
+    RateLimitedCount droppedRecords_;   // not from their bundle's claimant
+    RateLimitedCount droppedReplies_;   // not from the claimant the request went to
+    RateLimitedCount droppedClaimEnds_; // a claim disposed of by another writer than the claimant's
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -13,6 +13,7 @@
 #include "daemon_service.h"
 #include "dds_entities.h"
 #include "dds_outbound.h"
+#include "dds_senders.h"
 #include "navinfo_bridge.h"
 #include "network_bridge.h"
 
@@ -114,33 +115,38 @@ private:
         dds_get_liveliness_changed_status(entities_.claimReader, &liveliness);
         size_t taken = TakeEach<navinfo_bridge_Claim>(entities_.claimReader,
             [this](const navinfo_bridge_Claim& claim, const dds_sample_info_t& info) {
-                if (info.valid_data) {
-                    exporter_.OnClaim(claim);
+                // A claim that is gone carries its key (the bundle) only.
+                if (info.valid_data && info.instance_state == DDS_IST_ALIVE) {
+                    SampleSender sender = claimSenders_.Of(info);
+                    exporter_.OnClaim(claim, sender);
+                    importer_->OnClaim(claim, sender);
+                } else if (info.instance_state != DDS_IST_ALIVE) {
+                    importer_->OnClaimEnded(claim, claimSenders_.Of(info),
+                        info.instance_state == DDS_IST_NOT_ALIVE_NO_WRITERS);
                 }
-                importer_->OnClaim(claim, info.instance_state == DDS_IST_ALIVE);
             });
         taken += TakeEach<navinfo_bridge_Record>(entities_.statusReader,
             [this](const navinfo_bridge_Record& record, const dds_sample_info_t& info) {
                 if (info.valid_data) {
-                    importer_->OnRecord(RecordKind::STATUS, record);
+                    importer_->OnRecord(RecordKind::STATUS, record, statusSenders_.Of(info));
                 }
             });
         taken += TakeEach<navinfo_bridge_Record>(entities_.metadataReader,
             [this](const navinfo_bridge_Record& record, const dds_sample_info_t& info) {
                 if (info.valid_data) {
-                    importer_->OnRecord(RecordKind::METADATA, record);
+                    importer_->OnRecord(RecordKind::METADATA, record, metadataSenders_.Of(info));
                 }
             });
         taken += TakeEach<navinfo_bridge_Request>(entities_.requestReader,
             [this](const navinfo_bridge_Request& request, const dds_sample_info_t& info) {
                 if (info.valid_data) {
-                    exporter_.OnRequest(request);
+                    exporter_.OnRequest(request, requestSenders_.Of(info));
                 }
             });
         taken += TakeEach<navinfo_bridge_Reply>(entities_.replyReader,
             [this](const navinfo_bridge_Reply& reply, const dds_sample_info_t& info) {
                 if (info.valid_data) {
-                    importer_->OnReply(reply);
+                    importer_->OnReply(reply, replySenders_.Of(info));
                 }
             });
         return taken;
@@ -151,6 +157,12 @@ private:
     const std::shared_ptr<DdsOutbound> outbound_;
     BridgeExporter exporter_; // the bridge's thread only, after Start
     const std::shared_ptr<BridgeImporter> importer_;
+    // Who wrote each sample, per reader: the bridge's thread only.
+    SampleSenders claimSenders_{entities_.claimReader};
+    SampleSenders statusSenders_{entities_.statusReader};
+    SampleSenders metadataSenders_{entities_.metadataReader};
+    SampleSenders requestSenders_{entities_.requestReader};
+    SampleSenders replySenders_{entities_.replyReader};
     std::atomic<bool> stop_{false};
     std::thread thread_;
 };

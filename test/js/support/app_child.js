@@ -9,10 +9,10 @@ const nav = require(process.env.NAVINFO_ROOT);
 const controller = nav.getNavigationController();
 const system = nav.getSystemNavigationController();
 
-// How the navigation role answers queries and commands: at once, or never
-// (so that a request stays outstanding); with a given answer instead of the
-// default one, and through a thenable instead of a promise.
-let answering = { hold: false, code: 0, message: 'ok', answer: null, thenable: false };
+// How the navigation role answers queries and commands: at once, after
+// delayMs, or never (so that a request stays outstanding); with a given
+// answer instead of the default one, and through a thenable instead of a promise.
+let answering = { hold: false, delayMs: 0, code: 0, message: 'ok', answer: null, thenable: false };
 
 function send(message) {
   if (process.connected) process.send(message);
@@ -24,6 +24,7 @@ function onRequest(kind) {
     if (answering.hold) return new Promise(() => {});
     const answer = answering.answer || { code: answering.code, message: `${answering.message}:${type}`,
       data: { type, params } };
+    if (answering.delayMs > 0) return new Promise((resolve) => setTimeout(resolve, answering.delayMs, answer));
     return answering.thenable ? { then(resolve) { resolve(answer); } } : Promise.resolve(answer);
   };
 }

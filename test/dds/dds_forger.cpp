@@ -1,0 +1,167 @@
+// A third DDS participant for the bridge tests, built from the bridge's own
+// IDL: it joins the test's domain and partition (loopback only, through the
+// test's CYCLONEDDS_URI) and, until its time is up, tries what any
+// participant on the vehicle network could:
+//  - records of the bundle carrying the claimant's `instance`, copied from
+//    the readable claim topic (routeIndex 999999, "FORGED-BY-THIRD-PARTY");
+//  - a reply to every request it sees, with the requester's instance and the
+//    open correlation id ({0, "HIJACKED"});
+//  - a request in the requester's name with the same correlation id, a
+//    command (goHome, params {forged: true}), so that the exporter, were it to
+//    believe the name, would answer the requester's open query with it.
+// It prints "ready" once its writers are matched with both daemons' readers.
+//
+// Usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include <dds/dds.h>
+
+#include "bridge_payload.h"
+#include "navinfo_bridge.h"
+
+using namespace OHOS::NavigationInfoService;
+
+namespace {
+
+constexpr int32_t FORGED_ROUTE_INDEX = 999999;
+
+char* Text(const std::string& value)
+{
+    return const_cast<char*>(value.c_str());
+}
+
+dds_sequence_octet Octets(const BridgePayload::Bytes& bytes)
+{
+    return {static_cast<uint32_t>(bytes.size()), static_cast<uint32_t>(bytes.size()),
+        const_cast<uint8_t*>(bytes.data()), false};
+}
+
+dds_qos_t* Qos(bool state)
+{
+    dds_qos_t* qos = dds_create_qos();
+    dds_qset_reliability(qos, DDS_RELIABILITY_RELIABLE, DDS_SECS(1));
+    dds_qset_durability(qos, state ? DDS_DURABILITY_TRANSIENT_LOCAL : DDS_DURABILITY_VOLATILE);
+    dds_qset_history(qos, DDS_HISTORY_KEEP_LAST, state ? 1 : 1024);
+    return qos;
+}
+
+uint32_t Matched(dds_entity_t writer)
+{
+    dds_publication_matched_status_t status{};
+    dds_get_publication_matched_status(writer, &status);
+    return status.current_count;
+}
+
+int Fail(const char* what)
+{
+    std::fprintf(stderr, "navinfo_dds_forger: %s\n", what);
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 5) {
+        return Fail("usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS");
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(std::atoi(argv[4]));
+    const std::string bundle = argv[3];
+    dds_entity_t participant = dds_create_participant(static_cast<dds_domainid_t>(std::atoi(argv[1])), nullptr,
+        nullptr);
+    if (participant < 0) {
+        return Fail("cannot join the domain");
+    }
+    dds_qos_t* partition = dds_create_qos();
+    dds_qset_partition1(partition, argv[2]);
+    dds_entity_t publisher = dds_create_publisher(participant, partition, nullptr);
+    dds_entity_t subscriber = dds_create_subscriber(participant, partition, nullptr);
+    dds_delete_qos(partition);
+    dds_qos_t* state = Qos(true);
+    dds_qos_t* exchange = Qos(false);
+    dds_entity_t claimReader = dds_create_reader(subscriber,
+        dds_create_topic(participant, &navinfo_bridge_Claim_desc, "navinfo_Claim", nullptr, nullptr), state, nullptr);
+    dds_entity_t statusWriter = dds_create_writer(publisher,
+        dds_create_topic(participant, &navinfo_bridge_Record_desc, "navinfo_Status", nullptr, nullptr), state, nullptr);
+    dds_entity_t requestTopic = dds_create_topic(participant, &navinfo_bridge_Request_desc, "navinfo_Request", nullptr,
+        nullptr);
+    dds_entity_t requestReader = dds_create_reader(subscriber, requestTopic, exchange, nullptr);
+    dds_entity_t requestWriter = dds_create_writer(publisher, requestTopic, exchange, nullptr);
+    dds_entity_t replyWriter = dds_create_writer(publisher,
+        dds_create_topic(participant, &navinfo_bridge_Reply_desc, "navinfo_Reply", nullptr, nullptr), exchange,
+        nullptr);
+    dds_delete_qos(state);
+    dds_delete_qos(exchange);
+    if (claimReader < 0 || statusWriter < 0 || requestReader < 0 || requestWriter < 0 || replyWriter < 0) {
+        dds_delete(participant);
+        return Fail("cannot create the endpoints");
+    }
+
+    // The forged record and answer, in the daemons' own record encoding.
+    NavigationStatus forged;
+    forged.status = 1;
+    forged.routeIndex = FORGED_ROUTE_INDEX;
+    forged.customData = "FORGED-BY-THIRD-PARTY";
+    BridgePayload::Bytes record;
+    BridgePayload::Bytes hijacked;
+    BridgePayload::Bytes commandParams;
+    OHOS::AAFwk::WantParams params;
+    params.SetParam("forged", OHOS::AAFwk::WantValue::Bool(true));
+    if (!BridgePayload::Encode(forged, record) || !BridgePayload::Encode(ResultData{0, "HIJACKED", {}}, hijacked) ||
+        !BridgePayload::Encode(params, commandParams)) {
+        dds_delete(participant);
+        return Fail("cannot encode");
+    }
+
+    std::string claimant; // the instance string the claimant broadcasts
+    bool ready = false;
+    while (std::chrono::steady_clock::now() < deadline) {
+        void* samples[16] = {};
+        dds_sample_info_t infos[16];
+        dds_return_t n = dds_take(claimReader, samples, infos, 16, 16);
+        for (dds_return_t i = 0; i < n; ++i) {
+            auto* claim = static_cast<navinfo_bridge_Claim*>(samples[i]);
+            if (infos[i].valid_data && bundle == claim->bundle) {
+                claimant = claim->instance;
+            }
+        }
+        if (n > 0) {
+            dds_return_loan(claimReader, samples, n);
+        }
+        // Both daemons read records and requests and replies.
+        if (!ready && !claimant.empty() && Matched(statusWriter) >= 2 && Matched(requestWriter) >= 2 &&
+            Matched(replyWriter) >= 2) {
+            ready = true;
+            std::printf("ready\n");
+            std::fflush(stdout);
+        }
+        if (ready) {
+            navinfo_bridge_Record sample{Text(bundle), Text(claimant), Octets(record)};
+            dds_write(statusWriter, &sample);
+        }
+        n = dds_take(requestReader, samples, infos, 16, 16);
+        for (dds_return_t i = 0; i < n; ++i) {
+            auto* request = static_cast<navinfo_bridge_Request*>(samples[i]);
+            if (!infos[i].valid_data || bundle != request->bundle || request->kind != 0) {
+                continue; // its own forged commands come back too
+            }
+            navinfo_bridge_Reply reply{request->requester, request->correlation, Octets(hijacked)};
+            dds_write(replyWriter, &reply);
+            navinfo_bridge_Request command = *request;
+            command.kind = 1;
+            command.type = CommandType::GO_HOME;
+            command.params = Octets(commandParams);
+            dds_write(requestWriter, &command);
+        }
+        if (n > 0) {
+            dds_return_loan(requestReader, samples, n);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    dds_delete(participant);
+    return ready ? 0 : Fail("never saw the claim and both daemons");
+}
