@@ -45,6 +45,19 @@ function createClusterServer({ client, bundle, hosts = [], streams: streamLimits
   const pageText = fs.readFileSync(path.join(PAGE_DIR, 'index.html'), 'utf8');
   let lastStatus = null;
   let lastMetadata = null;
+  // Whether the service is reachable, as the pages are told: a cluster
+  // without its service must not go on showing the last guidance.
+  let service = { up: client.connected };
+  const onConnect = () => {
+    service = { up: true };
+    streams.broadcast('service', service);
+  };
+  const onDisconnect = (reason) => {
+    service = { up: false, reason: reason && reason.message };
+    streams.broadcast('service', service);
+  };
+  client.on('connect', onConnect);
+  client.on('disconnect', onDisconnect);
 
   const statusSub = client.followStatus(bundle);
   statusSub.on('status', (status) => {
@@ -58,7 +71,7 @@ function createClusterServer({ client, bundle, hosts = [], streams: streamLimits
   });
 
   function openEvents(request, response) {
-    const first = [frameOf('hello', { bundle, turnModes: TurnMode, turnText: TURN_MODE_TEXT })];
+    const first = [frameOf('hello', { bundle, turnModes: TurnMode, turnText: TURN_MODE_TEXT }), frameOf('service', service)];
     if (lastStatus) first.push(frameOf('status', lastStatus));
     if (lastMetadata) first.push(frameOf('metadata', lastMetadata));
     streams.open(request, response, first);
@@ -141,6 +154,8 @@ function createClusterServer({ client, bundle, hosts = [], streams: streamLimits
       });
     },
     close() {
+      client.removeListener('connect', onConnect);
+      client.removeListener('disconnect', onDisconnect);
       statusSub.close();
       metadataSub.close();
       streams.close();

@@ -10,6 +10,12 @@
   let turnText = {};
   let status = null;
   let metadata = null;
+  // What the page can vouch for: its stream to the server is open, the
+  // server reaches the service, and a record came in the last FRESH_MS.
+  const FRESH_MS = 5000;
+  let streamOpen = false;
+  let serviceUp = true;
+  let lastRecordAt = 0;
 
   // --- how the page was opened: ?controls=0 (no buttons), ?units=imperial ---
   const options = new URLSearchParams(location.search);
@@ -140,6 +146,39 @@
     car.setAttribute('transform', `translate(${x.toFixed(1)} ${y.toFixed(1)}) rotate(${metadata.naviBearing})`);
   }
 
+  // --- what is shown when nothing stands behind the guidance any more ---
+  // No manoeuvre, speed, distance or arrival is left over from before.
+  function blankGuidance(text) {
+    metadata = null;
+    const arrow = $('turn-arrow');
+    arrow.replaceChildren();
+    arrow.dataset.mode = 'NONE';
+    for (const id of ['turn-distance', 'total-left']) {
+      $(id).textContent = '—';
+      $(id).dataset.meters = '';
+    }
+    $('time-left').textContent = '—';
+    $('time-left').dataset.seconds = '';
+    $('eta').textContent = '—';
+    $('speed').textContent = '—';
+    $('speed').dataset.kmh = '';
+    $('limit').textContent = '—';
+    $('camera').hidden = true;
+    $('dial-value').style.strokeDasharray = '0 100';
+    document.querySelector('.gauge').classList.remove('over');
+    $('lanes').replaceChildren();
+    $('next-road').textContent = '—';
+    $('current-road').textContent = '—';
+    $('heading').textContent = '';
+    $('turn-text').textContent = text;
+    $('car')?.remove();
+  }
+  const guidanceStands = () => streamOpen && serviceUp && status !== null && status.status !== 5;
+  function showLink() {
+    $('link').classList.toggle('live', guidanceStands() && Date.now() - lastRecordAt < FRESH_MS);
+  }
+  setInterval(showLink, 250);
+
   // --- records ---
   function renderStatus() {
     const state = STATES[status.status] || `STATE ${status.status}`;
@@ -156,12 +195,15 @@
     $('route-name').textContent = custom.route || '';
     $('map-info').textContent = custom.zoom !== undefined
       ? `zoom ${custom.zoom} · layers: ${(custom.layers || []).join(', ') || 'none'}` : '';
-    if (status.status !== 1) $('turn-text').textContent = status.status === 5 ? 'Navigation unavailable' : 'No guidance';
     drawMap();
+    if (status.status === 5) blankGuidance('Navigation app not responding');
+    else if (status.status === 0) blankGuidance('No guidance');
+    else if (status.status !== 1) $('turn-text').textContent = 'No guidance';
   }
 
   function renderMetadata() {
     const m = metadata;
+    if (!serviceUp || (status && status.status === 5)) return; // nothing stands behind it
     const modeName = Object.keys(modes).find((k) => modes[k] === m.naviTurnMode) || 'NONE';
     const arrow = $('turn-arrow');
     arrow.dataset.mode = modeName;
@@ -197,15 +239,32 @@
   const RETRY_MS = 5000;
   function connect() {
     const events = new EventSource('/events');
-    events.addEventListener('open', () => $('link').classList.add('live'));
+    events.addEventListener('open', () => {
+      streamOpen = true;
+      showLink();
+    });
     events.addEventListener('error', () => {
       // A refused stream (503: too many pages) is not retried by the
       // browser, a broken one is.
       if (events.readyState === EventSource.CLOSED) setTimeout(connect, RETRY_MS);
-      $('link').classList.remove('live');
+      streamOpen = false;
+      showLink();
       const badge = $('nav-state');
       badge.textContent = 'OFFLINE';
       badge.dataset.state = 'offline';
+      blankGuidance('Cluster server unreachable');
+    });
+    events.addEventListener('service', (event) => {
+      serviceUp = JSON.parse(event.data).up;
+      showLink();
+      if (!serviceUp) {
+        const badge = $('nav-state');
+        badge.textContent = 'NO SERVICE';
+        badge.dataset.state = 'offline';
+        blankGuidance('Service unavailable');
+      } else if (status) {
+        renderStatus();
+      }
     });
     events.addEventListener('hello', (event) => {
       const hello = JSON.parse(event.data);
@@ -217,11 +276,15 @@
     });
     events.addEventListener('status', (event) => {
       status = JSON.parse(event.data).status;
+      lastRecordAt = Date.now();
       renderStatus();
+      showLink();
     });
     events.addEventListener('metadata', (event) => {
       metadata = JSON.parse(event.data).metadata;
+      lastRecordAt = Date.now();
       renderMetadata();
+      showLink();
     });
   }
 
