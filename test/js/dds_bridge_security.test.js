@@ -6,7 +6,7 @@
 // exporter), a system process on daemon B (the importer).
 const { describe, test, before, after } = require('node:test');
 const assert = require('node:assert/strict');
-const { spawn, execFileSync } = require('node:child_process');
+const { spawn, spawnSync, execFileSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const paths = require('./support/paths');
@@ -117,6 +117,16 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
       assert.doesNotMatch(output, /ready/);
       assert.equal(sys.events.filter((e) => e.event === 'status' && e.status.routeIndex === 999999).length, 0);
     }],
+    ['a third participant with the importer\'s credentials may not write records', async () => {
+      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '4'],
+        { env: { ...process.env, ...uriOf('B') }, stdio: ['ignore', 'pipe', 'pipe'] });
+      let output = '';
+      forger.stdout.on('data', (chunk) => { output += chunk; });
+      forger.stderr.on('data', (chunk) => { output += chunk; });
+      const code = await withDeadline(new Promise((resolve) => forger.once('exit', resolve)), 'the forger ends', 15000);
+      assert.equal(code, 1, output);
+      assert.match(output, /cannot create the endpoints/);
+    }],
     ['a daemon whose permissions do not allow its role exits 1 naming the topic and why', async () => {
       // An exporting policy with the importer's credentials: B may not write claims.
       const policyC = policy('C', { [MAP]: { navigationPermission: true } }, { export: [MAP] });
@@ -125,4 +135,38 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
     }],
   ];
   for (const [name, row] of rows) test(name, row);
+});
+
+describe('navinfo-dds-security init refuses what it cannot make', () => {
+  const tmp = tempDir();
+  after(() => tmp.remove());
+  const write = (name, value) => {
+    fs.writeFileSync(tmp.file(name), typeof value === 'string' ? value : JSON.stringify(value));
+    return tmp.file(name);
+  };
+  const init = (out, args) => spawnSync(process.execPath,
+    [path.join(paths.root, 'bin', 'navinfo-dds-security.js'), 'init', '--out', out, ...args], { encoding: 'utf8' });
+  const head = { version: 1, bundles: {} };
+  const rows = [
+    ['a policy without a bridge section', () => ['--policy', write('none.json', head)], 1, /none\.json: no bridge section/],
+    ['a bridge section without a node', () => ['--policy', write('anon.json', { ...head, bridge: { export: ['a'] } })],
+      1, /must name its node/],
+    ['a node name that is not a file name', () => ['--policy', write('slash.json', { ...head, bridge: { node: '../x' } })],
+      1, /must name its node/],
+    ['two policies naming the same node', () => ['--policy', write('n1.json', { ...head, bridge: { node: 'n' } }),
+      '--policy', write('n2.json', { ...head, bridge: { node: 'n' } })], 1, /two policies name the node n/],
+    ['a policy that is not JSON', () => ['--policy', write('bad.json', '{')], 1, /bad\.json: /],
+    ['no policy', () => [], 2, /at least one --policy is required/],
+    ['no plugins where it is told to look', () => ['--policy', write('p.json', { ...head, bridge: { node: 'p' } }),
+      '--plugins', tmp.dir], 1, /no DDS Security plugins/],
+  ];
+  rows.forEach(([name, args, status, message], i) => {
+    test(name, () => {
+      const out = tmp.file(`out-${i}`);
+      const result = init(out, args());
+      assert.equal(result.status, status, result.stderr);
+      assert.match(result.stderr, message);
+      assert.equal(fs.existsSync(out), false, 'nothing made');
+    });
+  });
 });
