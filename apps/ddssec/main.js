@@ -109,7 +109,7 @@ function makeNode(outDir, installDir, bridge, cas, governance, plugins, network,
   const now = Date.now();
   const validity = { from: new Date(now - 86400e3), to: new Date(now + days * 86400e3) };
   sign(documents.permissionsXml(node, bridge, validity), cas.permissions, at('permissions.p7s'));
-  const there = (file) => path.join(installDir ? path.join(installDir) : dir, file);
+  const there = (file) => path.join(installDir || dir, file);
   const files = { identityCa: there('identity_ca.pem'), certificate: there(`${node}.pem`), key: there(`${node}.key`),
     permissionsCa: there('permissions_ca.pem'), governance: there('governance.p7s'), permissions: there('permissions.p7s') };
   fs.writeFileSync(at('cyclonedds.xml'), documents.cycloneXml(files, plugins, network));
