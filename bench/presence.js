@@ -57,7 +57,7 @@ if (process.env.PRESENCE_ROLE === 'follower') {
     const startDaemon = async (name, bundles, bridge) => {
       const policy = path.join(dir, `${name}.json`);
       fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles,
-        ...(bridge ? { bridge: { domain, partition: 'bench', node: name, ...bridge } } : {}) }));
+        ...(bridge ? { bridge: { domain, partition: 'bench', node: name, insecure: true, ...bridge } } : {}) }));
       const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'), ['--socket', socketOf(name), '--policy', policy],
         { stdio: ['ignore', 'pipe', 'inherit'], env: daemonEnv });
       children.push(daemon);
