@@ -6,6 +6,7 @@
 #include "ipc_limits.h"
 #include "ipc_thread_pool.h"
 #include "ipc_threads.h"
+#include "keep_alive_responder.h"
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "nav_info_service_proxy.h"
@@ -92,6 +93,32 @@ void RemoteTransport::OnConnected(const sptr<IRemoteObject>& service, uint64_t g
         static_cast<unsigned long long>(generation), restored);
     if (book_.HasRefused()) {
         retrier_->Restart(); // everything was tried just now
+    }
+    // What was restored made this connection its bundle's owner (if the
+    // daemon took it; otherwise it answers 1005 and watches nothing).
+    if (book_.status || book_.metadata || (book_.systemListener.listener != nullptr && !book_.systemListener.refused)) {
+        EnsureKeepAlive(service, generation);
+    }
+}
+
+void RemoteTransport::EnsureKeepAlive(const sptr<IRemoteObject>& service, uint64_t generation)
+{
+    if (service == nullptr || keepAliveGeneration_.exchange(generation) == generation) {
+        return;
+    }
+    sptr<IRemoteObject> responder;
+    try {
+        responder = new KeepAliveResponder(service);
+    } catch (const std::bad_alloc&) {
+        keepAliveGeneration_.store(0); // tried again with the next owner call
+        return;
+    }
+    int32_t result = NavInfoServiceProxy(service).RegisterKeepAlive(responder);
+    if (result != NAV_INFO_SUCCESS) {
+        // A daemon that predates keep-alives does not know the call (1002):
+        // it never takes this process as frozen, so nothing is lost.
+        CLIENT_LOGI("connection %{public}llu: keep-alive not registered (%{public}d)",
+            static_cast<unsigned long long>(generation), result);
     }
 }
 
@@ -216,6 +243,9 @@ int32_t RemoteTransport::Publish(std::optional<Record> RegistrationBook::*kept, 
     if (KeptForReplay(result)) {
         book_.*kept = std::move(record);
     }
+    if (result == NAV_INFO_SUCCESS) {
+        EnsureKeepAlive(lease.service, lease.generation);
+    }
     return result;
 }
 
@@ -245,6 +275,9 @@ int32_t RemoteTransport::RegisterSystemNavigationListener(sptr<ISystemNavigation
     bool refused = false;
     if (BookedAfter(result) && object != nullptr) {
         refused = BookLocked(book_.systemListener, object, result, RegistrationKind::SYSTEM_LISTENER, "");
+    }
+    if (result == NAV_INFO_SUCCESS) {
+        EnsureKeepAlive(lease.service, lease.generation);
     }
     lock.unlock();
     AfterRegistration(lease, result, refused);

@@ -73,8 +73,12 @@ int32_t KeepOwnerConnection(int32_t result)
 
 } // namespace
 
-NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients)
-    : IPCObjectStub(NavInfoServiceDescriptor()), core_(std::move(core)), listClients_(std::move(listClients))
+NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients,
+    std::shared_ptr<OwnerLiveness> liveness)
+    : IPCObjectStub(NavInfoServiceDescriptor()),
+      core_(std::move(core)),
+      listClients_(std::move(listClients)),
+      liveness_(std::move(liveness))
 {
 }
 
@@ -139,6 +143,8 @@ int NavInfoServiceStub::Dispatch(uint32_t code, const CallerInfo& caller, Messag
         {SVC_QUERY_NAVIGATION_INFO, &NavInfoServiceStub::Query},
         {SVC_SEND_NAVIGATION_CMD, &NavInfoServiceStub::Command},
         {SVC_INSPECT_SERVICE, &NavInfoServiceStub::Inspect},
+        {SVC_REGISTER_KEEP_ALIVE, &NavInfoServiceStub::RegisterKeepAlive},
+        {SVC_KEEP_ALIVE_ANSWER, &NavInfoServiceStub::KeepAliveAnswer},
     };
     for (const Route& route : routes) {
         if (route.code == code) {
@@ -317,6 +323,38 @@ int NavInfoServiceStub::Inspect(const CallerInfo& caller, MessageParcel&, Messag
         return ReplyResult(reply, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
     }
     return IPC_OK;
+}
+
+// Only an owner's liveness matters: a responder of a connection that owns
+// nothing is refused (1005), so it holds no object that the idle rule would
+// count, and such a connection is never closed for being slow to answer.
+int NavInfoServiceStub::RegisterKeepAlive(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    sptr<IRemoteObject> object;
+    if (!ReadOptionalObject(data, object)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection();
+    if (object == nullptr || liveness_ == nullptr || connection == nullptr) {
+        return ReplyResult(reply, NAV_INFO_ERR_INVALID_PARAM);
+    }
+    if (!core_->OwnsBundle(caller.clientId, caller.bundleName)) {
+        return ReplyResult(reply, NAV_INFO_ERR_NO_PERMISSION);
+    }
+    liveness_->Watch(connection, caller.bundleName, std::move(object));
+    return ReplyResult(reply, NAV_INFO_SUCCESS);
+}
+
+int NavInfoServiceStub::KeepAliveAnswer(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    uint64_t sequence = 0;
+    if (!data.ReadUint64(sequence)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    if (liveness_ != nullptr) {
+        liveness_->Answered(caller.clientId, sequence);
+    }
+    return ReplyResult(reply, NAV_INFO_SUCCESS);
 }
 
 } // namespace OHOS::NavigationInfoService
