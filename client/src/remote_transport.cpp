@@ -87,17 +87,17 @@ void RemoteTransport::OnConnected(const sptr<IRemoteObject>& service, uint64_t g
     if (book_.Empty()) {
         return;
     }
+    // What is restored may make this connection its bundle's owner: the
+    // daemon must have its keep-alive responder first.
+    if (book_.status || book_.metadata || book_.systemListener.listener != nullptr) {
+        EnsureKeepAlive(service, generation);
+    }
     NavInfoServiceProxy proxy(service);
     size_t restored = book_.Replay(proxy, RaiseChange);
     CLIENT_LOGI("connection %{public}llu: %{public}zu registrations restored",
         static_cast<unsigned long long>(generation), restored);
     if (book_.HasRefused()) {
         retrier_->Restart(); // everything was tried just now
-    }
-    // What was restored made this connection its bundle's owner (if the
-    // daemon took it; otherwise it answers 1005 and watches nothing).
-    if (book_.status || book_.metadata || (book_.systemListener.listener != nullptr && !book_.systemListener.refused)) {
-        EnsureKeepAlive(service, generation);
     }
 }
 
@@ -239,12 +239,10 @@ int32_t RemoteTransport::Publish(std::optional<Record> RegistrationBook::*kept, 
     ServiceLease lease = connector_->Acquire();
     // Held across the call, so that the record kept is the one the daemon got last.
     std::unique_lock<std::mutex> lock(registrationMutex_);
+    EnsureKeepAlive(lease.service, lease.generation); // before the call that may make it the owner
     int32_t result = lease.service == nullptr ? lease.failure : send(NavInfoServiceProxy(lease.service), record);
     if (KeptForReplay(result)) {
         book_.*kept = std::move(record);
-    }
-    if (result == NAV_INFO_SUCCESS) {
-        EnsureKeepAlive(lease.service, lease.generation);
     }
     return result;
 }
@@ -270,14 +268,12 @@ int32_t RemoteTransport::RegisterSystemNavigationListener(sptr<ISystemNavigation
     std::unique_lock<std::mutex> lock(registrationMutex_);
     int32_t result = lease.failure;
     if (lease.service != nullptr) {
+        EnsureKeepAlive(lease.service, lease.generation); // before the call that may make it the owner
         result = NavInfoServiceProxy(lease.service).RegisterSystemNavigationListener(object);
     }
     bool refused = false;
     if (BookedAfter(result) && object != nullptr) {
         refused = BookLocked(book_.systemListener, object, result, RegistrationKind::SYSTEM_LISTENER, "");
-    }
-    if (result == NAV_INFO_SUCCESS) {
-        EnsureKeepAlive(lease.service, lease.generation);
     }
     lock.unlock();
     AfterRegistration(lease, result, refused);

@@ -111,8 +111,10 @@ private:
     template <typename Unregister>
     int32_t Unfollow(std::map<std::string, BookedListener> RegistrationBook::*book,
         const std::string& bundleName, Unregister&& unreg);
-    // Once per connection that owns its bundle: hands the daemon a keep-alive
-    // responder, so that it can tell a frozen process from a quiet one.
+    // Once per connection, before its first call that may make it its
+    // bundle's owner (a publish, serving, a replay of either): hands the
+    // daemon a keep-alive responder, so that it can tell a frozen owner from
+    // a quiet one from the moment it owns.
     void EnsureKeepAlive(const sptr<IRemoteObject>& service, uint64_t generation);
     // After a registration call: what is booked decides whether to reconnect or retry.
     void AfterRegistration(const ServiceLease& lease, int32_t result, bool refused);

@@ -57,20 +57,6 @@ bool ReadReplayFlag(MessageParcel& data, Replay& kind)
     return true;
 }
 
-// A call that succeeded in publishing or serving for the caller's bundle
-// made its connection the bundle's owner until it ends: a quiet owner is
-// not idle (closing it would report its bundle UNAVAILABLE), so the idle
-// rule must leave it.
-int32_t KeepOwnerConnection(int32_t result)
-{
-    if (result == NAV_INFO_SUCCESS) {
-        if (std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection()) {
-            connection->KeepWhileIdle();
-        }
-    }
-    return result;
-}
-
 } // namespace
 
 NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients,
@@ -80,6 +66,24 @@ NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core,
       listClients_(std::move(listClients)),
       liveness_(std::move(liveness))
 {
+}
+
+// A call that succeeded in publishing or serving for the caller's bundle
+// made its connection the bundle's owner until it ends: a quiet owner is
+// not idle (closing it would report its bundle UNAVAILABLE), so the idle
+// rule must leave it; and its keep-alive watch starts now, in the call that
+// made it the owner, so that it is never an owner unwatched.
+int32_t NavInfoServiceStub::KeepOwnerConnection(const CallerInfo& caller, int32_t result)
+{
+    if (result == NAV_INFO_SUCCESS) {
+        if (std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection()) {
+            connection->KeepWhileIdle();
+            if (liveness_ != nullptr) {
+                liveness_->Watch(connection, caller.bundleName);
+            }
+        }
+    }
+    return result;
 }
 
 int NavInfoServiceStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption&)
@@ -164,7 +168,7 @@ int NavInfoServiceStub::UpdateStatus(const CallerInfo& caller, MessageParcel& da
     if (!Marshalling::ReadNavigationStatus(data, status) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, KeepOwnerConnection(replay == Replay::RESTORED
+    return ReplyResult(reply, KeepOwnerConnection(caller, replay == Replay::RESTORED
             ? core_->RestoreNavigationStatus(caller, std::move(status))
             : core_->UpdateNavigationStatus(caller, std::move(status))));
 }
@@ -176,7 +180,7 @@ int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& 
     if (!Marshalling::ReadNavigationMetadata(data, metadata) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, KeepOwnerConnection(replay == Replay::RESTORED
+    return ReplyResult(reply, KeepOwnerConnection(caller, replay == Replay::RESTORED
             ? core_->RestoreNavigationMetadata(caller, std::move(metadata))
             : core_->UpdateNavigationMetadata(caller, std::move(metadata))));
 }
@@ -189,7 +193,7 @@ int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, Message
     }
     // An object of another kind is as good as none: the core answers 1001.
     return ReplyResult(reply,
-        KeepOwnerConnection(core_->RegisterSystemNavigationListener(caller, SystemListenerFromObject(object))));
+        KeepOwnerConnection(caller, core_->RegisterSystemNavigationListener(caller, SystemListenerFromObject(object))));
 }
 
 int NavInfoServiceStub::UnregisterSystemListener(const CallerInfo& caller, MessageParcel&, MessageParcel& reply)
@@ -325,9 +329,9 @@ int NavInfoServiceStub::Inspect(const CallerInfo& caller, MessageParcel&, Messag
     return IPC_OK;
 }
 
-// Only an owner's liveness matters: a responder of a connection that owns
-// nothing is refused (1005), so it holds no object that the idle rule would
-// count, and such a connection is never closed for being slow to answer.
+// The client offers its responder before its first call that may make it
+// the owner; it is watched from the call that does (or at once, if the
+// connection owns its bundle already).
 int NavInfoServiceStub::RegisterKeepAlive(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
 {
     sptr<IRemoteObject> object;
@@ -338,10 +342,10 @@ int NavInfoServiceStub::RegisterKeepAlive(const CallerInfo& caller, MessageParce
     if (object == nullptr || liveness_ == nullptr || connection == nullptr) {
         return ReplyResult(reply, NAV_INFO_ERR_INVALID_PARAM);
     }
-    if (!core_->OwnsBundle(caller.clientId, caller.bundleName)) {
-        return ReplyResult(reply, NAV_INFO_ERR_NO_PERMISSION);
+    liveness_->Offer(connection, std::move(object));
+    if (core_->OwnsBundle(caller.clientId, caller.bundleName)) {
+        liveness_->Watch(connection, caller.bundleName);
     }
-    liveness_->Watch(connection, caller.bundleName, std::move(object));
     return ReplyResult(reply, NAV_INFO_SUCCESS);
 }
 

@@ -76,25 +76,36 @@ void OwnerLiveness::Stop()
     }
 }
 
-void OwnerLiveness::Watch(const std::shared_ptr<IpcConnection>& connection, const std::string& bundleName,
-    sptr<IRemoteObject> responder)
+void OwnerLiveness::Offer(const std::shared_ptr<IpcConnection>& connection, sptr<IRemoteObject> responder)
 {
     if (connection == nullptr || responder == nullptr) {
         return;
     }
-    Watched entry;
+    sptr<IRemoteObject> replaced;
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (stopping_) {
+        return;
+    }
+    Watched& entry = watched_[connection->GetId()];
     entry.connection = connection;
-    entry.bundleName = bundleName;
-    entry.responder = std::move(responder);
-    entry.lastHeard = entry.lastSent = Clock::now();
-    Watched replaced;
+    replaced = std::exchange(entry.responder, std::move(responder));
+}
+
+void OwnerLiveness::Watch(const std::shared_ptr<IpcConnection>& connection, const std::string& bundleName)
+{
+    if (connection == nullptr) {
+        return;
+    }
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        if (stopping_) {
+        auto found = watched_.find(connection->GetId());
+        if (stopping_ || found == watched_.end() || found->second.watching) {
             return;
         }
-        Watched& slot = watched_[connection->GetId()];
-        replaced = std::exchange(slot, std::move(entry));
+        Watched& entry = found->second;
+        entry.bundleName = bundleName;
+        entry.lastHeard = entry.lastSent = Clock::now();
+        entry.watching = true;
     }
     wake_.notify_all();
 }
@@ -123,15 +134,29 @@ void OwnerLiveness::Forget(uint64_t connectionId)
 size_t OwnerLiveness::WatchedCount() const
 {
     std::lock_guard<std::mutex> lock(mutex_);
-    return watched_.size();
+    size_t count = 0;
+    for (const auto& [id, entry] : watched_) {
+        count += entry.watching ? 1 : 0;
+    }
+    return count;
+}
+
+bool OwnerLiveness::AnyWatchedLocked() const
+{
+    for (const auto& [id, entry] : watched_) {
+        if (entry.watching) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void OwnerLiveness::Run()
 {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stopping_) {
-        if (watched_.empty()) {
-            wake_.wait(lock, [this] { return stopping_ || !watched_.empty(); });
+        if (!AnyWatchedLocked()) {
+            wake_.wait(lock, [this] { return stopping_ || AnyWatchedLocked(); });
             continue;
         }
         wake_.wait_for(lock, kCheckEvery, [this] { return stopping_; });
@@ -165,6 +190,10 @@ void OwnerLiveness::Check()
             std::shared_ptr<IpcConnection> connection = entry.connection.lock();
             if (connection == nullptr) {
                 it = watched_.erase(it);
+                continue;
+            }
+            if (!entry.watching) {
+                ++it;
                 continue;
             }
             const std::chrono::milliseconds timeout = timeoutOf_(entry.bundleName);

@@ -1,7 +1,10 @@
 // Frozen publishers: the daemon's keep-alive to the connections that own a
-// bundle. A connection hands over its keep-alive responder once it owns its
-// bundle (SVC_REGISTER_KEEP_ALIVE); from then on a thread of this class sends
-// it a one-way KEEP_ALIVE a few times per liveness time-out, and the client
+// bundle. A connection offers its keep-alive responder before its first call
+// that may make it the owner (SVC_REGISTER_KEEP_ALIVE); watching starts in
+// the call that makes it the owner (or at the offer, if it owns already), so
+// there is no moment at which an owner with a responder is unwatched. From
+// then on a thread of this class sends the responder a one-way KEEP_ALIVE a
+// few times per liveness time-out, and the client
 // library answers each from its IPC thread (SVC_KEEP_ALIVE_ANSWER). When the
 // time-out passes with no answer, the process is taken as frozen (stopped,
 // wedged): the connection is closed, and its end reports the bundle gone as
@@ -51,10 +54,13 @@ public:
     // Stops checking and forgets every connection. Idempotent.
     void Stop();
 
-    // The connection owns bundleName and answers keep-alives through
-    // responder. A second call for the same connection replaces the first.
-    void Watch(const std::shared_ptr<IpcConnection>& connection, const std::string& bundleName,
-        sptr<IRemoteObject> responder);
+    // The connection answers keep-alives through responder (a second offer
+    // replaces the first); it is watched once Watch is called for it.
+    void Offer(const std::shared_ptr<IpcConnection>& connection, sptr<IRemoteObject> responder);
+    // The connection owns bundleName: its silence counts from now, if it
+    // offered a responder and is not watched already (a connection that never
+    // offered one, an older client, is never taken as frozen).
+    void Watch(const std::shared_ptr<IpcConnection>& connection, const std::string& bundleName);
     // The connection answered the keep-alive numbered sequence.
     void Answered(uint64_t connectionId, uint64_t sequence);
     // The connection ended.
@@ -70,9 +76,11 @@ private:
         Clock::time_point lastHeard;
         Clock::time_point lastSent;
         uint64_t sent = 0; // the number of the latest keep-alive sent
+        bool watching = false; // false: offered, not an owner yet
     };
 
     void Run();
+    bool AnyWatchedLocked() const;
     // One pass: sends the keep-alives that are due and closes the connections
     // that stayed silent for their time-out.
     void Check();
@@ -81,7 +89,7 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable wake_;
     bool stopping_ = false;
-    std::map<uint64_t, Watched> watched_;
+    std::map<uint64_t, Watched> watched_; // offered and watched, by connection id
     std::thread thread_;
 };
 

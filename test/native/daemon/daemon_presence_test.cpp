@@ -91,13 +91,18 @@ protected:
 // be told it is gone after five liveness time-outs.
 TEST_F(LivenessTest, AnOwnerIsGoneOnlyWhenItsKeepAlivesGoUnanswered)
 {
+    enum class Owner { LIBRARY, DEAF_OFFERED_FIRST, DEAF_OFFERED_AFTER };
     struct Row {
         const char* owner;
+        Owner kind;
         bool gone;
     };
     const Row rows[] = {
-        {"the client library, whose IPC threads answer", false},
-        {"a connection whose responder never answers", true},
+        {"the client library, whose IPC threads answer", Owner::LIBRARY, false},
+        // The client library's order: watched from the publish on, whatever
+        // the process does after it.
+        {"a deaf responder offered before the publish", Owner::DEAF_OFFERED_FIRST, true},
+        {"a deaf responder offered once the connection owns", Owner::DEAF_OFFERED_AFTER, true},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.owner);
@@ -107,7 +112,7 @@ TEST_F(LivenessTest, AnOwnerIsGoneOnlyWhenItsKeepAlivesGoUnanswered)
 
         std::unique_ptr<RemoteTransport> library;
         sptr<IRemoteObject> raw;
-        if (!row.gone) {
+        if (row.kind == Owner::LIBRARY) {
             library = Client(MAP);
             ASSERT_EQ(library->UpdateNavigationStatus(Navigating(3)), NAV_INFO_SUCCESS);
         } else {
@@ -116,21 +121,32 @@ TEST_F(LivenessTest, AnOwnerIsGoneOnlyWhenItsKeepAlivesGoUnanswered)
             int status = IPC_OK;
             raw = IpcConnect(socketPath_, options, &status);
             ASSERT_NE(raw, nullptr) << status;
-            MessageParcel data;
-            MessageParcel reply;
             MessageOption option;
-            data.WriteInterfaceToken(NavInfoServiceDescriptor());
-            ASSERT_TRUE(Marshalling::WriteNavigationStatus(data, Navigating(3)));
-            ASSERT_EQ(raw->SendRequest(SVC_UPDATE_NAVIGATION_STATUS, data, reply, option), IPC_OK);
-            MessageParcel keepAlive;
-            MessageParcel keepAliveReply;
-            keepAlive.WriteInterfaceToken(NavInfoServiceDescriptor());
-            keepAlive.WriteInt32(OBJECT_PRESENT);
-            keepAlive.WriteRemoteObject(new DeafResponder());
-            ASSERT_EQ(raw->SendRequest(SVC_REGISTER_KEEP_ALIVE, keepAlive, keepAliveReply, option), IPC_OK);
-            int32_t result = -1;
-            ASSERT_TRUE(keepAliveReply.ReadInt32(result));
-            ASSERT_EQ(result, NAV_INFO_SUCCESS);
+            auto publish = [&] {
+                MessageParcel data;
+                MessageParcel reply;
+                data.WriteInterfaceToken(NavInfoServiceDescriptor());
+                ASSERT_TRUE(Marshalling::WriteNavigationStatus(data, Navigating(3)));
+                ASSERT_EQ(raw->SendRequest(SVC_UPDATE_NAVIGATION_STATUS, data, reply, option), IPC_OK);
+            };
+            auto offer = [&] {
+                MessageParcel keepAlive;
+                MessageParcel keepAliveReply;
+                keepAlive.WriteInterfaceToken(NavInfoServiceDescriptor());
+                keepAlive.WriteInt32(OBJECT_PRESENT);
+                keepAlive.WriteRemoteObject(new DeafResponder());
+                ASSERT_EQ(raw->SendRequest(SVC_REGISTER_KEEP_ALIVE, keepAlive, keepAliveReply, option), IPC_OK);
+                int32_t result = -1;
+                ASSERT_TRUE(keepAliveReply.ReadInt32(result));
+                ASSERT_EQ(result, NAV_INFO_SUCCESS);
+            };
+            if (row.kind == Owner::DEAF_OFFERED_FIRST) {
+                offer();
+                publish();
+            } else {
+                publish();
+                offer();
+            }
         }
         ASSERT_TRUE(WaitUntil([&] { return !follower->Calls().empty(); }));
 
