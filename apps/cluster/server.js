@@ -1,98 +1,73 @@
 'use strict';
 // The live cluster's web server: follows one navigation application through
 // the client API and passes every status and metadata record to the pages
-// that are open, as server-sent events (GET /events). The pages' buttons
-// send queries and commands through it (POST /api/query, /api/command) and
-// show the answers. Nothing is polled: records arrive as the service
-// delivers them. Serves only loopback host names, so that another site
-// cannot reach it through a rebound DNS name.
+// that are open, as server-sent events (GET /events, event_streams.js). The
+// pages' buttons send queries and commands through it (POST /api/query,
+// /api/command) and show the answers. Nothing is polled: records arrive as
+// the service delivers them. Who may do what: request_guard.js.
 const fs = require('node:fs');
 const http = require('node:http');
 const path = require('node:path');
 const { TurnMode, TURN_MODE_TEXT } = require('../sim/turn_modes');
+const { createRequestGuard } = require('./request_guard');
+const { readJsonObject } = require('./json_body');
+const { createEventStreams, frameOf } = require('./event_streams');
 
 const PAGE_DIR = path.join(__dirname, 'page');
 const STATIC = {
-  '/': ['index.html', 'text/html; charset=utf-8'],
   '/cluster.css': ['cluster.css', 'text/css; charset=utf-8'],
   '/cluster.js': ['cluster.js', 'text/javascript; charset=utf-8'],
 };
-const MAX_BODY_BYTES = 64 * 1024;
+const TOKEN_PLACEHOLDER = '{{PAGE_TOKEN}}';
 const REQUEST_TIMEOUT_MS = 5000;
-const HEARTBEAT_MS = 15000; // keeps idle proxies and browsers from dropping the stream
-const LOOPBACK_HOST = /^(localhost|127\.\d+\.\d+\.\d+|\[::1\])(:\d+)?$/i;
+// The page runs its own script and style only, and in no other site's frame.
+const PAGE_HEADERS = {
+  'cache-control': 'no-store',
+  'x-content-type-options': 'nosniff',
+  'content-security-policy': "default-src 'self'; frame-ancestors 'none'; base-uri 'none'; form-action 'none'",
+  'referrer-policy': 'no-referrer',
+};
 
-function sendJson(response, status, body) {
-  const text = JSON.stringify(body);
-  response.writeHead(status, { 'content-type': 'application/json; charset=utf-8', 'cache-control': 'no-store' });
-  response.end(text);
+function sendJson(response, status, body, headers = {}) {
+  response.writeHead(status, { 'content-type': 'application/json; charset=utf-8', 'cache-control': 'no-store', ...headers });
+  response.end(JSON.stringify(body));
 }
-
-function readJsonBody(request) {
-  return new Promise((resolve, reject) => {
-    let size = 0;
-    const chunks = [];
-    request.on('data', (chunk) => {
-      size += chunk.length;
-      if (size > MAX_BODY_BYTES) {
-        reject(Object.assign(new Error('request body too large'), { status: 413 }));
-        request.destroy();
-        return;
-      }
-      chunks.push(chunk);
-    });
-    request.on('end', () => {
-      try {
-        resolve(JSON.parse(Buffer.concat(chunks).toString('utf8') || '{}'));
-      } catch {
-        reject(Object.assign(new Error('the body is not JSON'), { status: 400 }));
-      }
-    });
-    request.on('error', reject);
-  });
-}
+const refuse = (response, status, message, headers) => sendJson(response, status, { ok: false, error: { message } }, headers);
 
 // client: a NavigationClient of a system application; bundle: the
-// navigation application to follow. Throws when following is refused or
-// the service cannot be reached.
-function createClusterServer({ client, bundle, log = () => {} }) {
-  const pages = new Set(); // open event streams
+// navigation application to follow; hosts: host names served besides the
+// loopback ones; streams: limits of the event streams (event_streams.js).
+// Throws when following is refused or the service cannot be reached, or
+// for a host name that is none.
+function createClusterServer({ client, bundle, hosts = [], streams: streamLimits = {}, log = () => {} }) {
+  const guard = createRequestGuard(hosts);
+  const streams = createEventStreams(streamLimits);
+  const pageText = fs.readFileSync(path.join(PAGE_DIR, 'index.html'), 'utf8');
   let lastStatus = null;
   let lastMetadata = null;
 
-  const broadcast = (event, data) => {
-    const frame = `event: ${event}\ndata: ${JSON.stringify(data)}\n\n`;
-    for (const page of pages) page.write(frame);
-  };
   const statusSub = client.followStatus(bundle);
   statusSub.on('status', (status) => {
     lastStatus = { status, receivedAt: Date.now() };
-    broadcast('status', lastStatus);
+    streams.broadcast('status', lastStatus);
   });
   const metadataSub = client.followMetadata(bundle);
   metadataSub.on('metadata', (metadata) => {
     lastMetadata = { metadata, receivedAt: Date.now() };
-    broadcast('metadata', lastMetadata);
+    streams.broadcast('metadata', lastMetadata);
   });
 
   function openEvents(request, response) {
-    response.writeHead(200, { 'content-type': 'text/event-stream', 'cache-control': 'no-store', connection: 'keep-alive' });
-    response.write(`event: hello\ndata: ${JSON.stringify({ bundle, turnModes: TurnMode, turnText: TURN_MODE_TEXT })}\n\n`);
-    if (lastStatus) response.write(`event: status\ndata: ${JSON.stringify(lastStatus)}\n\n`);
-    if (lastMetadata) response.write(`event: metadata\ndata: ${JSON.stringify(lastMetadata)}\n\n`);
-    pages.add(response);
-    const heartbeat = setInterval(() => response.write(': heartbeat\n\n'), HEARTBEAT_MS);
-    request.on('close', () => {
-      clearInterval(heartbeat);
-      pages.delete(response);
-    });
+    const first = [frameOf('hello', { bundle, turnModes: TurnMode, turnText: TURN_MODE_TEXT })];
+    if (lastStatus) first.push(frameOf('status', lastStatus));
+    if (lastMetadata) first.push(frameOf('metadata', lastMetadata));
+    streams.open(request, response, first);
   }
 
   async function forward(kind, request, response) {
-    const body = await readJsonBody(request);
-    const { type, params = {} } = body;
+    const { type, params = {} } = await readJsonObject(request);
     if (typeof type !== 'string' || params === null || typeof params !== 'object' || Array.isArray(params)) {
-      sendJson(response, 400, { ok: false, error: { message: 'expected { "type": string, "params": object }' } });
+      refuse(response, 400, 'expected { "type": string, "params": object }');
       return;
     }
     try {
@@ -108,32 +83,49 @@ function createClusterServer({ client, bundle, log = () => {} }) {
     }
   }
 
-  const server = http.createServer((request, response) => {
-    if (!LOOPBACK_HOST.test(request.headers.host || '')) {
-      sendJson(response, 403, { ok: false, error: { message: 'only loopback host names are served' } });
+  function handle(request, response) {
+    const hostRefusal = guard.checkHost(request);
+    if (hostRefusal) {
+      refuse(response, 403, hostRefusal);
       return;
     }
     const url = new URL(request.url, 'http://localhost');
-    if (request.method === 'GET' && STATIC[url.pathname]) {
+    if (request.method === 'GET' && url.pathname === '/') {
+      response.writeHead(200, { 'content-type': 'text/html; charset=utf-8', ...PAGE_HEADERS });
+      response.end(pageText.replace(TOKEN_PLACEHOLDER, guard.issueToken()));
+    } else if (request.method === 'GET' && STATIC[url.pathname]) {
       const [file, type] = STATIC[url.pathname];
       fs.readFile(path.join(PAGE_DIR, file), (error, data) => {
         if (error) {
-          sendJson(response, 500, { ok: false, error: { message: `cannot read ${file}` } });
+          refuse(response, 500, `cannot read ${file}`);
           return;
         }
-        response.writeHead(200, { 'content-type': type, 'cache-control': 'no-store' });
+        response.writeHead(200, { 'content-type': type, ...PAGE_HEADERS });
         response.end(data);
       });
     } else if (request.method === 'GET' && url.pathname === '/events') {
       openEvents(request, response);
     } else if (request.method === 'POST' && (url.pathname === '/api/query' || url.pathname === '/api/command')) {
+      const refusal = guard.checkFromPage(request);
+      if (refusal) {
+        refuse(response, ...refusal);
+        return;
+      }
       forward(url.pathname === '/api/query' ? 'query' : 'command', request, response).catch((error) => {
-        sendJson(response, error.status || 500, { ok: false, error: { message: error.message } });
+        if (error.status) {
+          // The server drains an unread rest of the body, then closes.
+          refuse(response, error.status, error.message, { connection: 'close' });
+        } else {
+          log(`${url.pathname} failed: ${error.stack || error}`);
+          refuse(response, 500, 'internal error of the cluster server');
+        }
       });
     } else {
-      sendJson(response, 404, { ok: false, error: { message: `no ${request.method} ${url.pathname}` } });
+      refuse(response, 404, `no ${request.method} ${url.pathname}`);
     }
-  });
+  }
+
+  const server = http.createServer(handle);
 
   return {
     server,
@@ -151,8 +143,7 @@ function createClusterServer({ client, bundle, log = () => {} }) {
     close() {
       statusSub.close();
       metadataSub.close();
-      for (const page of pages) page.end();
-      pages.clear();
+      streams.close();
       return new Promise((resolve) => server.close(() => resolve()));
     },
   };

@@ -74,15 +74,27 @@ async function runProgram(program, main) {
 }
 
 // Calls stop() once on SIGINT or SIGTERM; a second signal ends at once.
+// A program started with an IPC channel (by the test drive) also stops when
+// the channel closes: its parent ended, however it ended (SIGKILL included).
 function onStopSignal(stop) {
   let stopping = false;
+  const begin = (reason) => {
+    stopping = true;
+    // The channel would keep the program running after stop().
+    if (process.connected) process.disconnect();
+    stop(reason);
+  };
   const handler = (signal) => {
     if (stopping) process.exit(128 + os.constants.signals[signal]);
-    stopping = true;
-    stop(signal);
+    begin(signal);
   };
   process.on('SIGINT', handler);
   process.on('SIGTERM', handler);
+  if (process.connected) {
+    process.on('disconnect', () => {
+      if (!stopping) begin('disconnect');
+    });
+  }
 }
 
 module.exports = {

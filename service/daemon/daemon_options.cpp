@@ -22,7 +22,7 @@ constexpr const char* SOCKET_ENV = "NAVINFO_SERVICE_SOCKET";
 constexpr size_t MAX_LISTENER_THREADS = 16;
 
 // Values of the long options that have no short form.
-enum LongOnly { OPT_SOCKET_MODE = 256, OPT_REQUEST_TIMEOUT, OPT_THREADS };
+enum LongOnly { OPT_SOCKET_MODE = 256, OPT_REQUEST_TIMEOUT, OPT_THREADS, OPT_EXIT_WITH_PARENT };
 
 const struct option LONG_OPTIONS[] = {
     {"socket", required_argument, nullptr, 's'},
@@ -30,6 +30,7 @@ const struct option LONG_OPTIONS[] = {
     {"socket-mode", required_argument, nullptr, OPT_SOCKET_MODE},
     {"request-timeout-ms", required_argument, nullptr, OPT_REQUEST_TIMEOUT},
     {"threads", required_argument, nullptr, OPT_THREADS},
+    {"exit-with-parent", no_argument, nullptr, OPT_EXIT_WITH_PARENT},
     {"help", no_argument, nullptr, 'h'},
     {"version", no_argument, nullptr, 'V'},
     {nullptr, 0, nullptr, 0},
@@ -106,6 +107,9 @@ const char* DaemonUsage()
            "      --request-timeout-ms=N time-out of queries and commands (default:\n"
            "                             NAVINFO_REQUEST_TIMEOUT_MS, else 10000)\n"
            "      --threads=N            threads that call listeners (1..16, default 4)\n"
+           "      --exit-with-parent     stop (as on SIGTERM) when the process that started it\n"
+           "                             ends, however it ends; refuses to start when that\n"
+           "                             process has ended already\n"
            "  -h, --help                 print this help and exit\n"
            "  -v, -V, --version          print the version and exit\n"
            "\n"
@@ -195,6 +199,9 @@ bool ParseDaemonOptions(int argc, const char* const* argv, const EnvLookup& env,
                     return false;
                 }
                 options.listenerThreads = static_cast<size_t>(number);
+                break;
+            case OPT_EXIT_WITH_PARENT:
+                options.exitWithParent = true;
                 break;
             case ':':
                 error = "option " + OffendingOption(args.data(), argc, current, optopt) + " needs a value";

@@ -21,6 +21,7 @@ struct DaemonOptions {
     std::string policyFile; // empty: no policy, every client refused
     std::chrono::milliseconds requestTimeout{10000};
     size_t listenerThreads = 4;
+    bool exitWithParent = false; // stop when the process that started it ends
     bool help = false;
     bool version = false;
 };

@@ -19,6 +19,7 @@
 // receives them.
 #include <signal.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -35,6 +36,7 @@
 #include "daemon_service.h"
 #include "ipc_errors.h"
 #include "network_bridge.h"
+#include "parent_watch.h"
 #include "service_manager.h"
 
 using namespace OHOS;
@@ -135,6 +137,7 @@ int Serve(DaemonService& service, const sigset_t& signals, const std::string& po
 
 int Run(int argc, char** argv)
 {
+    const pid_t parentAtStart = getppid(); // before anything else: the nearest to the fork
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
@@ -159,6 +162,11 @@ int Run(int argc, char** argv)
     if (options.version) {
         std::printf("navinfo-service %s\n", DaemonVersion());
         return 0;
+    }
+
+    if (options.exitWithParent && !EndWithParent(parentAtStart)) {
+        Say(stderr, Priority::ERROR, "--exit-with-parent: the process that started it has ended");
+        return 1;
     }
 
     ServiceManager::ActivationSocket activation = ServiceManager::TakeActivationSocket();

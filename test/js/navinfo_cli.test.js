@@ -174,3 +174,54 @@ test('the test drive starts, serves its page and stops cleanly on SIGTERM, in on
     if (mode.length) assert.equal(fs.existsSync(path.dirname(socket[1])), false, 'its temporary folder is removed');
   }
 });
+
+// The processes whose parent is pid, from /proc; zombies have ended.
+function childrenOf(pid) {
+  const children = [];
+  for (const entry of fs.readdirSync('/proc')) {
+    if (!/^\d+$/.test(entry)) continue;
+    try {
+      // pid (comm) state ppid ...: comm may hold spaces, so read after its last ')'.
+      const [state, ppid] = fs.readFileSync(`/proc/${entry}/stat`, 'utf8').split(') ').at(-1).split(' ');
+      if (Number(ppid) === pid && state !== 'Z') children.push(Number(entry));
+    } catch {
+      // Ended while being read.
+    }
+  }
+  return children;
+}
+const running = (pid) => {
+  try {
+    return !fs.readFileSync(`/proc/${pid}/stat`, 'utf8').split(') ').at(-1).startsWith('Z');
+  } catch {
+    return false;
+  }
+};
+
+test('SIGKILL of the test drive (three processes) leaves no process and no folder; a folder left before goes at the next start',
+  async () => {
+    // A folder as a test drive whose every process was killed at once leaves it.
+    const gone = spawn(process.execPath, ['-e', '']);
+    await new Promise((resolve) => gone.once('exit', resolve));
+    const left = fs.mkdtempSync(path.join(require('node:os').tmpdir(), 'navinfo-testdrive-'));
+    fs.writeFileSync(path.join(left, 'testdrive.pid'), String(gone.pid));
+
+    const drive = startProgram([path.join(paths.root, 'apps', 'testdrive', 'main.js'), '--daemon', '--port', '0'],
+      /^Watch it: .* --socket (\S+)/, { HILOG_LEVEL: 'off' });
+    const folder = path.dirname((await drive.ready)[1]);
+    assert.equal(fs.existsSync(left), false, 'the folder left before is removed');
+    const children = childrenOf(drive.child.pid);
+    assert.equal(children.length, 4, 'navinfo-service, navinfo-sim, navinfo-cluster and the reaper');
+    drive.child.kill('SIGKILL');
+    const deadline = Date.now() + 10000;
+    while ((children.some(running) || fs.existsSync(folder)) && Date.now() < deadline) {
+      await new Promise((resolve) => setTimeout(resolve, 50));
+    }
+    const leftRunning = children.filter(running);
+    const folderLeft = fs.existsSync(folder);
+    for (const pid of leftRunning) process.kill(pid, 'SIGKILL');
+    fs.rmSync(folder, { recursive: true, force: true });
+    fs.rmSync(left, { recursive: true, force: true });
+    assert.deepEqual(leftRunning, [], 'processes left');
+    assert.equal(folderLeft, false, `${folder} is left`);
+  });

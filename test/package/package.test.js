@@ -69,7 +69,7 @@ describe('the packed package installed into an empty application', () => {
 
   test('the daemon and the tools run through their bin entries; the daemon serves the application and the command line', async () => {
     assert.match(run('npx', ['--offline', 'navinfo-service', '--help'], { cwd: app }).stdout, /^Usage: navinfo-service/);
-    for (const tool of ['navinfo-sim', 'navinfo-cluster', 'navinfo']) {
+    for (const tool of ['navinfo-sim', 'navinfo-cluster', 'navinfo', 'navinfo-testdrive']) {
       assert.match(run('npx', ['--offline', tool, '--help'], { cwd: app }).stdout, new RegExp(`^Usage: ${tool} `));
     }
     const policy = writePolicy(tmp.file('policy.json'),
@@ -85,15 +85,65 @@ describe('the packed package installed into an empty application', () => {
         'readiness line of navinfo-service', 10000);
       const result = run(process.execPath, ['roundtrip.mjs'], { cwd: app, env: { ...appEnv, NAVINFO_SERVICE_SOCKET: socket } });
       assert.deepEqual(JSON.parse(result.stdout), expected);
-      // The command line, through its bin entry, reads what the round trip published.
+      // The command line, through its bin entry, reads what the service holds
+      // for the round trip's bundle now that it has gone: UNAVAILABLE, made on
+      // its behalf, with nothing left of its route.
       const status = run('npx', ['--offline', 'navinfo', '--socket', socket, '--as', BUNDLE, 'status', BUNDLE, '--json'],
         { cwd: app });
-      assert.equal(JSON.parse(status.stdout).status.destLocation.name, 'Office');
+      const read = JSON.parse(status.stdout).status;
+      assert.deepEqual([read.status, read.destLocation.name], [5, '']);
     } finally {
       daemon.kill('SIGTERM');
     }
     assert.deepEqual(await withDeadline(exited, 'navinfo-service stopping', 10000), { code: 0, signal: null });
     assert.match(stderr, /stopped \(signal 15\)/);
+  });
+
+  test('the test drive runs from its bin entry on the packaged daemon, and stops on SIGTERM', async () => {
+    // The simulator reads its GPX route with the tools' own packages, which
+    // the docs say to install so.
+    run('npm', ['ci', '--offline', '--no-audit', '--no-fund', '--prefix', path.join(app, 'node_modules', 'navigation-info-mgr', 'apps')],
+      { cwd: app });
+    const drive = spawn(path.join(app, 'node_modules', '.bin', 'navinfo-testdrive'), ['--daemon', '--port', '0'],
+      { cwd: app, env: { ...appEnv, HILOG_LEVEL: 'off' }, stdio: ['ignore', 'pipe', 'inherit'] });
+    let output = '';
+    const exited = new Promise((resolve) => drive.once('exit', (code, signal) => resolve({ code, signal })));
+    try {
+      await withDeadline(new Promise((resolve) => drive.stdout.on('data', (chunk) => {
+        output += chunk;
+        if (/Open the cluster: http/.test(output)) resolve();
+      })), `the test drive to start: ${output}`, 20000);
+      assert.match(output, /\[service\] navinfo-service: listening on/);
+    } finally {
+      drive.kill('SIGTERM');
+    }
+    assert.deepEqual(await withDeadline(exited, 'the test drive to stop', 15000), { code: 0, signal: null }, output);
+  });
+
+  test('the shipped docs refer only to what the package ships', () => {
+    const installed = path.join(app, 'node_modules', 'navigation-info-mgr');
+    const shipped = (file) => fs.existsSync(path.join(installed, file));
+    // The repository's own folders and files, which docs may name as folder/file.
+    const repositoryNames = new Set(fs.readdirSync(paths.root).filter((name) => !/^(\.|node_modules$|build)/.test(name)));
+    const docs = packed.files.map((f) => f.path).filter((f) => f.endsWith('.md'));
+    assert.ok(docs.includes('README.md') && docs.includes('docs/testdrive.md'), docs.join(' '));
+    const missing = [];
+    for (const doc of docs) {
+      const text = fs.readFileSync(path.join(installed, doc), 'utf8');
+      for (const [, target] of text.matchAll(/\]\(([^)\s#]+)(?:#[^)]*)?\)/g)) {
+        if (/^[a-z]+:/.test(target)) continue; // a web address
+        const file = path.posix.normalize(path.posix.join(path.posix.dirname(doc), target));
+        if (!shipped(file)) missing.push(`${doc}: link to ${target}`);
+      }
+      // The README is also the repository's front page: its sections on
+      // working in a checkout name the repository's scripts. Shipped docs
+      // name only what ships.
+      if (!doc.startsWith('docs/')) continue;
+      for (const [, named] of text.matchAll(/(?<![\w./:-])([\w.-]+\/[\w./-]*[\w-])/g)) {
+        if (repositoryNames.has(named.split('/')[0]) && !shipped(named)) missing.push(`${doc}: names ${named}`);
+      }
+    }
+    assert.deepEqual(missing, []);
   });
 
   test('tsc --strict passes the typed examples, whose expected errors all occur', () => {

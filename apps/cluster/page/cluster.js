@@ -11,8 +11,26 @@
   let status = null;
   let metadata = null;
 
+  // --- how the page was opened: ?controls=0 (no buttons), ?units=imperial ---
+  const options = new URLSearchParams(location.search);
+  const imperial = options.get('units') === 'imperial';
+  const kiosk = options.get('controls') === '0';
+  const token = document.querySelector('meta[name="navinfo-token"]').content;
+
   // --- formatting ---
-  const formatDistance = (m) => (m >= 1000 ? `${(m / 1000).toFixed(1)} km` : `${m >= 100 ? Math.round(m / 10) * 10 : m} m`);
+  const METRES_PER_MILE = 1609.344;
+  const FEET_PER_METRE = 3.28084;
+  function formatDistance(m) {
+    if (imperial) {
+      if (m >= METRES_PER_MILE / 10) return `${(m / METRES_PER_MILE).toFixed(1)} mi`;
+      const feet = m * FEET_PER_METRE;
+      return `${feet >= 100 ? Math.round(feet / 50) * 50 : Math.round(feet / 10) * 10} ft`;
+    }
+    return m >= 1000 ? `${(m / 1000).toFixed(1)} km` : `${m >= 100 ? Math.round(m / 10) * 10 : m} m`;
+  }
+  // Speeds arrive in km/h.
+  const speedIn = (kmh) => (imperial ? Math.round((kmh * 1000) / METRES_PER_MILE) : kmh);
+  const DIAL_FULL = imperial ? 100 : 160;
   function formatDuration(s) {
     if (s < 60) return '<1 min';
     const minutes = Math.round(s / 60);
@@ -130,7 +148,8 @@
     badge.dataset.state = state.toLowerCase();
     document.body.dataset.theme = status.theme === 1 ? 'dark' : 'light';
     document.body.classList.toggle('idle', status.status !== 1);
-    $('theme-button').textContent = status.theme === 1 ? 'Day' : 'Night';
+    const themeButton = $('theme-button'); // none in kiosk mode
+    if (themeButton) themeButton.textContent = status.theme === 1 ? 'Day' : 'Night';
     $('destination').textContent = status.destLocation.name || '—';
     let custom = {};
     try { custom = JSON.parse(status.customData || '{}'); } catch { /* free text */ }
@@ -155,14 +174,14 @@
     $('current-road').textContent = m.currentRoadName || '—';
     $('heading').textContent = `heading ${Math.round(m.naviBearing)}°`;
     const speed = $('speed');
-    speed.textContent = m.currentSpeed;
+    speed.textContent = speedIn(m.currentSpeed);
     speed.dataset.kmh = m.currentSpeed;
-    $('limit').textContent = m.naviSpeedLimitValid ? m.naviSpeedLimit : '—';
+    $('limit').textContent = m.naviSpeedLimitValid ? speedIn(m.naviSpeedLimit) : '—';
     $('camera').hidden = !m.cameraSpeedLimitValid;
-    $('camera-limit').textContent = m.cameraSpeedLimit;
+    $('camera-limit').textContent = speedIn(m.cameraSpeedLimit);
     const over = m.naviSpeedLimitValid && m.currentSpeed > m.naviSpeedLimit;
     document.querySelector('.gauge').classList.toggle('over', over);
-    $('dial-value').style.strokeDasharray = `${Math.min(75, (m.currentSpeed / 160) * 75)} 100`;
+    $('dial-value').style.strokeDasharray = `${Math.min(75, (speedIn(m.currentSpeed) / DIAL_FULL) * 75)} 100`;
     drawLanes(m.trafficLane, modeName);
     const total = $('total-left');
     total.textContent = formatDistance(m.totalLeftDis);
@@ -175,10 +194,14 @@
   }
 
   // --- the live stream ---
+  const RETRY_MS = 5000;
   function connect() {
     const events = new EventSource('/events');
     events.addEventListener('open', () => $('link').classList.add('live'));
     events.addEventListener('error', () => {
+      // A refused stream (503: too many pages) is not retried by the
+      // browser, a broken one is.
+      if (events.readyState === EventSource.CLOSED) setTimeout(connect, RETRY_MS);
       $('link').classList.remove('live');
       const badge = $('nav-state');
       badge.textContent = 'OFFLINE';
@@ -204,27 +227,30 @@
 
   // --- buttons ---
   async function send(kind, type, params) {
-    const out = $('answer');
-    out.dataset.ok = '';
-    out.textContent = `${kind} ${type} …`;
+    showAnswer('', `${kind} ${type} …`);
     try {
       const response = await fetch(`/api/${kind}`, {
-        method: 'POST', headers: { 'content-type': 'application/json' }, body: JSON.stringify({ type, params }),
+        method: 'POST',
+        headers: { 'content-type': 'application/json', 'x-navinfo-token': token },
+        body: JSON.stringify({ type, params }),
       });
       const body = await response.json();
       if (body.ok) {
         const { code, message, data } = body.answer;
-        out.dataset.ok = String(code === 0);
-        out.dataset.code = code;
-        out.textContent = `${type} → ${code} ${message}${Object.keys(data).length ? `\n${JSON.stringify(data)}` : ''}`;
+        $('answer').dataset.code = code;
+        showAnswer(String(code === 0), `${type} → ${code} ${message}${Object.keys(data).length ? `\n${JSON.stringify(data)}` : ''}`);
       } else {
-        out.dataset.ok = 'false';
-        out.textContent = `${type} failed: ${body.error.message}`;
+        showAnswer('false', `${type} failed: ${body.error.message}`);
       }
     } catch (error) {
-      out.dataset.ok = 'false';
-      out.textContent = `${type} failed: ${error.message}`;
+      showAnswer('false', `${type} failed: ${error.message}`);
     }
+  }
+  function showAnswer(ok, text) {
+    const out = $('answer');
+    out.dataset.ok = ok;
+    out.textContent = text;
+    out.title = text; // the whole answer, where the line is cut
   }
   document.querySelector('.buttons').addEventListener('click', (event) => {
     const button = event.target.closest('button');
@@ -235,5 +261,8 @@
     else send('query', button.dataset.query, params);
   });
 
+  if (kiosk) document.querySelector('.controls').remove();
+  $('speed-unit').textContent = imperial ? 'mph' : 'km/h';
+  document.body.dataset.units = imperial ? 'imperial' : 'metric';
   connect();
 })();

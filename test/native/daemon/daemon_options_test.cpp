@@ -37,6 +37,7 @@ TEST(DaemonOptions, DefaultsWithoutArgumentsOrEnvironment)
     EXPECT_TRUE(parsed.options.policyFile.empty());
     EXPECT_EQ(parsed.options.requestTimeout.count(), 10000);
     EXPECT_FALSE(parsed.options.help);
+    EXPECT_FALSE(parsed.options.exitWithParent);
 }
 
 TEST(DaemonOptions, EnvironmentFillsInAndArgumentsWin)
@@ -51,7 +52,7 @@ TEST(DaemonOptions, EnvironmentFillsInAndArgumentsWin)
     EXPECT_EQ(fromEnv.options.requestTimeout.count(), 2500);
 
     Parsed fromArgs = Parse({"--socket=/arg/s.sock", "-p", "/arg/p.json", "--request-timeout-ms", "40",
-                                "--socket-mode=0660", "--threads", "2"},
+                                "--socket-mode=0660", "--threads", "2", "--exit-with-parent"},
         env);
     ASSERT_TRUE(fromArgs.ok) << fromArgs.error;
     EXPECT_EQ(fromArgs.options.socketPath, "/arg/s.sock");
@@ -59,6 +60,7 @@ TEST(DaemonOptions, EnvironmentFillsInAndArgumentsWin)
     EXPECT_EQ(fromArgs.options.requestTimeout.count(), 40);
     EXPECT_EQ(fromArgs.options.socketMode, 0660u);
     EXPECT_EQ(fromArgs.options.listenerThreads, 2u);
+    EXPECT_TRUE(fromArgs.options.exitWithParent);
 
     Parsed runtimeDir = Parse({}, {{"XDG_RUNTIME_DIR", "/run/user/7"}, {"NAVINFO_SERVICE_SOCKET", ""}});
     ASSERT_TRUE(runtimeDir.ok);
@@ -85,6 +87,7 @@ TEST(DaemonOptions, BadUsageIsRefusedWithAReason)
         {"-x"},
         {"stray"},
         {"--help", "stray"},
+        {"--exit-with-parent=yes"},
     };
     for (const auto& args : bad) {
         Parsed parsed = Parse(args);
