@@ -23,10 +23,7 @@ public:
     {
         return Core().RegisterSystemNavigationListener(caller_, std::move(listener));
     }
-    int32_t UnRegisterSystemNavigationListener() override
-    {
-        return Core().UnRegisterSystemNavigationListener(caller_);
-    }
+    int32_t UnRegisterSystemNavigationListener() override { return Core().UnRegisterSystemNavigationListener(caller_); }
     int32_t GetNavigationStatus(const std::string& bundleName, NavigationStatus& status) override
     {
         return Core().GetNavigationStatus(caller_, bundleName, status);
@@ -52,14 +49,12 @@ public:
     int32_t QueryNavigationInfo(const std::string& bundleName, QueryType type, AAFwk::WantParams params,
         sptr<IMapCallback> callback) override
     {
-        return Core().QueryNavigationInfo(caller_, bundleName, type, std::move(params),
-            std::move(callback));
+        return Core().QueryNavigationInfo(caller_, bundleName, type, std::move(params), std::move(callback));
     }
     int32_t SendNavigationCmd(const std::string& bundleName, CommandType type, AAFwk::WantParams params,
         sptr<IMapCallback> callback) override
     {
-        return Core().SendNavigationCmd(caller_, bundleName, type, std::move(params),
-            std::move(callback));
+        return Core().SendNavigationCmd(caller_, bundleName, type, std::move(params), std::move(callback));
     }
     // The core's view, with this process as the one client.
     int32_t InspectService(ServiceSnapshot& snapshot) override

@@ -36,10 +36,7 @@ public:
     {
         return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
     }
-    int32_t UnRegisterNavigationStatusListener(const std::string&) override
-    {
-        return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
-    }
+    int32_t UnRegisterNavigationStatusListener(const std::string&) override { return NAV_INFO_ERR_SERVICE_UNAVAILABLE; }
     int32_t RegisterNavigationMetadataListener(const std::string&, sptr<INavigationMetadataListener>) override
     {
         return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
@@ -86,7 +83,8 @@ std::unique_ptr<NavInfoTransport> CreateNavInfoTransport(const EndpointRequest& 
                 chosen.socketPath = std::move(fallback);
             } else {
                 CLIENT_LOGI("using the service embedded in this process (no daemon listens at %{public}s; set "
-                            "%{public}s to choose)", fallback.c_str(), SERVICE_SOCKET_ENV);
+                            "%{public}s to choose)",
+                    fallback.c_str(), SERVICE_SOCKET_ENV);
             }
         }
         if (chosen.socketPath.empty()) {

@@ -40,7 +40,8 @@ bool Transfer(int fd, char* buffer, bool send)
 {
     size_t done = 0;
     while (done < MESSAGE_BYTES) {
-        ssize_t n = send ? write(fd, buffer + done, MESSAGE_BYTES - done) : read(fd, buffer + done, MESSAGE_BYTES - done);
+        ssize_t n = send ? write(fd, buffer + done, MESSAGE_BYTES - done)
+                         : read(fd, buffer + done, MESSAGE_BYTES - done);
         if (n <= 0) {
             return false;
         }
@@ -153,7 +154,7 @@ int main(int argc, char** argv)
     std::vector<long long> starts = ThreadStarts(samples);
     long long startsPerSecond = ThreadStartsPerSecond(10 * samples);
     std::printf("{\"samples\":%d,\"socketRoundTripNs\":{\"p50\":%lld,\"p99\":%lld},"
-        "\"threadStartNs\":{\"p50\":%lld,\"p99\":%lld},\"threadStartsPerSecond\":%lld}\n",
+                "\"threadStartNs\":{\"p50\":%lld,\"p99\":%lld},\"threadStartsPerSecond\":%lld}\n",
         samples, Percentile(roundTrips, 0.5), Percentile(roundTrips, 0.99), Percentile(starts, 0.5),
         Percentile(starts, 0.99), startsPerSecond);
     return roundTrips.empty() || starts.empty() ? 1 : 0;

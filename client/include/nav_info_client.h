@@ -100,10 +100,10 @@ private:
     NavInfoClient();
     friend class NavInfoClientAccess;
 
-    EndpointChoice endpoint_; // set once in the constructor
-    std::mutex wrapMutex_; // guards transports_ and serializes WrapTransport
+    EndpointChoice endpoint_;                                   // set once in the constructor
+    std::mutex wrapMutex_;                                      // guards transports_ and serializes WrapTransport
     std::vector<std::unique_ptr<NavInfoTransport>> transports_; // every transport it had; the last is in use
-    std::atomic<NavInfoTransport*> transport_{nullptr}; // transports_.back(); null when memory ran out
+    std::atomic<NavInfoTransport*> transport_{nullptr};         // transports_.back(); null when memory ran out
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -25,8 +25,8 @@ struct EndpointRequest {
 struct EndpointChoice {
     std::string socketPath; // empty: the embedded service
     std::string bundleName;
-    std::string token;      // never logged
-    bool probed = false;    // chosen by finding (or not finding) a daemon at the default socket
+    std::string token;   // never logged
+    bool probed = false; // chosen by finding (or not finding) a daemon at the default socket
 };
 
 // Where navinfo-service listens unless told otherwise (the daemon's own

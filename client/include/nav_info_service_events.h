@@ -28,11 +28,11 @@ enum class RegistrationKind {
 
 struct ServiceEvent {
     ServiceEventKind kind = ServiceEventKind::CONNECTED;
-    uint64_t generation = 0;          // CONNECTED, DISCONNECTED
-    int32_t result = 0;               // DISCONNECTED, REFUSED
-    std::string reason;               // DISCONNECTED
+    uint64_t generation = 0;                                           // CONNECTED, DISCONNECTED
+    int32_t result = 0;                                                // DISCONNECTED, REFUSED
+    std::string reason;                                                // DISCONNECTED
     RegistrationKind registration = RegistrationKind::STATUS_LISTENER; // REFUSED, RESUMED
-    std::string bundleName;           // REFUSED, RESUMED
+    std::string bundleName;                                            // REFUSED, RESUMED
 };
 
 // Called on the client library's own threads (a connection's reader thread,

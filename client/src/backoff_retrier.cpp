@@ -28,7 +28,9 @@ std::chrono::milliseconds RefusalRetryBase()
 }
 
 BackoffRetrier::BackoffRetrier(std::chrono::milliseconds base, std::function<bool()> attempt)
-    : base_(base), attempt_(std::move(attempt)), delay_(base)
+    : base_(base),
+      attempt_(std::move(attempt)),
+      delay_(base)
 {
 }
 
@@ -55,7 +57,8 @@ void BackoffRetrier::ArmLocked(bool fromBase)
     try {
         thread_ = std::thread([this] { Run(); });
     } catch (const std::exception& e) {
-        CLIENT_LOGW("no retry thread for refused registrations (%{public}s): they are tried at the next connection only",
+        CLIENT_LOGW(
+            "no retry thread for refused registrations (%{public}s): they are tried at the next connection only",
             e.what());
     }
 }

@@ -9,8 +9,8 @@ constexpr unsigned int CLIENT_LOG_DOMAIN = 0xD005403;
 constexpr const char* CLIENT_LOG_TAG = "NavInfoClient";
 } // namespace OHOS::NavigationInfoService
 
-#define CLIENT_LOG(level, fmt, ...)                                                                         \
-    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::CLIENT_LOG_DOMAIN,                      \
+#define CLIENT_LOG(level, fmt, ...)                                                    \
+    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::CLIENT_LOG_DOMAIN, \
         OHOS::NavigationInfoService::CLIENT_LOG_TAG, "%{public}s: " fmt, __FUNCTION__, ##__VA_ARGS__))
 
 #define CLIENT_LOGI(fmt, ...) CLIENT_LOG(LOG_INFO, fmt, ##__VA_ARGS__)

@@ -223,12 +223,10 @@ int32_t NavInfoClient::GetNavigationStatus(std::string bundleName, NavigationSta
         [&](NavInfoTransport& transport) { return transport.GetNavigationStatus(bundleName, status); });
 }
 
-int32_t NavInfoClient::RegisterNavigationStatusListener(std::string bundleName,
-    sptr<NavigationStatusListener> listener)
+int32_t NavInfoClient::RegisterNavigationStatusListener(std::string bundleName, sptr<NavigationStatusListener> listener)
 {
-    return Through(transport_, __func__, [&](NavInfoTransport& transport) {
-        return transport.RegisterNavigationStatusListener(bundleName, listener);
-    });
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.RegisterNavigationStatusListener(bundleName, listener); });
 }
 
 int32_t NavInfoClient::UnRegisterNavigationStatusListener(std::string bundleName)

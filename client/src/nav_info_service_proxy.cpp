@@ -33,15 +33,15 @@ int32_t ResultOfStatus(int status)
             // This process's own limits: calls waiting for replies, or object
             // handles (one per outstanding query or command).
             return NAV_INFO_ERR_TOO_MANY_REQUESTS;
-        default:
-            return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+        default: return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
     }
 }
 
 } // namespace
 
 NavInfoServiceProxy::NavInfoServiceProxy(sptr<IRemoteObject> remote, int callTimeoutMs)
-    : remote_(std::move(remote)), callTimeoutMs_(callTimeoutMs)
+    : remote_(std::move(remote)),
+      callTimeoutMs_(callTimeoutMs)
 {
 }
 
@@ -184,8 +184,7 @@ int32_t NavInfoServiceProxy::Request(uint32_t code, const std::string& bundleNam
 {
     MessageParcel data;
     if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteBoundedString(data, bundleName) ||
-        !data.WriteInt32(type) || !Marshalling::WriteWantParams(data, params) ||
-        !WriteOptionalObject(data, callback)) {
+        !data.WriteInt32(type) || !Marshalling::WriteWantParams(data, params) || !WriteOptionalObject(data, callback)) {
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     return Transact(code, data);

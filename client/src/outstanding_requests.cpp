@@ -2,9 +2,10 @@
 
 namespace OHOS::NavigationInfoService {
 
-TrackedRequest::TrackedRequest(sptr<IMapCallback> target, std::weak_ptr<OutstandingRequests> table,
-    uint64_t generation)
-    : table_(std::move(table)), generation_(generation), target_(std::move(target))
+TrackedRequest::TrackedRequest(sptr<IMapCallback> target, std::weak_ptr<OutstandingRequests> table, uint64_t generation)
+    : table_(std::move(table)),
+      generation_(generation),
+      target_(std::move(target))
 {
 }
 

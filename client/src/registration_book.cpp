@@ -33,8 +33,8 @@ bool Settle(BookedListener& entry, int32_t result, RegistrationKind kind, const 
     if (refused != entry.refused) {
         entry.refused = refused;
         if (refused) {
-            CLIENT_LOGW("%{public}s for \"%{public}s\" refused (%{public}d): tried again with back-off",
-                KindText(kind), bundleName.c_str(), result);
+            CLIENT_LOGW("%{public}s for \"%{public}s\" refused (%{public}d): tried again with back-off", KindText(kind),
+                bundleName.c_str(), result);
         } else {
             CLIENT_LOGW("%{public}s for \"%{public}s\" taken again after a refusal", KindText(kind),
                 bundleName.c_str());
@@ -137,12 +137,10 @@ bool RegistrationBook::HasRefused() const
 size_t RegistrationBook::Replay(NavInfoServiceProxy& service, const ChangeCallback& changed)
 {
     size_t restored = RegisterAll(*this, service, false, changed);
-    restored += ReplayRecord(status, "status", [&](const NavigationStatus& record) {
-        return service.UpdateNavigationStatus(record, Replay::RESTORED);
-    });
-    restored += ReplayRecord(metadata, "metadata", [&](const NavigationMetadata& record) {
-        return service.UpdateNavigationMetadata(record, Replay::RESTORED);
-    });
+    restored += ReplayRecord(status, "status",
+        [&](const NavigationStatus& record) { return service.UpdateNavigationStatus(record, Replay::RESTORED); });
+    restored += ReplayRecord(metadata, "metadata",
+        [&](const NavigationMetadata& record) { return service.UpdateNavigationMetadata(record, Replay::RESTORED); });
     return restored;
 }
 

@@ -39,11 +39,11 @@ struct RegistrationBook {
     using ChangeCallback = std::function<void(ServiceEventKind change, RegistrationKind kind,
         const std::string& bundleName, int32_t result)>;
 
-    BookedListener systemListener;                               // listener null: none
+    BookedListener systemListener;                           // listener null: none
     std::map<std::string, BookedListener> statusListeners;   // by followed bundle
     std::map<std::string, BookedListener> metadataListeners; // by followed bundle
-    std::optional<NavigationStatus> status;                    // published last
-    std::optional<NavigationMetadata> metadata;                // published last
+    std::optional<NavigationStatus> status;                  // published last
+    std::optional<NavigationMetadata> metadata;              // published last
 
     bool HasRegistrations() const
     {

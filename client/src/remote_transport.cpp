@@ -304,8 +304,8 @@ int32_t RemoteTransport::GetNavigationStatus(const std::string& bundleName, Navi
 }
 
 template <typename Register>
-int32_t RemoteTransport::Follow(std::map<std::string, BookedListener> RegistrationBook::*book,
-    RegistrationKind kind, const std::string& bundleName, const sptr<IRemoteObject>& listener, Register&& reg)
+int32_t RemoteTransport::Follow(std::map<std::string, BookedListener> RegistrationBook::*book, RegistrationKind kind,
+    const std::string& bundleName, const sptr<IRemoteObject>& listener, Register&& reg)
 {
     ServiceLease lease = connector_->Acquire();
     std::unique_lock<std::mutex> lock(registrationMutex_);
@@ -352,9 +352,8 @@ int32_t RemoteTransport::RegisterNavigationStatusListener(const std::string& bun
     sptr<INavigationStatusListener> listener)
 {
     sptr<IRemoteObject> object = ObjectOf(listener);
-    return Follow(&RegistrationBook::statusListeners, RegistrationKind::STATUS_LISTENER, bundleName, object, [&](NavInfoServiceProxy& proxy) {
-        return proxy.RegisterNavigationStatusListener(bundleName, object);
-    });
+    return Follow(&RegistrationBook::statusListeners, RegistrationKind::STATUS_LISTENER, bundleName, object,
+        [&](NavInfoServiceProxy& proxy) { return proxy.RegisterNavigationStatusListener(bundleName, object); });
 }
 
 int32_t RemoteTransport::UnRegisterNavigationStatusListener(const std::string& bundleName)
@@ -367,9 +366,8 @@ int32_t RemoteTransport::RegisterNavigationMetadataListener(const std::string& b
     sptr<INavigationMetadataListener> listener)
 {
     sptr<IRemoteObject> object = ObjectOf(listener);
-    return Follow(&RegistrationBook::metadataListeners, RegistrationKind::METADATA_LISTENER, bundleName, object, [&](NavInfoServiceProxy& proxy) {
-        return proxy.RegisterNavigationMetadataListener(bundleName, object);
-    });
+    return Follow(&RegistrationBook::metadataListeners, RegistrationKind::METADATA_LISTENER, bundleName, object,
+        [&](NavInfoServiceProxy& proxy) { return proxy.RegisterNavigationMetadataListener(bundleName, object); });
 }
 
 int32_t RemoteTransport::UnRegisterNavigationMetadataListener(const std::string& bundleName)
@@ -405,14 +403,14 @@ int32_t RemoteTransport::SubmitRequest(uint32_t code, const std::string& bundleN
     return NAV_INFO_SUCCESS;
 }
 
-int32_t RemoteTransport::QueryNavigationInfo(const std::string& bundleName, QueryType type,
-    AAFwk::WantParams params, sptr<IMapCallback> callback)
+int32_t RemoteTransport::QueryNavigationInfo(const std::string& bundleName, QueryType type, AAFwk::WantParams params,
+    sptr<IMapCallback> callback)
 {
     return SubmitRequest(SVC_QUERY_NAVIGATION_INFO, bundleName, static_cast<int32_t>(type), params, callback);
 }
 
-int32_t RemoteTransport::SendNavigationCmd(const std::string& bundleName, CommandType type,
-    AAFwk::WantParams params, sptr<IMapCallback> callback)
+int32_t RemoteTransport::SendNavigationCmd(const std::string& bundleName, CommandType type, AAFwk::WantParams params,
+    sptr<IMapCallback> callback)
 {
     return SubmitRequest(SVC_SEND_NAVIGATION_CMD, bundleName, static_cast<int32_t>(type), params, callback);
 }

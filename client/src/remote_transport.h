@@ -96,21 +96,21 @@ private:
     bool RetryRefused();
     // Books a registration after its call's result (registrationMutex_ held);
     // true when it is booked as refused.
-    bool BookLocked(BookedListener& entry, const sptr<IRemoteObject>& listener, int32_t result,
-        RegistrationKind kind, const std::string& bundleName);
+    bool BookLocked(BookedListener& entry, const sptr<IRemoteObject>& listener, int32_t result, RegistrationKind kind,
+        const std::string& bundleName);
     // Sends a record and keeps it for replay (`kept` is a member of book_).
     template <typename Record, typename Send>
     int32_t Publish(std::optional<Record> RegistrationBook::*kept, Record record, Send&& send);
 
-    int32_t SubmitRequest(uint32_t code, const std::string& bundleName, int32_t type,
-        const AAFwk::WantParams& params, const sptr<IMapCallback>& callback);
+    int32_t SubmitRequest(uint32_t code, const std::string& bundleName, int32_t type, const AAFwk::WantParams& params,
+        const sptr<IMapCallback>& callback);
     // Registers a follower and books it for replay; `book` is a map of book_.
     template <typename Register>
     int32_t Follow(std::map<std::string, BookedListener> RegistrationBook::*book, RegistrationKind kind,
         const std::string& bundleName, const sptr<IRemoteObject>& listener, Register&& reg);
     template <typename Unregister>
-    int32_t Unfollow(std::map<std::string, BookedListener> RegistrationBook::*book,
-        const std::string& bundleName, Unregister&& unreg);
+    int32_t Unfollow(std::map<std::string, BookedListener> RegistrationBook::*book, const std::string& bundleName,
+        Unregister&& unreg);
     // Once per connection, before its first call that may make it its
     // bundle's owner (a publish, serving, a replay of either): hands the
     // daemon a keep-alive responder, so that it can tell a frozen owner from
@@ -128,7 +128,7 @@ private:
     // The connection generation whose keep-alive responder the daemon has
     // (or refused, as a daemon without keep-alives does): asked once each.
     std::atomic<uint64_t> keepAliveGeneration_{0};
-    std::atomic<int> connectionHolds_{0}; // HoldConnection(true) not yet undone
+    std::atomic<int> connectionHolds_{0};         // HoldConnection(true) not yet undone
     std::shared_ptr<ServiceConnector> connector_; // set once in the constructor
     std::unique_ptr<BackoffRetrier> retrier_;     // set once in the constructor; stopped first
 };

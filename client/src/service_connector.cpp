@@ -16,7 +16,8 @@ namespace OHOS::NavigationInfoService {
 class ConnectorRecipient : public IRemoteObject::DeathRecipient {
 public:
     ConnectorRecipient(std::weak_ptr<ServiceConnector> connector, uint64_t generation)
-        : connector_(std::move(connector)), generation_(generation)
+        : connector_(std::move(connector)),
+          generation_(generation)
     {
     }
 
@@ -76,12 +77,14 @@ void CloseConnectionOf(const sptr<IRemoteObject>& service)
 std::shared_ptr<ServiceConnector> ServiceConnector::Create(ServiceEndpoint endpoint, Hooks hooks,
     std::shared_ptr<IpcThreadPool> pool)
 {
-    return std::shared_ptr<ServiceConnector>(new ServiceConnector(std::move(endpoint), std::move(hooks),
-        std::move(pool)));
+    return std::shared_ptr<ServiceConnector>(
+        new ServiceConnector(std::move(endpoint), std::move(hooks), std::move(pool)));
 }
 
 ServiceConnector::ServiceConnector(ServiceEndpoint endpoint, Hooks hooks, std::shared_ptr<IpcThreadPool> pool)
-    : endpoint_(std::move(endpoint)), hooks_(std::move(hooks)), pool_(std::move(pool)),
+    : endpoint_(std::move(endpoint)),
+      hooks_(std::move(hooks)),
+      pool_(std::move(pool)),
       refusalBackoff_(RefusalRetryBase())
 {
 }
@@ -178,12 +181,11 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
         generation = ++lastGeneration_;
     }
     if (service == nullptr ||
-        !service->AddDeathRecipient(sptr<IRemoteObject::DeathRecipient>(
-            new ConnectorRecipient(weak_from_this(), generation)))) {
+        !service->AddDeathRecipient(
+            sptr<IRemoteObject::DeathRecipient>(new ConnectorRecipient(weak_from_this(), generation)))) {
         // A refusal of our identity is final until the daemon changes its
         // policy; anything else (no daemon, time-out, lost at once) may pass.
-        int32_t failure = status == IPC_ERR_PERMISSION ? NAV_INFO_ERR_NO_PERMISSION
-                                                       : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+        int32_t failure = status == IPC_ERR_PERMISSION ? NAV_INFO_ERR_NO_PERMISSION : NAV_INFO_ERR_SERVICE_UNAVAILABLE;
         bool tell = false;
         {
             std::lock_guard<std::mutex> lock(stateMutex_);

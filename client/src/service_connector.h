@@ -141,19 +141,19 @@ private:
     size_t lostHooksRunning_ = 0; // onLost calls in progress
     // A thread is connecting or restoring: the others wait for it.
     bool connecting_ = false;
-    sptr<IRemoteObject> service_;   // the live connection's root, or null
-    uint64_t generation_ = 0;       // of service_
-    uint64_t lastGeneration_ = 0;   // the latest one handed out
-    int32_t lastFailure_ = 0;       // of the latest failed attempt; 0 after a success
-    bool everConnected_ = false;    // for the log: a failure before that is the first news
-    bool lossTold_ = false;         // a loss (or a first failure) was warned; its end will be too
-    int32_t failureTold_ = 0;       // the failure last warned about
+    sptr<IRemoteObject> service_; // the live connection's root, or null
+    uint64_t generation_ = 0;     // of service_
+    uint64_t lastGeneration_ = 0; // the latest one handed out
+    int32_t lastFailure_ = 0;     // of the latest failed attempt; 0 after a success
+    bool everConnected_ = false;  // for the log: a failure before that is the first news
+    bool lossTold_ = false;       // a loss (or a first failure) was warned; its end will be too
+    int32_t failureTold_ = 0;     // the failure last warned about
     Clock::time_point nextAttempt_{};
-    int backoffMs_ = RETRY_BACKOFF_MIN_MS;  // of unreachable attempts
+    int backoffMs_ = RETRY_BACKOFF_MIN_MS; // of unreachable attempts
     // The retry thread's pace after refused attempts; RefusalRetryBase() again after a success.
     std::chrono::milliseconds refusalBackoff_;
     Clock::time_point nextRefusalRetry_{};
-    bool retryWanted_ = false;      // a connection was lost and not yet replaced
+    bool retryWanted_ = false; // a connection was lost and not yet replaced
     bool stopping_ = false;
     bool retryThreadStarted_ = false;
     std::thread retryThread_;

@@ -9,7 +9,8 @@ namespace OHOS::NavigationInfoService {
 
 ServiceEventHub& ServiceEventHub::Instance()
 {
-    static ServiceEventHub* const hub = new ServiceEventHub(); // never destroyed: raised from threads that outlive statics
+    static ServiceEventHub* const hub =
+        new ServiceEventHub(); // never destroyed: raised from threads that outlive statics
     return *hub;
 }
 

@@ -31,7 +31,7 @@ private:
     ServiceEventHub() = default;
 
     std::mutex mutex_;
-    uint64_t nextId_ = 1; // guarded by mutex_
+    uint64_t nextId_ = 1;                                                       // guarded by mutex_
     std::map<uint64_t, std::shared_ptr<const ServiceEventObserver>> observers_; // guarded by mutex_
 };
 

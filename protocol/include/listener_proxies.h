@@ -55,8 +55,8 @@ private:
 // interface token; false when they do not fit one frame.
 bool WriteStatusNotification(MessageParcel& data, const NavigationStatus& status, const std::string& bundleName,
     NotificationNumber number);
-bool WriteMetadataNotification(MessageParcel& data, const NavigationMetadata& metadata,
-    const std::string& bundleName, NotificationNumber number);
+bool WriteMetadataNotification(MessageParcel& data, const NavigationMetadata& metadata, const std::string& bundleName,
+    NotificationNumber number);
 // Whether a record published by bundleName can be sent to its followers:
 // its notification, numbered, fits one frame. The service refuses to
 // publish one that does not (an undeliverable record must not be stored).
@@ -74,8 +74,7 @@ private:
     // A request the receiving connection cannot take (its table of objects
     // is full) is answered at once with NAV_INFO_ERR_TOO_MANY_REQUESTS
     // instead of waiting for the time-out.
-    void SendRequest(uint32_t code, int32_t type, const AAFwk::WantParams& params,
-        const sptr<IMapCallback>& callback);
+    void SendRequest(uint32_t code, int32_t type, const AAFwk::WantParams& params, const sptr<IMapCallback>& callback);
 
     const sptr<IRemoteObject> remote_;
 };

@@ -51,7 +51,7 @@ private:
     // A listener follows few streams at a time; the oldest are forgotten.
     static constexpr size_t MAX_STREAMS = 16;
 
-    std::mutex mutex_; // guards every field below
+    std::mutex mutex_;                          // guards every field below
     std::map<uint64_t, uint64_t> lastSequence_; // stream -> last sequence seen
     RateLimitedCount dropped_;
     uint64_t droppedTotal_ = 0;

@@ -41,8 +41,8 @@ struct ServiceSnapshot {
         uint64_t requesterClientId = 0;
         std::string bundleName; // the navigation application asked
         int32_t kind = REQUEST_QUERY;
-        int32_t type = 0;        // QueryType or CommandType
-        int64_t ageMs = 0;       // since the service accepted it
+        int32_t type = 0;  // QueryType or CommandType
+        int64_t ageMs = 0; // since the service accepted it
     };
     struct StatusRecord {
         std::string bundleName;

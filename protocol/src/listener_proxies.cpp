@@ -46,7 +46,7 @@ sptr<I> InterfaceFromObject(const sptr<IRemoteObject>& object)
 }
 
 // A number of the largest values, so that a record that fits with it fits with any.
-constexpr NotificationNumber LARGEST_NUMBER {UINT64_MAX, UINT64_MAX};
+constexpr NotificationNumber LARGEST_NUMBER{UINT64_MAX, UINT64_MAX};
 
 template <typename Record, typename WriteRecord>
 bool WriteNotification(MessageParcel& data, const std::u16string& descriptor, const Record& record,
@@ -57,8 +57,7 @@ bool WriteNotification(MessageParcel& data, const std::u16string& descriptor, co
 }
 
 // Sends a notification, numbered ones as supersedable (see the header).
-void SendNotification(const sptr<IRemoteObject>& remote, uint32_t code, MessageParcel& data,
-    NotificationNumber number)
+void SendNotification(const sptr<IRemoteObject>& remote, uint32_t code, MessageParcel& data, NotificationNumber number)
 {
     MessageParcel reply;
     MessageOption option(MessageOption::TF_ASYNC);
@@ -78,8 +77,8 @@ bool WriteStatusNotification(MessageParcel& data, const NavigationStatus& status
         Marshalling::WriteNavigationStatus);
 }
 
-bool WriteMetadataNotification(MessageParcel& data, const NavigationMetadata& metadata,
-    const std::string& bundleName, NotificationNumber number)
+bool WriteMetadataNotification(MessageParcel& data, const NavigationMetadata& metadata, const std::string& bundleName,
+    NotificationNumber number)
 {
     return WriteNotification(data, INavigationMetadataListener::GetDescriptor(), metadata, bundleName, number,
         Marshalling::WriteNavigationMetadata);
@@ -104,9 +103,7 @@ bool MetadataNotificationFits(const NavigationMetadata& metadata, const std::str
         Marshalling::MeasureNotificationNumber(sizer, LARGEST_NUMBER);
 }
 
-NavigationStatusListenerProxy::NavigationStatusListenerProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote))
-{
-}
+NavigationStatusListenerProxy::NavigationStatusListenerProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote)) {}
 
 void NavigationStatusListenerProxy::OnStatusChanged(const NavigationStatus& status, const std::string& bundleName)
 {
@@ -146,10 +143,7 @@ void NavigationMetadataListenerProxy::OnNumberedMetadataChanged(const Navigation
     SendNotification(remote_, ON_METADATA_CHANGED, data, number);
 }
 
-SystemNavigationListenerProxy::SystemNavigationListenerProxy(sptr<IRemoteObject> remote)
-    : remote_(std::move(remote))
-{
-}
+SystemNavigationListenerProxy::SystemNavigationListenerProxy(sptr<IRemoteObject> remote) : remote_(std::move(remote)) {}
 
 void SystemNavigationListenerProxy::OnQueryNavigationInfo(QueryType type, AAFwk::WantParams params,
     sptr<IMapCallback> callback)

@@ -41,8 +41,7 @@ int Guarded(const char* stub, Body&& body) noexcept
 
 } // namespace
 
-int NavigationStatusListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&,
-    MessageOption&)
+int NavigationStatusListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&, MessageOption&)
 {
     if (code != ON_STATUS_CHANGED) {
         return IPC_ERR_UNKNOWN_TRANSACTION;
@@ -61,8 +60,7 @@ int NavigationStatusListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& 
     });
 }
 
-int NavigationMetadataListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&,
-    MessageOption&)
+int NavigationMetadataListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&, MessageOption&)
 {
     if (code != ON_METADATA_CHANGED) {
         return IPC_ERR_UNKNOWN_TRANSACTION;
@@ -96,8 +94,7 @@ int MapCallbackStub::OnRemoteRequest(uint32_t code, MessageParcel& data, Message
     });
 }
 
-int SystemNavigationListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&,
-    MessageOption&)
+int SystemNavigationListenerStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel&, MessageOption&)
 {
     if (code != ON_QUERY_NAVIGATION_INFO && code != ON_RECEIVE_NAVIGATION_CMD) {
         return IPC_ERR_UNKNOWN_TRANSACTION;

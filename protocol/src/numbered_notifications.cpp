@@ -28,7 +28,7 @@ uint64_t NotificationGaps::Arrived(const char* kind, const std::string& bundleNa
     // reported with the next record after the interval.
     if (uint64_t report = dropped_.Add(missing)) {
         PROTOCOL_LOGW("%{public}llu superseded %{public}s records of %{public}s were dropped on the way: this "
-            "follower is behind and gets the newest ones (%{public}llu in all)",
+                      "follower is behind and gets the newest ones (%{public}llu in all)",
             static_cast<unsigned long long>(report), kind, bundleName.c_str(),
             static_cast<unsigned long long>(droppedTotal_));
     }

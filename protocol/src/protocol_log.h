@@ -10,8 +10,8 @@ constexpr unsigned int PROTOCOL_LOG_DOMAIN = 0xD005403;
 constexpr const char* PROTOCOL_LOG_TAG = "NavInfoClient";
 } // namespace OHOS::NavigationInfoService
 
-#define PROTOCOL_LOG(level, fmt, ...)                                                                       \
-    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::PROTOCOL_LOG_DOMAIN,                    \
+#define PROTOCOL_LOG(level, fmt, ...)                                                    \
+    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::PROTOCOL_LOG_DOMAIN, \
         OHOS::NavigationInfoService::PROTOCOL_LOG_TAG, "%{public}s: " fmt, __FUNCTION__, ##__VA_ARGS__))
 
 #define PROTOCOL_LOGI(fmt, ...) PROTOCOL_LOG(LOG_INFO, fmt, ##__VA_ARGS__)

@@ -133,14 +133,10 @@ template <typename Out>
 bool WriteValueItem(Out& parcel, const WantValue& value, size_t depth, size_t& budget)
 {
     switch (value.GetType()) {
-        case WantValue::Type::BOOLEAN:
-            return parcel.WriteInt32(TAG_BOOLEAN) && parcel.WriteBool(value.GetBool());
-        case WantValue::Type::INT:
-            return parcel.WriteInt32(TAG_INT) && parcel.WriteInt32(value.GetInt());
-        case WantValue::Type::LONG:
-            return parcel.WriteInt32(TAG_LONG) && parcel.WriteInt64(value.GetLong());
-        case WantValue::Type::DOUBLE:
-            return parcel.WriteInt32(TAG_DOUBLE) && parcel.WriteDouble(value.GetDouble());
+        case WantValue::Type::BOOLEAN: return parcel.WriteInt32(TAG_BOOLEAN) && parcel.WriteBool(value.GetBool());
+        case WantValue::Type::INT: return parcel.WriteInt32(TAG_INT) && parcel.WriteInt32(value.GetInt());
+        case WantValue::Type::LONG: return parcel.WriteInt32(TAG_LONG) && parcel.WriteInt64(value.GetLong());
+        case WantValue::Type::DOUBLE: return parcel.WriteInt32(TAG_DOUBLE) && parcel.WriteDouble(value.GetDouble());
         case WantValue::Type::STRING:
             return parcel.WriteInt32(TAG_STRING) && WriteStringItem(parcel, value.GetString());
         case WantValue::Type::WANT_PARAMS:
@@ -219,8 +215,7 @@ bool ReadValueItem(Parcel& parcel, WantValue& value, size_t depth, size_t& budge
             value = WantValue::Array(std::move(elements));
             return true;
         }
-        default:
-            return false; // an unknown tag: nothing after it can be trusted
+        default: return false; // an unknown tag: nothing after it can be trusted
     }
 }
 

@@ -48,8 +48,7 @@ IpcConnection::Authenticator MakeIdentityAuthenticator(const std::shared_ptr<con
     };
 }
 
-bool ShouldCloseAfterReload(const RuleAccessPolicy* before, const RuleAccessPolicy* after,
-    const ClientIdentity& client)
+bool ShouldCloseAfterReload(const RuleAccessPolicy* before, const RuleAccessPolicy* after, const ClientIdentity& client)
 {
     if (!Allowed(after, client.bundleName, client.uid, client.token)) {
         return true;

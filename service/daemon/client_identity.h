@@ -31,7 +31,9 @@ namespace OHOS::NavigationInfoService {
 
 struct ClientIdentity {
     ClientIdentity(std::string bundle, int32_t peerUid, std::string presentedToken)
-        : bundleName(std::move(bundle)), uid(peerUid), token(std::move(presentedToken))
+        : bundleName(std::move(bundle)),
+          uid(peerUid),
+          token(std::move(presentedToken))
     {
     }
     const std::string bundleName;

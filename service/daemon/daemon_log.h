@@ -9,8 +9,8 @@ constexpr unsigned int DAEMON_LOG_DOMAIN = 0xD005404;
 constexpr const char* DAEMON_LOG_TAG = "NavInfoDaemon";
 } // namespace OHOS::NavigationInfoService
 
-#define DAEMON_LOG(level, fmt, ...)                                                                         \
-    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::DAEMON_LOG_DOMAIN,                      \
+#define DAEMON_LOG(level, fmt, ...)                                                    \
+    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::DAEMON_LOG_DOMAIN, \
         OHOS::NavigationInfoService::DAEMON_LOG_TAG, "%{public}s: " fmt, __FUNCTION__, ##__VA_ARGS__))
 
 #define DAEMON_LOGD(fmt, ...) DAEMON_LOG(LOG_DEBUG, fmt, ##__VA_ARGS__)

@@ -159,13 +159,9 @@ bool ParseDaemonOptions(int argc, const char* const* argv, const EnvLookup& env,
         const char* value = optarg;
         long long number = 0;
         switch (option) {
-            case 'h':
-                options.help = true;
-                break;
+            case 'h': options.help = true; break;
             case 'v':
-            case 'V':
-                options.version = true;
-                break;
+            case 'V': options.version = true; break;
             case 's':
                 socket = NonEmpty(value);
                 if (socket == nullptr) {
@@ -200,15 +196,11 @@ bool ParseDaemonOptions(int argc, const char* const* argv, const EnvLookup& env,
                 }
                 options.listenerThreads = static_cast<size_t>(number);
                 break;
-            case OPT_EXIT_WITH_PARENT:
-                options.exitWithParent = true;
-                break;
+            case OPT_EXIT_WITH_PARENT: options.exitWithParent = true; break;
             case ':':
                 error = "option " + OffendingOption(args.data(), argc, current, optopt) + " needs a value";
                 return false;
-            default:
-                error = "unknown option " + OffendingOption(args.data(), argc, current, optopt);
-                return false;
+            default: error = "unknown option " + OffendingOption(args.data(), argc, current, optopt); return false;
         }
     }
     if (optind < argc) {

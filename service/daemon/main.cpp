@@ -109,8 +109,9 @@ int Serve(DaemonService& service, const sigset_t& signals, const std::string& po
     if (ServiceManager::Supervised()) {
         period = STATUS_INTERVAL;
         if (watchdog.count() > 0) {
-            period = std::min(period, std::max(std::chrono::milliseconds(1),
-                std::chrono::duration_cast<std::chrono::milliseconds>(watchdog / 2)));
+            period = std::min(period,
+                std::max(std::chrono::milliseconds(1),
+                    std::chrono::duration_cast<std::chrono::milliseconds>(watchdog / 2)));
         }
     }
     std::string status = service.StatusText();
@@ -151,7 +152,8 @@ int Run(int argc, char** argv)
 
     DaemonOptions options;
     std::string error;
-    if (!ParseDaemonOptions(argc, argv, [](const char* name) { return std::getenv(name); }, options, error)) {
+    if (!ParseDaemonOptions(
+            argc, argv, [](const char* name) { return std::getenv(name); }, options, error)) {
         Say(stderr, Priority::ERROR, "%s (see navinfo-service --help)", error.c_str());
         return 2;
     }

@@ -110,9 +110,10 @@ int NavInfoServiceStub::OnRemoteRequest(uint32_t code, MessageParcel& data, Mess
     std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection();
     if (status == IPC_ERR_INVALID_DATA || status == IPC_ERR_UNKNOWN_TRANSACTION) {
         uint32_t refused = ++identity->refusedRequests;
-        HILOG_RATE_LIMITED(DAEMON_LOGW, "connection %{public}llu (%{public}s): request %{public}u refused (%{public}d), "
-            "%{public}u so far", static_cast<unsigned long long>(caller.clientId), caller.bundleName.c_str(), code,
-            status, refused);
+        HILOG_RATE_LIMITED(DAEMON_LOGW,
+            "connection %{public}llu (%{public}s): request %{public}u refused (%{public}d), "
+            "%{public}u so far",
+            static_cast<unsigned long long>(caller.clientId), caller.bundleName.c_str(), code, status, refused);
         if (refused >= MAX_REFUSED_REQUESTS && connection != nullptr) {
             HILOG_RATE_LIMITED(DAEMON_LOGW, "connection %{public}llu: too many malformed requests, closing",
                 static_cast<unsigned long long>(caller.clientId));
@@ -168,9 +169,10 @@ int NavInfoServiceStub::UpdateStatus(const CallerInfo& caller, MessageParcel& da
     if (!Marshalling::ReadNavigationStatus(data, status) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, KeepOwnerConnection(caller, replay == Replay::RESTORED
-            ? core_->RestoreNavigationStatus(caller, std::move(status))
-            : core_->UpdateNavigationStatus(caller, std::move(status))));
+    return ReplyResult(reply,
+        KeepOwnerConnection(caller,
+            replay == Replay::RESTORED ? core_->RestoreNavigationStatus(caller, std::move(status))
+                                       : core_->UpdateNavigationStatus(caller, std::move(status))));
 }
 
 int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -180,9 +182,10 @@ int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& 
     if (!Marshalling::ReadNavigationMetadata(data, metadata) || !ReadReplayFlag(data, replay)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, KeepOwnerConnection(caller, replay == Replay::RESTORED
-            ? core_->RestoreNavigationMetadata(caller, std::move(metadata))
-            : core_->UpdateNavigationMetadata(caller, std::move(metadata))));
+    return ReplyResult(reply,
+        KeepOwnerConnection(caller,
+            replay == Replay::RESTORED ? core_->RestoreNavigationMetadata(caller, std::move(metadata))
+                                       : core_->UpdateNavigationMetadata(caller, std::move(metadata))));
 }
 
 int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -231,13 +234,12 @@ int NavInfoServiceStub::RegisterStatusListener(const CallerInfo& caller, Message
         return IPC_ERR_INVALID_DATA;
     }
     auto listener = StatusListenerFromObject(object);
-    return ReplyResult(reply, kind == Replay::RESTORED
-            ? core_->RestoreNavigationStatusListener(caller, bundleName, listener)
-            : core_->RegisterNavigationStatusListener(caller, bundleName, listener));
+    return ReplyResult(reply,
+        kind == Replay::RESTORED ? core_->RestoreNavigationStatusListener(caller, bundleName, listener)
+                                 : core_->RegisterNavigationStatusListener(caller, bundleName, listener));
 }
 
-int NavInfoServiceStub::UnregisterStatusListener(const CallerInfo& caller, MessageParcel& data,
-    MessageParcel& reply)
+int NavInfoServiceStub::UnregisterStatusListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
 {
     std::string bundleName;
     if (!Marshalling::ReadBoundedString(data, bundleName)) {
@@ -246,8 +248,7 @@ int NavInfoServiceStub::UnregisterStatusListener(const CallerInfo& caller, Messa
     return ReplyResult(reply, core_->UnRegisterNavigationStatusListener(caller, bundleName));
 }
 
-int NavInfoServiceStub::RegisterMetadataListener(const CallerInfo& caller, MessageParcel& data,
-    MessageParcel& reply)
+int NavInfoServiceStub::RegisterMetadataListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
 {
     std::string bundleName;
     sptr<IRemoteObject> object;
@@ -257,13 +258,12 @@ int NavInfoServiceStub::RegisterMetadataListener(const CallerInfo& caller, Messa
         return IPC_ERR_INVALID_DATA;
     }
     auto listener = MetadataListenerFromObject(object);
-    return ReplyResult(reply, kind == Replay::RESTORED
-            ? core_->RestoreNavigationMetadataListener(caller, bundleName, listener)
-            : core_->RegisterNavigationMetadataListener(caller, bundleName, listener));
+    return ReplyResult(reply,
+        kind == Replay::RESTORED ? core_->RestoreNavigationMetadataListener(caller, bundleName, listener)
+                                 : core_->RegisterNavigationMetadataListener(caller, bundleName, listener));
 }
 
-int NavInfoServiceStub::UnregisterMetadataListener(const CallerInfo& caller, MessageParcel& data,
-    MessageParcel& reply)
+int NavInfoServiceStub::UnregisterMetadataListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
 {
     std::string bundleName;
     if (!Marshalling::ReadBoundedString(data, bundleName)) {
@@ -283,8 +283,9 @@ int NavInfoServiceStub::Query(const CallerInfo& caller, MessageParcel& data, Mes
         return IPC_ERR_INVALID_DATA;
     }
     // An unknown kind passes through: the core validates it (1001).
-    return ReplyResult(reply, core_->QueryNavigationInfo(caller, bundleName, static_cast<QueryType>(type),
-        std::move(params), MapCallbackFromObject(object)));
+    return ReplyResult(reply,
+        core_->QueryNavigationInfo(caller, bundleName, static_cast<QueryType>(type), std::move(params),
+            MapCallbackFromObject(object)));
 }
 
 int NavInfoServiceStub::Command(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -297,8 +298,9 @@ int NavInfoServiceStub::Command(const CallerInfo& caller, MessageParcel& data, M
         !Marshalling::ReadWantParams(data, params) || !ReadOptionalObject(data, object)) {
         return IPC_ERR_INVALID_DATA;
     }
-    return ReplyResult(reply, core_->SendNavigationCmd(caller, bundleName, static_cast<CommandType>(type),
-        std::move(params), MapCallbackFromObject(object)));
+    return ReplyResult(reply,
+        core_->SendNavigationCmd(caller, bundleName, static_cast<CommandType>(type), std::move(params),
+            MapCallbackFromObject(object)));
 }
 
 int NavInfoServiceStub::Inspect(const CallerInfo& caller, MessageParcel&, MessageParcel& reply)

@@ -75,7 +75,7 @@ private:
         sptr<IRemoteObject> responder;
         Clock::time_point lastHeard;
         Clock::time_point lastSent;
-        uint64_t sent = 0; // the number of the latest keep-alive sent
+        uint64_t sent = 0;     // the number of the latest keep-alive sent
         bool watching = false; // false: offered, not an owner yet
     };
 

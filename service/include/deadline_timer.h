@@ -50,7 +50,7 @@ private:
 
     const Handler handler_;
     const ThreadStarter starter_;
-    mutable std::mutex mutex_;                               // guards the fields below
+    mutable std::mutex mutex_; // guards the fields below
     std::condition_variable wake_;
     std::set<std::pair<Clock::time_point, uint64_t>> queue_; // ordered by deadline
     std::unordered_map<uint64_t, Clock::time_point> deadlines_;

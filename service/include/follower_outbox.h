@@ -34,7 +34,9 @@ public:
     };
 
     FollowerOutbox(std::string bundle, uint64_t stream, size_t capacity)
-        : bundle_(std::move(bundle)), stream_(stream), capacity_(capacity == 0 ? 1 : capacity)
+        : bundle_(std::move(bundle)),
+          stream_(stream),
+          capacity_(capacity == 0 ? 1 : capacity)
     {
     }
 

@@ -64,8 +64,8 @@ struct NotificationLimits {
 };
 
 struct CoreOptions {
-    std::shared_ptr<Executor> executor;                   // required; runs every listener call
-    std::shared_ptr<const AccessPolicy> policy;           // null: deny everything
+    std::shared_ptr<Executor> executor;         // required; runs every listener call
+    std::shared_ptr<const AccessPolicy> policy; // null: deny everything
     std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
     size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;
     // Requests sent to one navigation application and not completed; the
@@ -228,14 +228,13 @@ private:
 
     int32_t CheckPublisher(const CallerInfo& caller) const;
     int32_t CheckSystemApp(const CallerInfo& caller) const;
-    int32_t SubmitRequest(const CallerInfo& caller, const std::string& bundleName, RequestKind kind,
-        int32_t type, AAFwk::WantParams params, sptr<IMapCallback> callback);
+    int32_t SubmitRequest(const CallerInfo& caller, const std::string& bundleName, RequestKind kind, int32_t type,
+        AAFwk::WantParams params, sptr<IMapCallback> callback);
     template <typename Listener, typename Record>
     int32_t Follow(const CallerInfo& caller, const std::string& bundleName, sptr<Listener> listener,
         Followers<Listener, Record>& followers);
     template <typename Listener, typename Record>
-    int32_t Unfollow(const CallerInfo& caller, const std::string& bundleName,
-        Followers<Listener, Record>& followers);
+    int32_t Unfollow(const CallerInfo& caller, const std::string& bundleName, Followers<Listener, Record>& followers);
     // Stores the record (under mutex_, with store) and puts it in the outbox
     // of every follower of bundle, scheduling the drains that are needed.
     template <typename Listener, typename Record, typename Store>
@@ -299,21 +298,21 @@ private:
     // The latest records, by publishing bundle; followers' outboxes share them.
     std::map<std::string, std::shared_ptr<const NavigationStatus>> statuses_;
     std::map<std::string, std::shared_ptr<const NavigationMetadata>> metadata_;
-    std::map<std::string, int64_t> metadataTimes_;          // when each was stored, ms since the epoch
+    std::map<std::string, int64_t> metadataTimes_; // when each was stored, ms since the epoch
     // Bundles whose status in statuses_ the service stored for a publisher that went.
     std::set<std::string> goneStatuses_;
     BundleOwners owners_;
     StatusFollowers statusFollowers_;
     MetadataFollowers metadataFollowers_;
-    uint64_t nextStream_ = 1;             // of the next follower outbox
+    uint64_t nextStream_ = 1;              // of the next follower outbox
     RateLimitedCount droppedForFollowers_; // superseded records dropped in outboxes
     uint64_t droppedForFollowersTotal_ = 0;
     std::map<std::string, SystemListenerEntry> systemListeners_; // by navigation bundle
     std::unordered_map<uint64_t, PendingRequest> pending_;       // by request id
     std::unordered_map<uint64_t, size_t> outstandingByClient_;   // requester clientId -> pending count
     RequestPacer pacer_;
-    std::vector<Dispatch> readyToSend_;                          // see TakePendingLocked
-    std::unordered_map<uint64_t, size_t> followsByClient_;       // clientId -> status and metadata listeners
+    std::vector<Dispatch> readyToSend_;                    // see TakePendingLocked
+    std::unordered_map<uint64_t, size_t> followsByClient_; // clientId -> status and metadata listeners
     uint64_t nextRequestId_ = 1;
     uint64_t nextRegistrationId_ = 1;
 };

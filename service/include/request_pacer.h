@@ -42,7 +42,7 @@ private:
     struct Target {
         size_t inFlight = 0;
         std::map<uint64_t, std::deque<uint64_t>> waiting; // requester -> request ids, oldest first
-        std::deque<uint64_t> turns;                        // requesters with waiting requests, next first
+        std::deque<uint64_t> turns;                       // requesters with waiting requests, next first
     };
 
     const size_t limit_;

@@ -5,7 +5,8 @@
 namespace OHOS::NavigationInfoService {
 
 RuleAccessPolicy::RuleAccessPolicy(bool defaultDeny, std::map<std::string, BundleAccess> bundles)
-    : defaultDeny_(defaultDeny), bundles_(std::move(bundles))
+    : defaultDeny_(defaultDeny),
+      bundles_(std::move(bundles))
 {
 }
 

@@ -100,9 +100,7 @@ json ParseGuarded(const std::string& text)
                     objects.push_back({depth == 0 ? std::string() : lastKey, {}});
                 }
                 break;
-            case json::parse_event_t::object_end:
-                objects.pop_back();
-                break;
+            case json::parse_event_t::object_end: objects.pop_back(); break;
             case json::parse_event_t::key: {
                 lastKey = parsed.get<std::string>();
                 if (!objects.back().seen.insert(lastKey).second) {
@@ -112,8 +110,7 @@ json ParseGuarded(const std::string& text)
                 }
                 break;
             }
-            default:
-                break;
+            default: break;
         }
         return true;
     };
@@ -202,8 +199,7 @@ PolicyLoadResult ParseDocument(const json& document)
         }
     }
     auto version = document.find("version");
-    if (version != document.end() &&
-        (!version->is_number_integer() || version->get<int64_t>() != SUPPORTED_VERSION)) {
+    if (version != document.end() && (!version->is_number_integer() || version->get<int64_t>() != SUPPORTED_VERSION)) {
         return Failure("\"version\" must be " + std::to_string(SUPPORTED_VERSION));
     }
     bool defaultDeny = true;

@@ -66,8 +66,7 @@ bool ParseBridgePolicy(const json& section, BridgePolicy& bridge, std::string& e
     }
     auto domain = section.find("domain");
     if (domain != section.end()) {
-        if (!domain->is_number_integer() || domain->get<int64_t>() < 0 ||
-            domain->get<int64_t>() > MAX_BRIDGE_DOMAIN) {
+        if (!domain->is_number_integer() || domain->get<int64_t>() < 0 || domain->get<int64_t>() > MAX_BRIDGE_DOMAIN) {
             error = "bridge: \"domain\" must be an integer from 0 to " + std::to_string(MAX_BRIDGE_DOMAIN);
             return false;
         }

@@ -8,7 +8,8 @@
 namespace OHOS::NavigationInfoService {
 
 DeadlineTimer::DeadlineTimer(Handler handler, ThreadStarter starter)
-    : handler_(std::move(handler)), starter_(std::move(starter))
+    : handler_(std::move(handler)),
+      starter_(std::move(starter))
 {
 }
 

@@ -25,8 +25,8 @@ bool InvalidBundleName(const std::string& name)
 
 // Hands one record to a listener: numbered when the listener takes numbers
 // (a proxy to another process), else through its own method.
-void Notify(const sptr<INavigationStatusListener>& listener, const NavigationStatus& status,
-    const std::string& bundle, NotificationNumber number)
+void Notify(const sptr<INavigationStatusListener>& listener, const NavigationStatus& status, const std::string& bundle,
+    NotificationNumber number)
 {
     if (auto* numbered = dynamic_cast<NumberedStatusListener*>(listener.GetRefPtr())) {
         numbered->OnNumberedStatusChanged(status, bundle, number);
@@ -164,8 +164,8 @@ void NavInfoServiceCore::Publish(const std::string& bundle, Record record, Follo
     }
     if (report != 0) {
         SERVICE_LOGW("%{public}llu superseded records dropped for followers that cannot keep up; they get the "
-            "newest (%{public}llu in all)", static_cast<unsigned long long>(report),
-            static_cast<unsigned long long>(total));
+                     "newest (%{public}llu in all)",
+            static_cast<unsigned long long>(report), static_cast<unsigned long long>(total));
     }
     ScheduleDrains(drains);
 }
@@ -198,8 +198,8 @@ int32_t NavInfoServiceCore::Claim(const CallerInfo& caller)
     }
     if (claim.firstRefusal) {
         SERVICE_LOGW("%{public}s is owned by pid %{public}d (client %{public}llu): pid %{public}d (client "
-            "%{public}llu) is refused while that one is live", caller.bundleName.c_str(), claim.ownerPid,
-            static_cast<unsigned long long>(claim.ownerClientId), caller.pid,
+                     "%{public}llu) is refused while that one is live",
+            caller.bundleName.c_str(), claim.ownerPid, static_cast<unsigned long long>(claim.ownerClientId), caller.pid,
             static_cast<unsigned long long>(caller.clientId));
     }
     return NAV_INFO_ERR_NO_PERMISSION;
@@ -382,8 +382,8 @@ int32_t NavInfoServiceCore::GetNavigationStatus(const CallerInfo& caller, const 
 }
 
 template <typename Listener, typename Record>
-int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& bundleName,
-    sptr<Listener> listener, Followers<Listener, Record>& followers)
+int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& bundleName, sptr<Listener> listener,
+    Followers<Listener, Record>& followers)
 {
     int32_t result = CheckSystemApp(caller);
     if (result != NAV_INFO_SUCCESS) {
@@ -409,8 +409,9 @@ int32_t NavInfoServiceCore::Follow(const CallerInfo& caller, const std::string& 
         if ((follows == followsByClient_.end() ? 0 : follows->second) >= maxFollowsPerClient_) {
             return NAV_INFO_ERR_TOO_MANY_REQUESTS;
         }
-        followers[bundleName].emplace(caller.clientId, Follower<Listener, Record>{std::move(listener),
-            std::make_shared<FollowerOutbox<Record>>(bundleName, nextStream_++, followerOutboxCapacity_)});
+        followers[bundleName].emplace(caller.clientId,
+            Follower<Listener, Record>{std::move(listener),
+                std::make_shared<FollowerOutbox<Record>>(bundleName, nextStream_++, followerOutboxCapacity_)});
         ++followsByClient_[caller.clientId];
     }
     return NAV_INFO_SUCCESS;
@@ -451,20 +452,19 @@ int32_t NavInfoServiceCore::Unfollow(const CallerInfo& caller, const std::string
     return NAV_INFO_SUCCESS;
 }
 
-int32_t NavInfoServiceCore::RegisterNavigationStatusListener(const CallerInfo& caller,
-    const std::string& bundleName, sptr<INavigationStatusListener> listener)
+int32_t NavInfoServiceCore::RegisterNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName,
+    sptr<INavigationStatusListener> listener)
 {
     return Follow(caller, bundleName, std::move(listener), statusFollowers_);
 }
 
-int32_t NavInfoServiceCore::UnRegisterNavigationStatusListener(const CallerInfo& caller,
-    const std::string& bundleName)
+int32_t NavInfoServiceCore::UnRegisterNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName)
 {
     return Unfollow(caller, bundleName, statusFollowers_);
 }
 
-int32_t NavInfoServiceCore::RegisterNavigationMetadataListener(const CallerInfo& caller,
-    const std::string& bundleName, sptr<INavigationMetadataListener> listener)
+int32_t NavInfoServiceCore::RegisterNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
+    sptr<INavigationMetadataListener> listener)
 {
     return Follow(caller, bundleName, std::move(listener), metadataFollowers_);
 }
@@ -492,8 +492,7 @@ void NavInfoServiceCore::SendLatest(const CallerInfo& caller, const std::string&
         }
         auto follower = bundle->second.find(caller.clientId);
         uint64_t dropped = 0;
-        if (follower == bundle->second.end() ||
-            !follower->second.outbox->Push(record->second, dropped)) {
+        if (follower == bundle->second.end() || !follower->second.outbox->Push(record->second, dropped)) {
             return; // not following, or a drain is already scheduled
         }
         listener = follower->second.listener;
@@ -507,8 +506,8 @@ void NavInfoServiceCore::SendLatest(const CallerInfo& caller, const std::string&
     }
 }
 
-int32_t NavInfoServiceCore::RestoreNavigationStatusListener(const CallerInfo& caller,
-    const std::string& bundleName, sptr<INavigationStatusListener> listener)
+int32_t NavInfoServiceCore::RestoreNavigationStatusListener(const CallerInfo& caller, const std::string& bundleName,
+    sptr<INavigationStatusListener> listener)
 {
     int32_t result = Follow(caller, bundleName, std::move(listener), statusFollowers_);
     if (result == NAV_INFO_SUCCESS) {
@@ -517,8 +516,8 @@ int32_t NavInfoServiceCore::RestoreNavigationStatusListener(const CallerInfo& ca
     return result;
 }
 
-int32_t NavInfoServiceCore::RestoreNavigationMetadataListener(const CallerInfo& caller,
-    const std::string& bundleName, sptr<INavigationMetadataListener> listener)
+int32_t NavInfoServiceCore::RestoreNavigationMetadataListener(const CallerInfo& caller, const std::string& bundleName,
+    sptr<INavigationMetadataListener> listener)
 {
     int32_t result = Follow(caller, bundleName, std::move(listener), metadataFollowers_);
     if (result == NAV_INFO_SUCCESS) {

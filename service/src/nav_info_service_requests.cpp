@@ -15,22 +15,22 @@
 
 namespace OHOS::NavigationInfoService {
 
-int32_t NavInfoServiceCore::QueryNavigationInfo(const CallerInfo& caller, const std::string& bundleName,
-    QueryType type, AAFwk::WantParams params, sptr<IMapCallback> callback)
+int32_t NavInfoServiceCore::QueryNavigationInfo(const CallerInfo& caller, const std::string& bundleName, QueryType type,
+    AAFwk::WantParams params, sptr<IMapCallback> callback)
 {
     return SubmitRequest(caller, bundleName, RequestKind::QUERY, static_cast<int32_t>(type), std::move(params),
         std::move(callback));
 }
 
-int32_t NavInfoServiceCore::SendNavigationCmd(const CallerInfo& caller, const std::string& bundleName,
-    CommandType type, AAFwk::WantParams params, sptr<IMapCallback> callback)
+int32_t NavInfoServiceCore::SendNavigationCmd(const CallerInfo& caller, const std::string& bundleName, CommandType type,
+    AAFwk::WantParams params, sptr<IMapCallback> callback)
 {
     return SubmitRequest(caller, bundleName, RequestKind::COMMAND, static_cast<int32_t>(type), std::move(params),
         std::move(callback));
 }
 
-int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::string& bundleName,
-    RequestKind kind, int32_t type, AAFwk::WantParams params, sptr<IMapCallback> callback)
+int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::string& bundleName, RequestKind kind,
+    int32_t type, AAFwk::WantParams params, sptr<IMapCallback> callback)
 {
     int32_t result = CheckSystemApp(caller);
     if (result != NAV_INFO_SUCCESS) {
@@ -144,8 +144,9 @@ void NavInfoServiceCore::SendReady()
             std::lock_guard<std::mutex> lock(mutex_);
             sptr<IMapCallback> callback = TakePendingLocked(requestId);
             if (callback != nullptr) {
-                answers.push_back({std::move(callback), ResultData{NAV_INFO_ERR_SERVICE_UNAVAILABLE,
-                    NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}}});
+                answers.push_back({std::move(callback),
+                    ResultData{NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE),
+                        {}}});
             }
         }
         DeliverAnswers(answers);
@@ -186,8 +187,8 @@ sptr<IMapCallback> NavInfoServiceCore::TakePendingLocked(uint64_t requestId)
     if (outstanding != outstandingByClient_.end() && --outstanding->second == 0) {
         outstandingByClient_.erase(outstanding);
     }
-    const uint64_t promoted =
-        pacer_.Complete(request.targetRegistrationId, request.requesterClientId, requestId, request.inFlight);
+    const uint64_t promoted = pacer_.Complete(request.targetRegistrationId, request.requesterClientId, requestId,
+        request.inFlight);
     pending_.erase(found);
     timer_.Cancel(requestId);
     auto next = promoted != 0 ? pending_.find(promoted) : pending_.end();

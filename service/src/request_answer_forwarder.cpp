@@ -5,7 +5,8 @@
 namespace OHOS::NavigationInfoService {
 
 RequestAnswerForwarder::RequestAnswerForwarder(std::weak_ptr<NavInfoServiceCore> core, uint64_t requestId)
-    : core_(std::move(core)), requestId_(requestId)
+    : core_(std::move(core)),
+      requestId_(requestId)
 {
 }
 

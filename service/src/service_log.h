@@ -9,8 +9,8 @@ constexpr unsigned int SERVICE_LOG_DOMAIN = 0xD005402;
 constexpr const char* SERVICE_LOG_TAG = "NavInfoService";
 } // namespace OHOS::NavigationInfoService
 
-#define SERVICE_LOG(level, fmt, ...)                                                                        \
-    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::SERVICE_LOG_DOMAIN,                     \
+#define SERVICE_LOG(level, fmt, ...)                                                    \
+    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::SERVICE_LOG_DOMAIN, \
         OHOS::NavigationInfoService::SERVICE_LOG_TAG, "%{public}s: " fmt, __FUNCTION__, ##__VA_ARGS__))
 
 #define SERVICE_LOGD(fmt, ...) SERVICE_LOG(LOG_DEBUG, fmt, ##__VA_ARGS__)

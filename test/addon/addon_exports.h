@@ -42,9 +42,9 @@ napi_value Object(napi_env env, std::initializer_list<std::pair<const char*, nap
 
 } // namespace NavInfoTest
 
-#define TEST_ADDON_EXPORT(name)                                                      \
-    static napi_value name(napi_env env, napi_callback_info info);                   \
-    static const NavInfoTest::AddonExportRegistrar g_export_##name(#name, name);     \
+#define TEST_ADDON_EXPORT(name)                                                  \
+    static napi_value name(napi_env env, napi_callback_info info);               \
+    static const NavInfoTest::AddonExportRegistrar g_export_##name(#name, name); \
     static napi_value name([[maybe_unused]] napi_env env, [[maybe_unused]] napi_callback_info info)
 
 #endif // TEST_ADDON_ADDON_EXPORTS_H

@@ -44,7 +44,7 @@ TEST_ADDON_EXPORT(captureLogs)
     OHOS::HiviewDFX::SetLogLevel(number);
     OHOS::HiviewDFX::SetLogSink([](const LogRecord& record) {
         std::lock_guard<std::mutex> lock(g_logMutex);
-        g_logs.push_back({record, std::hash<std::thread::id> {}(std::this_thread::get_id())});
+        g_logs.push_back({record, std::hash<std::thread::id>{}(std::this_thread::get_id())});
     });
     return nullptr;
 }
@@ -68,9 +68,10 @@ TEST_ADDON_EXPORT(takeLogs)
     napi_create_array_with_length(env, logs.size(), &array);
     for (size_t i = 0; i < logs.size(); ++i) {
         const LogRecord& r = logs[i].record;
-        napi_value entry = Object(env, {{"level", Js(env, r.level)}, {"domain", Js(env, r.domain)},
-            {"tag", Js(env, r.tag)}, {"message", Js(env, r.message)},
-            {"thread", Js(env, static_cast<double>(logs[i].thread % 1000000007))}});
+        napi_value entry = Object(env,
+            {{"level", Js(env, r.level)}, {"domain", Js(env, r.domain)}, {"tag", Js(env, r.tag)},
+                {"message", Js(env, r.message)},
+                {"thread", Js(env, static_cast<double>(logs[i].thread % 1000000007))}});
         std::smatch match;
         if (std::regex_match(r.message, match, prefix)) {
             napi_set_named_property(env, entry, "file", Js(env, match[1].str()));

@@ -138,17 +138,17 @@ bool Field(napi_env env, napi_value object, const char* name, T& out)
 #define FROM_JS_FIELD(field) &&Field(env, value, #field, record.field)
 // Type names a type, which no parentheses may enclose.
 // NOLINTBEGIN(bugprone-macro-parentheses)
-#define RECORD_CONVERSION(Type, FIELDS)                         \
-    napi_value ToJs(napi_env env, const Type& record)           \
-    {                                                           \
-        napi_value out = nullptr;                               \
-        napi_create_object(env, &out);                          \
-        FIELDS(TO_JS_FIELD)                                     \
-        return out;                                             \
-    }                                                           \
-    [[maybe_unused]] bool FromJs(napi_env env, napi_value value, Type& record)   \
-    {                                                           \
-        return true FIELDS(FROM_JS_FIELD);                      \
+#define RECORD_CONVERSION(Type, FIELDS)                                        \
+    napi_value ToJs(napi_env env, const Type& record)                          \
+    {                                                                          \
+        napi_value out = nullptr;                                              \
+        napi_create_object(env, &out);                                         \
+        FIELDS(TO_JS_FIELD)                                                    \
+        return out;                                                            \
+    }                                                                          \
+    [[maybe_unused]] bool FromJs(napi_env env, napi_value value, Type& record) \
+    {                                                                          \
+        return true FIELDS(FROM_JS_FIELD);                                     \
     }
 // NOLINTEND(bugprone-macro-parentheses)
 

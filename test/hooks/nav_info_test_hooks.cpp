@@ -188,7 +188,9 @@ size_t FireStatusChanged(const std::string& bundleName, const NavigationStatus& 
             return 0;
         }
         return IpcThreads()->Post(listener.GetRefPtr(),
-            [listener, status, bundleName] { listener->OnStatusChanged(status, bundleName); }) ? 1 : 0;
+                   [listener, status, bundleName] { listener->OnStatusChanged(status, bundleName); })
+            ? 1
+            : 0;
     });
 }
 
@@ -200,7 +202,9 @@ size_t FireMetadataChanged(const std::string& bundleName, const NavigationMetada
             return 0;
         }
         return IpcThreads()->Post(listener.GetRefPtr(),
-            [listener, metadata, bundleName] { listener->OnMetadataChanged(metadata, bundleName); }) ? 1 : 0;
+                   [listener, metadata, bundleName] { listener->OnMetadataChanged(metadata, bundleName); })
+            ? 1
+            : 0;
     });
 }
 

@@ -64,8 +64,8 @@ struct RequestRecord {
     int32_t type = -1;      // the query or command kind; -1 for other operations
     AAFwk::WantParams params;
 };
-bool LastStatus(NavigationStatus& status) noexcept;       // false: never called
-bool LastMetadata(NavigationMetadata& metadata) noexcept; // false: never called
+bool LastStatus(NavigationStatus& status) noexcept;             // false: never called
+bool LastMetadata(NavigationMetadata& metadata) noexcept;       // false: never called
 bool LastRequest(Operation op, RequestRecord& record) noexcept; // false: op never called
 
 // This process's identity and access in the embedded service

@@ -152,8 +152,8 @@ int32_t RecordingTransport::UnRegisterNavigationMetadataListener(const std::stri
     return result;
 }
 
-int32_t RecordingTransport::QueryNavigationInfo(const std::string& bundleName, QueryType type,
-    AAFwk::WantParams params, sptr<IMapCallback> callback)
+int32_t RecordingTransport::QueryNavigationInfo(const std::string& bundleName, QueryType type, AAFwk::WantParams params,
+    sptr<IMapCallback> callback)
 {
     auto forced = Record(Operation::QUERY_NAVIGATION_INFO, Request(bundleName, static_cast<int32_t>(type), &params),
         callback);
@@ -162,8 +162,8 @@ int32_t RecordingTransport::QueryNavigationInfo(const std::string& bundleName, Q
     });
 }
 
-int32_t RecordingTransport::SendNavigationCmd(const std::string& bundleName, CommandType type,
-    AAFwk::WantParams params, sptr<IMapCallback> callback)
+int32_t RecordingTransport::SendNavigationCmd(const std::string& bundleName, CommandType type, AAFwk::WantParams params,
+    sptr<IMapCallback> callback)
 {
     auto forced = Record(Operation::SEND_NAVIGATION_CMD, Request(bundleName, static_cast<int32_t>(type), &params),
         callback);

@@ -87,7 +87,7 @@ private:
         sptr<Listener> listener);
 
     std::atomic<NavInfoTransport*> target_;
-    std::mutex mutex_; // guards every field below
+    std::mutex mutex_;                                       // guards every field below
     std::vector<std::unique_ptr<NavInfoTransport>> targets_; // every target given to Retarget
     std::array<PerOperation, OPERATION_COUNT> operations_;
     std::optional<NavigationStatus> lastStatus_;

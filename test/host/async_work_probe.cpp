@@ -26,13 +26,13 @@ namespace {
 // ---- works answered through a promise ----
 
 struct PromiseWork {
-    napi_env env = nullptr;            // set on the JS thread before the queuer starts
-    napi_deferred deferred = nullptr;  // JS thread only
-    napi_async_work work = nullptr;    // set before the queuer starts
-    std::thread queuer;                // joined in the complete callback
-    std::atomic<int> queueStatus{-1};  // written by whoever queues
+    napi_env env = nullptr;           // set on the JS thread before the queuer starts
+    napi_deferred deferred = nullptr; // JS thread only
+    napi_async_work work = nullptr;   // set before the queuer starts
+    std::thread queuer;               // joined in the complete callback
+    std::atomic<int> queueStatus{-1}; // written by whoever queues
     std::thread::id loop = std::this_thread::get_id();
-    std::thread::id queuing;           // set by the queuer before it queues
+    std::thread::id queuing;                      // set by the queuer before it queues
     std::atomic<const char*> executedOn{"never"}; // written by the execute callback
 };
 
@@ -127,7 +127,7 @@ void Nothing(napi_env, void*) {}
 // Like the module: the work deletes itself when it completes.
 void DeleteKeptWork(napi_env env, napi_status, void* data)
 {
-    KeptWork kept {};
+    KeptWork kept{};
     if (Kept().Find(static_cast<uint32_t>(reinterpret_cast<uintptr_t>(data)), &kept, true)) {
         napi_delete_async_work(env, kept.work);
     }
@@ -135,11 +135,11 @@ void DeleteKeptWork(napi_env env, napi_status, void* data)
 
 HOST_EXPORT(createWork)
 {
-    uint32_t id = Kept().Add(KeptWork {env, nullptr});
+    uint32_t id = Kept().Add(KeptWork{env, nullptr});
     napi_value name = nullptr;
     napi_async_work work = nullptr;
     // The id travels as the work's data and is never dereferenced.
-    void* data = reinterpret_cast<void*>(uintptr_t {id}); // NOLINT(performance-no-int-to-ptr)
+    void* data = reinterpret_cast<void*>(uintptr_t{id}); // NOLINT(performance-no-int-to-ptr)
     if (napi_create_string_utf8(env, "napi_host_test.keptWork", NAPI_AUTO_LENGTH, &name) != napi_ok ||
         napi_create_async_work(env, nullptr, name, Nothing, DeleteKeptWork, data, &work) != napi_ok) {
         HostTest::Fail(env, "creating the work failed");
@@ -173,19 +173,19 @@ napi_value StatusFromThread(napi_env env, napi_env workEnv, napi_async_work work
 
 HOST_EXPORT(deleteWork)
 {
-    KeptWork kept {};
+    KeptWork kept{};
     return KeptArg(env, info, &kept, true) ? HostTest::MakeInt(env, napi_delete_async_work(env, kept.work)) : nullptr;
 }
 
 HOST_EXPORT(queueWorkFromThread)
 {
-    KeptWork kept {};
+    KeptWork kept{};
     return KeptArg(env, info, &kept) ? StatusFromThread(env, kept.env, kept.work) : nullptr;
 }
 
 HOST_EXPORT(queueWorkHere)
 {
-    KeptWork kept {};
+    KeptWork kept{};
     return KeptArg(env, info, &kept) ? HostTest::MakeInt(env, napi_queue_async_work(kept.env, kept.work)) : nullptr;
 }
 
@@ -198,8 +198,8 @@ HOST_EXPORT(queueUnknownWork)
     if (fromThread == nullptr) {
         return nullptr;
     }
-    napi_value result = HostTest::Ints(
-        env, {{"here", napi_queue_async_work(env, bogus)}, {"nullWork", napi_queue_async_work(env, nullptr)}});
+    napi_value result = HostTest::Ints(env,
+        {{"here", napi_queue_async_work(env, bogus)}, {"nullWork", napi_queue_async_work(env, nullptr)}});
     napi_set_named_property(env, result, "fromThread", fromThread);
     return result;
 }

@@ -65,9 +65,9 @@ struct Table {
 
 } // namespace HostTest
 
-#define HOST_EXPORT(name)                                                   \
-    static napi_value name(napi_env env, napi_callback_info info);          \
-    static const HostTest::ExportRegistrar g_export_##name(#name, name);    \
+#define HOST_EXPORT(name)                                                \
+    static napi_value name(napi_env env, napi_callback_info info);       \
+    static const HostTest::ExportRegistrar g_export_##name(#name, name); \
     static napi_value name([[maybe_unused]] napi_env env, [[maybe_unused]] napi_callback_info info)
 
 #endif // NAPI_HOST_TEST_HOST_ADDON_H

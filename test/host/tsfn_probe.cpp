@@ -57,7 +57,7 @@ HostTest::Table<TsfnRecord>& Tsfns()
 Item* NewItem(const std::shared_ptr<Counters>& counters, int64_t value)
 {
     ++counters->allocated;
-    return new Item {counters, value};
+    return new Item{counters, value};
 }
 
 void FreeItem(Item* item)
@@ -89,9 +89,10 @@ bool RecordArgs(napi_env env, napi_callback_info info, TsfnRecord* record, std::
 
 HOST_EXPORT(nullTsfnStatuses)
 {
-    return HostTest::Ints(env, {{"acquire", napi_acquire_threadsafe_function(nullptr)},
-        {"call", napi_call_threadsafe_function(nullptr, nullptr, napi_tsfn_nonblocking)},
-        {"release", napi_release_threadsafe_function(nullptr, napi_tsfn_release)}});
+    return HostTest::Ints(env,
+        {{"acquire", napi_acquire_threadsafe_function(nullptr)},
+            {"call", napi_call_threadsafe_function(nullptr, nullptr, napi_tsfn_nonblocking)},
+            {"release", napi_release_threadsafe_function(nullptr, napi_tsfn_release)}});
 }
 
 HOST_EXPORT(createTsfn)
@@ -118,24 +119,26 @@ HOST_EXPORT(createTsfn)
     napi_threadsafe_function tsfn = nullptr;
     napi_create_string_utf8(env, "napi_host_test.tsfn", NAPI_AUTO_LENGTH, &name);
     if (napi_create_threadsafe_function(env, fn, nullptr, name, maxQueue, 1, finalizeData, finalize, nullptr, CallJs,
-        &tsfn) != napi_ok) {
+            &tsfn) != napi_ok) {
         delete finalizeData;
         HostTest::Fail(env, "creating the thread-safe function failed");
         return nullptr;
     }
-    return HostTest::MakeInt(env, Tsfns().Add(TsfnRecord {tsfn, counters}));
+    return HostTest::MakeInt(env, Tsfns().Add(TsfnRecord{tsfn, counters}));
 }
 
 HOST_EXPORT(counters)
 {
-    TsfnRecord r {};
-    return RecordArgs(env, info, &r) ? HostTest::Ints(env, {{"allocated", r.counters->allocated},
-        {"freed", r.counters->freed}, {"finalized", r.counters->finalized}}) : nullptr;
+    TsfnRecord r{};
+    return RecordArgs(env, info, &r) ? HostTest::Ints(env,
+                                           {{"allocated", r.counters->allocated}, {"freed", r.counters->freed},
+                                               {"finalized", r.counters->finalized}})
+                                     : nullptr;
 }
 
 HOST_EXPORT(sendFromThread)
 {
-    TsfnRecord record {};
+    TsfnRecord record{};
     uint32_t count = 0;
     uint32_t delayMs = 0;
     if (!RecordArgs(env, info, &record, {&count, &delayMs})) {
@@ -164,7 +167,7 @@ HOST_EXPORT(sendFromThread)
 
 HOST_EXPORT(callStatusFromThread)
 {
-    TsfnRecord record {};
+    TsfnRecord record{};
     napi_status status = napi_generic_failure;
     if (!RecordArgs(env, info, &record)) {
         return nullptr;
@@ -185,7 +188,7 @@ HOST_EXPORT(callStatusFromThread)
 
 HOST_EXPORT(sendInTicketOrder)
 {
-    TsfnRecord record {};
+    TsfnRecord record{};
     uint32_t count = 0;
     uint32_t skip = 0;
     if (!RecordArgs(env, info, &record, {&count, &skip})) {
@@ -216,7 +219,7 @@ HOST_EXPORT(sendInTicketOrder)
 
 HOST_EXPORT(releaseTsfn)
 {
-    TsfnRecord record {};
+    TsfnRecord record{};
     return RecordArgs(env, info, &record)
         ? HostTest::MakeInt(env, napi_release_threadsafe_function(record.tsfn, napi_tsfn_release))
         : nullptr;
@@ -244,8 +247,9 @@ struct PhaseCounts {
     }
     napi_value ToJs(napi_env env) const
     {
-        return HostTest::Ints(env, {{"calls", calls}, {"ok", ok}, {"queueFull", queueFull}, {"closing", closing},
-            {"invalidArg", invalidArg}, {"other", other}});
+        return HostTest::Ints(env,
+            {{"calls", calls}, {"ok", ok}, {"queueFull", queueFull}, {"closing", closing}, {"invalidArg", invalidArg},
+                {"other", other}});
     }
 };
 

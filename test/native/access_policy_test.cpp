@@ -62,8 +62,12 @@ TEST(RuleAccessPolicyTest, IdentityCheckUsesUidsAndToken)
         const char* token;
         bool allowed;
     } cases[] = {
-        {"com.uid", 1001, "", true}, {"com.uid", 2000, "", false}, {"com.token", 5, "s3cret", true},
-        {"com.token", 5, "guess", false}, {"com.token", 5, "", false}, {"com.open", 77, "anything", true},
+        {"com.uid", 1001, "", true},
+        {"com.uid", 2000, "", false},
+        {"com.token", 5, "s3cret", true},
+        {"com.token", 5, "guess", false},
+        {"com.token", 5, "", false},
+        {"com.open", 77, "anything", true},
         {"com.unlisted", 0, "", false},
     };
     for (const auto& c : cases) {
@@ -207,7 +211,7 @@ TEST(AccessPolicyFileTest, OnlyARegularFileOfBoundedSizeIsRead)
         std::string path;
         const char* reason; // null: read
     } cases[] = {
-        {fifo, "not a regular file"},  // would block the start forever
+        {fifo, "not a regular file"},        // would block the start forever
         {"/dev/zero", "not a regular file"}, // would never end
         {dir, "not a regular file"},
         {huge, "larger than 1048576 bytes"},

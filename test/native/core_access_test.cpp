@@ -244,7 +244,12 @@ TEST(CoreValidationTest, AClientFollowsAtMostItsShareOfBundles)
             NAV_INFO_SUCCESS},
         {"status c now", [&] { return followStatus(one, "c"); }, NAV_INFO_SUCCESS},
         {"full again", [&] { return followStatus(one, "d"); }, NAV_INFO_ERR_TOO_MANY_REQUESTS},
-        {"the client goes", [&] { core->OnClientGone(1); return 0; }, 0},
+        {"the client goes",
+            [&] {
+                core->OnClientGone(1);
+                return 0;
+            },
+            0},
         {"a new connection of that id starts empty", [&] { return followStatus(one, "d"); }, NAV_INFO_SUCCESS},
     };
     for (const auto& step : steps) {

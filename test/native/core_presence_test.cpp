@@ -72,20 +72,28 @@ TEST_F(CorePresenceTest, AGoneOwnerLeavesUnavailableAndNoGuidance)
     };
     sptr<ISystemNavigationListener> server = new HoldingSystemListener();
     const Row rows[] = {
-        {"navigating with guidance", [](NavInfoServiceCore& core, const CallerInfo& nav) {
-             ASSERT_EQ(core.UpdateNavigationStatus(nav, Status(1)), 0);
-             ASSERT_EQ(core.UpdateNavigationMetadata(nav, Guidance("A1")), 0);
-         }, true, NAV_INFO_SUCCESS},
-        {"guidance only", [](NavInfoServiceCore& core, const CallerInfo& nav) {
-             ASSERT_EQ(core.UpdateNavigationMetadata(nav, Guidance("A1")), 0);
-         }, true, NAV_INFO_SUCCESS},
-        {"said UNAVAILABLE itself", [](NavInfoServiceCore& core, const CallerInfo& nav) {
-             ASSERT_EQ(core.UpdateNavigationMetadata(nav, Guidance("A1")), 0);
-             ASSERT_EQ(core.UpdateNavigationStatus(nav, Status(MAP_STATUS_UNAVAILABLE)), 0);
-         }, false, NAV_INFO_SUCCESS},
-        {"only served requests", [server](NavInfoServiceCore& core, const CallerInfo& nav) {
-             ASSERT_EQ(core.RegisterSystemNavigationListener(nav, server), 0);
-         }, false, NAV_INFO_ERR_NOT_FOUND},
+        {"navigating with guidance",
+            [](NavInfoServiceCore& core, const CallerInfo& nav) {
+                ASSERT_EQ(core.UpdateNavigationStatus(nav, Status(1)), 0);
+                ASSERT_EQ(core.UpdateNavigationMetadata(nav, Guidance("A1")), 0);
+            },
+            true, NAV_INFO_SUCCESS},
+        {"guidance only",
+            [](NavInfoServiceCore& core, const CallerInfo& nav) {
+                ASSERT_EQ(core.UpdateNavigationMetadata(nav, Guidance("A1")), 0);
+            },
+            true, NAV_INFO_SUCCESS},
+        {"said UNAVAILABLE itself",
+            [](NavInfoServiceCore& core, const CallerInfo& nav) {
+                ASSERT_EQ(core.UpdateNavigationMetadata(nav, Guidance("A1")), 0);
+                ASSERT_EQ(core.UpdateNavigationStatus(nav, Status(MAP_STATUS_UNAVAILABLE)), 0);
+            },
+            false, NAV_INFO_SUCCESS},
+        {"only served requests",
+            [server](NavInfoServiceCore& core, const CallerInfo& nav) {
+                ASSERT_EQ(core.RegisterSystemNavigationListener(nav, server), 0);
+            },
+            false, NAV_INFO_ERR_NOT_FOUND},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
@@ -146,21 +154,24 @@ TEST_F(CorePresenceTest, ASecondClaimantIsRefusedUntilTheOwnerIsGoneThenTakesOve
         std::function<int32_t(NavInfoServiceCore&, const CallerInfo&)> claim;
     };
     const Row rows[] = {
-        {"publish a status", [](NavInfoServiceCore& core, const CallerInfo& c) {
-             return core.UpdateNavigationStatus(c, Status(1, 7));
-         }},
-        {"publish metadata", [](NavInfoServiceCore& core, const CallerInfo& c) {
-             return core.UpdateNavigationMetadata(c, Guidance("B2"));
-         }},
-        {"restore a status", [](NavInfoServiceCore& core, const CallerInfo& c) {
-             return core.RestoreNavigationStatus(c, Status(1, 7));
-         }},
-        {"restore metadata", [](NavInfoServiceCore& core, const CallerInfo& c) {
-             return core.RestoreNavigationMetadata(c, Guidance("B2"));
-         }},
-        {"register the navigation listener", [](NavInfoServiceCore& core, const CallerInfo& c) {
-             return core.RegisterSystemNavigationListener(c, new HoldingSystemListener());
-         }},
+        {"publish a status",
+            [](NavInfoServiceCore& core, const CallerInfo& c) { return core.UpdateNavigationStatus(c, Status(1, 7)); }},
+        {"publish metadata",
+            [](NavInfoServiceCore& core, const CallerInfo& c) {
+                return core.UpdateNavigationMetadata(c, Guidance("B2"));
+            }},
+        {"restore a status",
+            [](NavInfoServiceCore& core, const CallerInfo& c) {
+                return core.RestoreNavigationStatus(c, Status(1, 7));
+            }},
+        {"restore metadata",
+            [](NavInfoServiceCore& core, const CallerInfo& c) {
+                return core.RestoreNavigationMetadata(c, Guidance("B2"));
+            }},
+        {"register the navigation listener",
+            [](NavInfoServiceCore& core, const CallerInfo& c) {
+                return core.RegisterSystemNavigationListener(c, new HoldingSystemListener());
+            }},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.call);

@@ -132,7 +132,8 @@ TEST_F(CorePublishTest, ResetForgetsRecordsAndFollowers)
 class RepublishingListener : public NavigationStatusListener {
 public:
     RepublishingListener(std::weak_ptr<NavInfoServiceCore> core, CallerInfo publisher)
-        : core_(std::move(core)), publisher_(std::move(publisher))
+        : core_(std::move(core)),
+          publisher_(std::move(publisher))
     {
     }
     void OnStatusChanged(const NavigationStatus& status, const std::string&) override

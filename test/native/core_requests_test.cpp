@@ -203,10 +203,12 @@ TEST_F(CoreRequestTest, WaitingRequestsGoOutInTurnsAsEarlierOnesCompleteOrTimeOu
     listener_->CallbackAt(0)->Callback(Answer(0, sentInOrder[0]));
     executor_->RunAll();
     ASSERT_EQ(listener_->Count(), 3u) << "the third went out in the first one's place";
-    ASSERT_TRUE(WaitUntil([&] {
-        executor_->RunAll();
-        return callbacks[5]->Count() > 0;
-    }, milliseconds(3000)));
+    ASSERT_TRUE(WaitUntil(
+        [&] {
+            executor_->RunAll();
+            return callbacks[5]->Count() > 0;
+        },
+        milliseconds(3000)));
     EXPECT_EQ(callbacks[5]->First().code, NAV_INFO_ERR_TIMEOUT);
     for (size_t i = 1; i < std::size(sentInOrder); ++i) {
         ASSERT_GT(listener_->Count(), i);
@@ -241,7 +243,8 @@ TEST(CoreRequestFailureTest, ExecutorOrTimerThatCannotRunRefusesWithoutCallingBa
         EXPECT_EQ(callback->Count(), 0u);
     }
     EXPECT_EQ(NavInfoServiceCore::Create(noTimer)->UpdateNavigationStatus(MakeCaller("com.nav", 1), {}),
-        NAV_INFO_SUCCESS) << "publishing needs no timer";
+        NAV_INFO_SUCCESS)
+        << "publishing needs no timer";
 }
 
 TEST(CoreRequestLifetimeTest, AnswersAfterTheCoreIsGoneAreDropped)

@@ -193,9 +193,8 @@ TEST_F(NavInfoClientTest, FireReachesOnlyListenersRegisteredAndNotUnregistered)
 TEST_F(NavInfoClientTest, AWrapThatFailsLeavesTheTransportInUse)
 {
     EXPECT_FALSE(client_->WrapTransport([](NavInfoTransport&) { return std::unique_ptr<NavInfoTransport>(); }));
-    EXPECT_FALSE(client_->WrapTransport([](NavInfoTransport&) -> std::unique_ptr<NavInfoTransport> {
-        throw std::runtime_error("wrap failed");
-    }));
+    EXPECT_FALSE(client_->WrapTransport(
+        [](NavInfoTransport&) -> std::unique_ptr<NavInfoTransport> { throw std::runtime_error("wrap failed"); }));
     NavigationStatus read;
     EXPECT_EQ(client_->GetNavigationStatus(SELF, read), NAV_INFO_ERR_NOT_FOUND) << "the service still answers";
     EXPECT_EQ(Hooks::CallCount(Operation::GET_NAVIGATION_STATUS), 1u) << "through the recording transport";

@@ -102,8 +102,9 @@ TEST(WantParamsTextTest, NumberTypesNestingAndEscapes)
     inner.SetParam("b", WantValue::Array({WantValue::Bool(true), WantValue::String("x"), WantValue::Array({})}));
     params.SetParam("a", WantValue::Params(inner));
     params.SetParam(std::string("q\"\\\n\0", 5), WantValue::String(std::string("\x01\0", 2)));
-    EXPECT_EQ(params.ToString(), R"({"i":1,"l":-9223372036854775808L,"d":1.0,"z":-0.0,"e":1.0000000000000001e+300,)"
-                                 R"("a":{"b":[true,"x",[]]},"q\"\\\u000a\u0000":"\u0001\u0000"})");
+    EXPECT_EQ(params.ToString(),
+        R"({"i":1,"l":-9223372036854775808L,"d":1.0,"z":-0.0,"e":1.0000000000000001e+300,)"
+        R"("a":{"b":[true,"x",[]]},"q\"\\\u000a\u0000":"\u0001\u0000"})");
     EXPECT_EQ(WantParams().ToString(), "{}");
 }
 

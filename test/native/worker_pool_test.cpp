@@ -127,7 +127,9 @@ TEST(WorkerPoolTest, CallerRunsKeepsFreeTasksForTheClosingThreadAndTheKeyOrder)
     EXPECT_NE(ranOn["posted-by-kept"], caller);
     EXPECT_NE(ranOn["free-2"], caller);
     EXPECT_NE(ranOn["busy-2"], caller);
-    auto position = [&](const std::string& name) { return std::find(order.begin(), order.end(), name) - order.begin(); };
+    auto position = [&](const std::string& name) {
+        return std::find(order.begin(), order.end(), name) - order.begin();
+    };
     EXPECT_LT(position("free-1"), position("free-2"));
     EXPECT_LT(position("busy-1"), position("busy-2"));
 

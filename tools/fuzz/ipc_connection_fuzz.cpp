@@ -46,8 +46,7 @@ public:
                 sptr<IRemoteObject> object = data.ReadRemoteObject();
                 return object != nullptr && reply.WriteRemoteObject(object) ? IPC_OK : IPC_ERR_INVALID_DATA;
             }
-            default:
-                return reply.WriteRemoteObject(new FuzzRoot()) ? IPC_OK : IPC_ERR_NO_MEMORY;
+            default: return reply.WriteRemoteObject(new FuzzRoot()) ? IPC_OK : IPC_ERR_NO_MEMORY;
         }
     }
 };
@@ -85,7 +84,9 @@ void Exchange(int fd, const std::vector<uint8_t>& bytes)
             shutdown(fd, SHUT_WR);
             writing = false;
         }
-        struct pollfd pfd {fd, static_cast<short>(POLLIN | (writing ? POLLOUT : 0)), 0};
+        struct pollfd pfd {
+            fd, static_cast<short>(POLLIN | (writing ? POLLOUT : 0)), 0
+        };
         if (poll(&pfd, 1, 10000) <= 0) {
             return; // the connection stopped reading and never closed: -timeout reports it
         }

@@ -28,18 +28,58 @@ void ReadParcel(const OHOS::IpcWire::Frame& frame)
         parcel.RewindRead(before);
         bool ok = false;
         switch (op) {
-            case 0: { bool v; ok = parcel.ReadBool(v); break; }
-            case 1: { int8_t v; ok = parcel.ReadInt8(v); break; }
-            case 2: { uint16_t v; ok = parcel.ReadUint16(v); break; }
-            case 3: { int64_t v; ok = parcel.ReadInt64(v); break; }
-            case 4: { double v; ok = parcel.ReadDouble(v); break; }
-            case 5: { std::string v; ok = parcel.ReadString(v); break; }
-            case 6: { float v; ok = parcel.ReadFloat(v); break; }
-            case 7: { std::vector<uint16_t> v; ok = parcel.ReadUInt16Vector(v); break; }
-            case 8: { std::vector<int32_t> v; ok = parcel.ReadInt32Vector(v); break; }
+            case 0: {
+                bool v;
+                ok = parcel.ReadBool(v);
+                break;
+            }
+            case 1: {
+                int8_t v;
+                ok = parcel.ReadInt8(v);
+                break;
+            }
+            case 2: {
+                uint16_t v;
+                ok = parcel.ReadUint16(v);
+                break;
+            }
+            case 3: {
+                int64_t v;
+                ok = parcel.ReadInt64(v);
+                break;
+            }
+            case 4: {
+                double v;
+                ok = parcel.ReadDouble(v);
+                break;
+            }
+            case 5: {
+                std::string v;
+                ok = parcel.ReadString(v);
+                break;
+            }
+            case 6: {
+                float v;
+                ok = parcel.ReadFloat(v);
+                break;
+            }
+            case 7: {
+                std::vector<uint16_t> v;
+                ok = parcel.ReadUInt16Vector(v);
+                break;
+            }
+            case 8: {
+                std::vector<int32_t> v;
+                ok = parcel.ReadInt32Vector(v);
+                break;
+            }
             case 9: ok = parcel.ReadRemoteObject() != nullptr; break;
             case 10: ok = parcel.ReadRawData(parcel.GetReadableBytes() / 2) != nullptr; break;
-            default: { std::u16string v; ok = parcel.ReadString16(v); break; }
+            default: {
+                std::u16string v;
+                ok = parcel.ReadString16(v);
+                break;
+            }
         }
         if (!ok && parcel.GetReadPosition() != before) {
             __builtin_trap(); // a failed read moved the position
@@ -64,8 +104,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             decoder.Feed(data + split, size - split);
         }
         while (decoder.Next(frame) == OHOS::IpcWire::DecodeStatus::OK) {
-            if (frame.header.payloadSize != frame.payload.size() ||
-                frame.header.objectCount != frame.objects.size()) {
+            if (frame.header.payloadSize != frame.payload.size() || frame.header.objectCount != frame.objects.size()) {
                 __builtin_trap();
             }
             ReadParcel(frame);

@@ -67,9 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             RoundTrip<NavigationMetadata>(parcel, Marshalling::ReadNavigationMetadata,
                 Marshalling::WriteNavigationMetadata);
             break;
-        case 2:
-            RoundTrip<ResultData>(parcel, Marshalling::ReadResultData, Marshalling::WriteResultData);
-            break;
+        case 2: RoundTrip<ResultData>(parcel, Marshalling::ReadResultData, Marshalling::WriteResultData); break;
         default:
             RoundTrip<ServiceSnapshot>(parcel, Marshalling::ReadServiceSnapshot, Marshalling::WriteServiceSnapshot);
             break;

@@ -214,7 +214,8 @@ extern "C" int HiLogPrint(LogType type, LogLevel level, unsigned int domain, con
         line = FormatJournalLine(record, tid);
     } else {
         long long millis = std::chrono::duration_cast<std::chrono::milliseconds>(
-            std::chrono::system_clock::now().time_since_epoch()).count();
+            std::chrono::system_clock::now().time_since_epoch())
+                               .count();
         line = FormatLogLine(record, millis, static_cast<int>(getpid()), tid);
     }
     line.push_back('\n');

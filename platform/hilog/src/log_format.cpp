@@ -160,18 +160,12 @@ bool ExpandLogFormat(const char* fmt, va_list args, std::string& out)
         std::string value;
         switch (conv) {
             case 'd':
-            case 'i':
-                ExpandInteger(value, spec, len, true, ap);
-                break;
+            case 'i': ExpandInteger(value, spec, len, true, ap); break;
             case 'u':
             case 'x':
             case 'X':
-            case 'o':
-                ExpandInteger(value, spec, len, false, ap);
-                break;
-            case 'c':
-                AppendFormatted(value, spec.c_str(), va_arg(ap, int));
-                break;
+            case 'o': ExpandInteger(value, spec, len, false, ap); break;
+            case 'c': AppendFormatted(value, spec.c_str(), va_arg(ap, int)); break;
             case 'f':
             case 'F':
             case 'e':
@@ -192,9 +186,7 @@ bool ExpandLogFormat(const char* fmt, va_list args, std::string& out)
                 AppendFormatted(value, spec.c_str(), s == nullptr ? "(null)" : s);
                 break;
             }
-            case 'p':
-                AppendFormatted(value, spec.c_str(), va_arg(ap, void*));
-                break;
+            case 'p': AppendFormatted(value, spec.c_str(), va_arg(ap, void*)); break;
             default:
                 ok = false; // unknown conversion: the argument list cannot be walked further
                 break;

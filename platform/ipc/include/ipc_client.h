@@ -37,8 +37,7 @@ struct IpcConnectOptions {
 // IPC_ERR_PERMISSION or the server's refusal, IPC_ERR_NO_MEMORY,
 // IPC_ERR_INVALID_DATA). The connection stays open until Close() on it
 // (IpcConnectionOf(root)->Close()) or until the server goes away.
-sptr<IRemoteObject> IpcConnect(const std::string& path, const IpcConnectOptions& options = {},
-    int* status = nullptr);
+sptr<IRemoteObject> IpcConnect(const std::string& path, const IpcConnectOptions& options = {}, int* status = nullptr);
 
 // The connection a proxy belongs to; null for a local object.
 std::shared_ptr<IpcConnection> IpcConnectionOf(const sptr<IRemoteObject>& object);

@@ -325,7 +325,7 @@ private:
     std::thread writer_;
 
     std::atomic<bool> keptWhileIdle_{false}; // see KeepWhileIdle
-    mutable std::mutex mutex_; // guards everything below
+    mutable std::mutex mutex_;               // guards everything below
     State state_ = State::HANDSHAKE;
     std::condition_variable handshakeDone_;
     int handshakeStatus_ = 1; // 1: pending
@@ -337,12 +337,12 @@ private:
     std::map<uint32_t, ProxyEntry> proxies_;
     std::map<uint64_t, std::shared_ptr<PendingCall>> pending_;
     uint64_t nextTransactionId_ = 1;
-    size_t incomingSync_ = 0;   // transactions received and not yet answered
-    size_t incomingBytes_ = 0;  // their bytes plus queued one-way bytes
+    size_t incomingSync_ = 0;                  // transactions received and not yet answered
+    size_t incomingBytes_ = 0;                 // their bytes plus queued one-way bytes
     std::deque<std::function<void()>> oneway_; // received one-way calls in order
     bool onewayRunning_ = false;
-    bool readerWaiting_ = false;   // the reader waits in WaitForOnewayRoom
-    bool shuttingDown_ = false;    // Shutdown was called
+    bool readerWaiting_ = false; // the reader waits in WaitForOnewayRoom
+    bool shuttingDown_ = false;  // Shutdown was called
     std::condition_variable onewayRoom_;
 
     std::mutex readerMutex_;

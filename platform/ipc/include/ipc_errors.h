@@ -7,8 +7,8 @@ namespace OHOS {
 
 enum IpcStatus : int {
     IPC_OK = 0,
-    IPC_ERR_UNKNOWN_OBJECT = -2,       // the target handle is not exported by the peer
-    IPC_ERR_TOO_MANY = -7,             // a per-connection or per-parcel limit was reached
+    IPC_ERR_UNKNOWN_OBJECT = -2, // the target handle is not exported by the peer
+    IPC_ERR_TOO_MANY = -7,       // a per-connection or per-parcel limit was reached
     IPC_ERR_NO_MEMORY = -12,
     IPC_ERR_PERMISSION = -13,          // the server refused the connection
     IPC_ERR_BUSY = -16,                // no room to queue the work now

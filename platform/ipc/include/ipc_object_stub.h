@@ -29,7 +29,12 @@ public:
     virtual int OnRemoteDump(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option);
     virtual int32_t ProcessProto(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option);
     virtual int GetObjectType() const { return OBJECT_TYPE_NATIVE; }
-    virtual int32_t GetAndSaveDBinderData(int pid, int uid) { (void)pid; (void)uid; return 0; }
+    virtual int32_t GetAndSaveDBinderData(int pid, int uid)
+    {
+        (void)pid;
+        (void)uid;
+        return 0;
+    }
 };
 
 } // namespace OHOS

@@ -53,14 +53,14 @@ struct WireObject {
 
 enum class DecodeStatus {
     OK,
-    NEED_MORE,       // not enough bytes yet
+    NEED_MORE, // not enough bytes yet
     BAD_MAGIC,
     BAD_VERSION,
     BAD_TYPE,
     BAD_FLAGS,
-    TOO_LARGE,       // payload or object count over the limits
-    BAD_FIELDS,      // fields that this frame type does not allow
-    BAD_OBJECT,      // an object entry of unknown kind
+    TOO_LARGE,  // payload or object count over the limits
+    BAD_FIELDS, // fields that this frame type does not allow
+    BAD_OBJECT, // an object entry of unknown kind
 };
 
 const char* DecodeStatusName(DecodeStatus status);
@@ -76,8 +76,8 @@ DecodeStatus DecodeObject(const uint8_t* in, WireObject& object);
 
 // Builds a whole frame. The header's payloadSize and objectCount are set
 // from the arguments. False if the result would break a limit.
-bool EncodeFrame(FrameHeader header, const uint8_t* payload, size_t payloadSize,
-    const std::vector<WireObject>& objects, std::vector<uint8_t>& out);
+bool EncodeFrame(FrameHeader header, const uint8_t* payload, size_t payloadSize, const std::vector<WireObject>& objects,
+    std::vector<uint8_t>& out);
 
 struct Frame {
     FrameHeader header;

@@ -76,8 +76,8 @@ sptr<IRemoteObject> IpcConnect(const std::string& path, const IpcConnectOptions&
         result = IPC_ERR_INVALID_DATA;
         return nullptr;
     }
-    const auto deadline = Clock::now() + std::chrono::milliseconds(options.timeoutMs > 0 ? options.timeoutMs
-                                                                                          : kHandshakeTimeoutMs);
+    const auto deadline = Clock::now() +
+        std::chrono::milliseconds(options.timeoutMs > 0 ? options.timeoutMs : kHandshakeTimeoutMs);
     int fd = ConnectSocket(path, deadline, result);
     if (fd < 0) {
         return nullptr;

@@ -220,8 +220,8 @@ void IpcConnection::ReaderMain()
         IpcSocket::Receiver receiver(fd_);
         IpcWire::FrameDecoder decoder;
         IpcWire::Frame frame;
-        Clock::time_point frameStarted;              // first bytes of the unfinished frame
-        Clock::time_point lastFrame = Clock::now();  // the latest whole frame
+        Clock::time_point frameStarted;             // first bytes of the unfinished frame
+        Clock::time_point lastFrame = Clock::now(); // the latest whole frame
         bool running = true;
         while (running) {
             ReadWait wait = ReadWait::FRAME;
@@ -342,8 +342,8 @@ bool IpcConnection::HandleFrame(IpcWire::Frame& frame)
             default: break;
         }
     }
-    HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: frame type %{public}u out of order", static_cast<unsigned long long>(id_),
-        static_cast<unsigned>(type));
+    HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: frame type %{public}u out of order",
+        static_cast<unsigned long long>(id_), static_cast<unsigned>(type));
     return false;
 }
 
@@ -413,7 +413,8 @@ bool IpcConnection::HandleReply(IpcWire::Frame& frame)
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (frame.header.transactionId >= nextTransactionId_) {
-            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: reply to a transaction never sent", static_cast<unsigned long long>(id_));
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: reply to a transaction never sent",
+                static_cast<unsigned long long>(id_));
             return false;
         }
         auto it = pending_.find(frame.header.transactionId);

@@ -130,7 +130,8 @@ bool IpcConnection::HandleTransaction(IpcWire::Frame& frame)
         // A caller that timed out no longer counts its call while we may still
         // run it, so a well-behaved peer can go past the limit: answer busy.
         if (incomingSync_ >= kMaxOutstandingSyncTransactions || incomingBytes_ + bytes > kMaxPendingIncomingBytes) {
-            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: too many transactions in progress, answering busy", Id(id_));
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: too many transactions in progress, answering busy",
+                Id(id_));
             busy = true;
         } else {
             incomingSync_++;
@@ -188,8 +189,8 @@ bool IpcConnection::HandleOneway(IpcWire::Frame& frame)
         std::lock_guard<std::mutex> lock(mutex_);
         sptr<IRemoteObject> target = FindExportedLocked(frame.header.handle);
         if (target == nullptr) {
-            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: one-way transaction for unknown handle %{public}u", Id(id_),
-                frame.header.handle);
+            HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: one-way transaction for unknown handle %{public}u",
+                Id(id_), frame.header.handle);
             return true; // dropped; `data` releases its objects outside the lock
         }
         uint32_t code = frame.header.code;
@@ -279,8 +280,8 @@ void IpcConnection::DrainOneway()
     }
 }
 
-int IpcConnection::Dispatch(const sptr<IRemoteObject>& target, uint32_t code, MessageParcel& data,
-    MessageParcel& reply, MessageOption& option)
+int IpcConnection::Dispatch(const sptr<IRemoteObject>& target, uint32_t code, MessageParcel& data, MessageParcel& reply,
+    MessageOption& option)
 {
     ScopedCallingIdentity identity(peer_.pid, peer_.uid, peer_.gid, shared_from_this());
     try {

@@ -18,8 +18,7 @@
 
 namespace OHOS {
 
-int IpcConnection::ExportObjects(const std::vector<sptr<IRemoteObject>>& objects,
-    std::vector<IpcWire::WireObject>& out)
+int IpcConnection::ExportObjects(const std::vector<sptr<IRemoteObject>>& objects, std::vector<IpcWire::WireObject>& out)
 {
     out.clear();
     if (objects.size() > kMaxObjectsPerParcel) {
@@ -112,14 +111,16 @@ bool IpcConnection::ImportObjects(const std::vector<IpcWire::WireObject>& entrie
             bool ok = true;
             sptr<IPCObjectProxy> proxy = ProxyForLocked(wire.handle, true, ok);
             if (!ok) {
-                HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: too many proxies", static_cast<unsigned long long>(id_));
+                HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: too many proxies",
+                    static_cast<unsigned long long>(id_));
                 return false;
             }
             out.push_back(proxy);
         } else {
             sptr<IRemoteObject> local = FindExportedLocked(wire.handle);
             if (local == nullptr) {
-                HILOG_RATE_LIMITED(IPC_LOGW, "connection %{public}llu: peer named handle %{public}u that we never exported",
+                HILOG_RATE_LIMITED(IPC_LOGW,
+                    "connection %{public}llu: peer named handle %{public}u that we never exported",
                     static_cast<unsigned long long>(id_), wire.handle);
                 return false;
             }

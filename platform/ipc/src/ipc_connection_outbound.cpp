@@ -46,8 +46,8 @@ bool IpcConnection::QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint
         if (outClosed_) {
             return false;
         }
-        const bool behind =
-            outbound_.size() >= kSupersedeAfterQueuedFrames || outboundBytes_ >= kSupersedeAfterQueuedBytes;
+        const bool behind = outbound_.size() >= kSupersedeAfterQueuedFrames ||
+            outboundBytes_ >= kSupersedeAfterQueuedBytes;
         if (supersedeKey != 0 && behind) {
             auto queued = replaceable_.find({handle, supersedeKey});
             if (queued != replaceable_.end()) {
@@ -57,8 +57,8 @@ bool IpcConnection::QueueFrame(std::vector<uint8_t> bytes, uint32_t handle, uint
                 ++supersededTotal_;
                 if (uint64_t count = superseded_.Add(1)) {
                     IPC_LOGW("connection %{public}llu: %{public}llu superseded one-way calls not sent, the peer "
-                        "reads slower than they come (%{public}llu in all)", Id(id_), Id(count),
-                        Id(supersededTotal_));
+                             "reads slower than they come (%{public}llu in all)",
+                        Id(id_), Id(count), Id(supersededTotal_));
                 }
                 return true;
             }
@@ -222,7 +222,8 @@ void IpcConnection::WriterMain()
         int timeoutMs = kIdleWriterPollMs;
         if (outboundPlain_ > 0) {
             auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                lastWriteProgress_ + std::chrono::milliseconds(sendTimeoutMs_) - Clock::now()).count();
+                lastWriteProgress_ + std::chrono::milliseconds(sendTimeoutMs_) - Clock::now())
+                            .count();
             if (left <= 0) {
                 lock.unlock();
                 Shutdown("the peer does not read");
@@ -231,7 +232,9 @@ void IpcConnection::WriterMain()
             timeoutMs = left < kIdleWriterPollMs ? static_cast<int>(left) : kIdleWriterPollMs;
         }
         lock.unlock();
-        struct pollfd pfd {fd_, POLLOUT, 0};
+        struct pollfd pfd {
+            fd_, POLLOUT, 0
+        };
         int ready = poll(&pfd, 1, timeoutMs);
         bool broken = ready > 0 && (pfd.revents & (POLLERR | POLLHUP | POLLNVAL)) != 0;
         lock.lock();

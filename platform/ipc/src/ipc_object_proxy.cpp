@@ -9,7 +9,8 @@
 namespace OHOS {
 
 IPCObjectProxy::IPCObjectProxy(std::shared_ptr<IpcConnection> connection, uint32_t handle)
-    : connection_(std::move(connection)), handle_(handle)
+    : connection_(std::move(connection)),
+      handle_(handle)
 {
 }
 

@@ -41,8 +41,8 @@ struct IpcServer::State {
     std::map<uint64_t, std::shared_ptr<IpcConnection>> connections; // guarded by mutex
     std::map<uid_t, size_t> connectionsPerUid;                      // guarded by mutex
     bool running = false;                                           // guarded by mutex
-    int listenFd = -1;  // set by Start, closed by Stop after the accept thread ended
-    int wakeFd = -1;    // eventfd that tells the accept thread to stop
+    int listenFd = -1; // set by Start, closed by Stop after the accept thread ended
+    int wakeFd = -1;   // eventfd that tells the accept thread to stop
     ino_t socketInode = 0;
     std::thread acceptThread;
     std::shared_ptr<IpcThreadPool> pool;

@@ -12,9 +12,9 @@ thread_local const ScopedCallingIdentity::Identity* tCurrent = nullptr;
 
 } // namespace
 
-ScopedCallingIdentity::ScopedCallingIdentity(pid_t pid, uid_t uid, gid_t gid,
-    std::shared_ptr<IpcConnection> connection)
-    : identity_{pid, uid, gid, std::move(connection)}, previous_(tCurrent)
+ScopedCallingIdentity::ScopedCallingIdentity(pid_t pid, uid_t uid, gid_t gid, std::shared_ptr<IpcConnection> connection)
+    : identity_{pid, uid, gid, std::move(connection)},
+      previous_(tCurrent)
 {
     tCurrent = &identity_;
 }

@@ -49,7 +49,9 @@ bool SendAll(int fd, const uint8_t* data, size_t size, int timeoutMs)
         if (left <= 0) {
             return false;
         }
-        struct pollfd pfd {fd, POLLOUT, 0};
+        struct pollfd pfd {
+            fd, POLLOUT, 0
+        };
         int ready = poll(&pfd, 1, static_cast<int>(left));
         if (ready < 0 && errno != EINTR) {
             return false;

@@ -66,21 +66,13 @@ DecodeStatus CheckFields(const FrameHeader& h)
 {
     bool ok = false;
     switch (h.type) {
-        case FrameType::HELLO:
-            ok = h.transactionId == 0 && h.handle == 0 && h.objectCount == 0;
-            break;
+        case FrameType::HELLO: ok = h.transactionId == 0 && h.handle == 0 && h.objectCount == 0; break;
         case FrameType::HELLO_ACK:
             ok = h.transactionId == 0 && h.handle == 0 && h.payloadSize == 0 && h.objectCount == 0;
             break;
-        case FrameType::TRANSACTION:
-            ok = h.transactionId != 0;
-            break;
-        case FrameType::ONEWAY:
-            ok = h.transactionId == 0;
-            break;
-        case FrameType::REPLY:
-            ok = h.transactionId != 0 && h.handle == 0;
-            break;
+        case FrameType::TRANSACTION: ok = h.transactionId != 0; break;
+        case FrameType::ONEWAY: ok = h.transactionId == 0; break;
+        case FrameType::REPLY: ok = h.transactionId != 0 && h.handle == 0; break;
         case FrameType::RELEASE:
             ok = h.transactionId == 0 && h.code != 0 && h.payloadSize == 0 && h.objectCount == 0;
             break;
@@ -183,8 +175,8 @@ DecodeStatus DecodeObject(const uint8_t* in, WireObject& object)
     return DecodeStatus::OK;
 }
 
-bool EncodeFrame(FrameHeader header, const uint8_t* payload, size_t payloadSize,
-    const std::vector<WireObject>& objects, std::vector<uint8_t>& out)
+bool EncodeFrame(FrameHeader header, const uint8_t* payload, size_t payloadSize, const std::vector<WireObject>& objects,
+    std::vector<uint8_t>& out)
 {
     if (payloadSize > kMaxFramePayload || payloadSize % 4 != 0 || objects.size() > kMaxObjectsPerParcel ||
         (payloadSize > 0 && payload == nullptr)) {

@@ -140,17 +140,50 @@ bool Parcel::ReadCount(size_t elementSize, size_t& count)
 
 // Narrow values travel widened to 32 bits so that every item keeps the
 // 4-byte slot layout.
-bool Parcel::WriteBool(bool value) { return WriteInt32(value ? 1 : 0); }
-bool Parcel::WriteInt8(int8_t value) { return WriteInt32(value); }
-bool Parcel::WriteInt16(int16_t value) { return WriteInt32(value); }
-bool Parcel::WriteInt32(int32_t value) { return WriteAligned(&value, sizeof(value)); }
-bool Parcel::WriteInt64(int64_t value) { return WriteAligned(&value, sizeof(value)); }
-bool Parcel::WriteUint8(uint8_t value) { return WriteUint32(value); }
-bool Parcel::WriteUint16(uint16_t value) { return WriteUint32(value); }
-bool Parcel::WriteUint32(uint32_t value) { return WriteAligned(&value, sizeof(value)); }
-bool Parcel::WriteUint64(uint64_t value) { return WriteAligned(&value, sizeof(value)); }
-bool Parcel::WriteFloat(float value) { return WriteAligned(&value, sizeof(value)); }
-bool Parcel::WriteDouble(double value) { return WriteAligned(&value, sizeof(value)); }
+bool Parcel::WriteBool(bool value)
+{
+    return WriteInt32(value ? 1 : 0);
+}
+bool Parcel::WriteInt8(int8_t value)
+{
+    return WriteInt32(value);
+}
+bool Parcel::WriteInt16(int16_t value)
+{
+    return WriteInt32(value);
+}
+bool Parcel::WriteInt32(int32_t value)
+{
+    return WriteAligned(&value, sizeof(value));
+}
+bool Parcel::WriteInt64(int64_t value)
+{
+    return WriteAligned(&value, sizeof(value));
+}
+bool Parcel::WriteUint8(uint8_t value)
+{
+    return WriteUint32(value);
+}
+bool Parcel::WriteUint16(uint16_t value)
+{
+    return WriteUint32(value);
+}
+bool Parcel::WriteUint32(uint32_t value)
+{
+    return WriteAligned(&value, sizeof(value));
+}
+bool Parcel::WriteUint64(uint64_t value)
+{
+    return WriteAligned(&value, sizeof(value));
+}
+bool Parcel::WriteFloat(float value)
+{
+    return WriteAligned(&value, sizeof(value));
+}
+bool Parcel::WriteDouble(double value)
+{
+    return WriteAligned(&value, sizeof(value));
+}
 
 bool Parcel::WriteString(const std::string& value)
 {
@@ -268,12 +301,30 @@ bool Parcel::ReadUint16(uint16_t& value)
     return ReadNarrow<uint16_t, uint32_t>(readPos_, value, [this](uint32_t& raw) { return ReadUint32(raw); });
 }
 
-bool Parcel::ReadInt32(int32_t& value) { return ReadAligned(&value, sizeof(value)); }
-bool Parcel::ReadInt64(int64_t& value) { return ReadAligned(&value, sizeof(value)); }
-bool Parcel::ReadUint32(uint32_t& value) { return ReadAligned(&value, sizeof(value)); }
-bool Parcel::ReadUint64(uint64_t& value) { return ReadAligned(&value, sizeof(value)); }
-bool Parcel::ReadFloat(float& value) { return ReadAligned(&value, sizeof(value)); }
-bool Parcel::ReadDouble(double& value) { return ReadAligned(&value, sizeof(value)); }
+bool Parcel::ReadInt32(int32_t& value)
+{
+    return ReadAligned(&value, sizeof(value));
+}
+bool Parcel::ReadInt64(int64_t& value)
+{
+    return ReadAligned(&value, sizeof(value));
+}
+bool Parcel::ReadUint32(uint32_t& value)
+{
+    return ReadAligned(&value, sizeof(value));
+}
+bool Parcel::ReadUint64(uint64_t& value)
+{
+    return ReadAligned(&value, sizeof(value));
+}
+bool Parcel::ReadFloat(float& value)
+{
+    return ReadAligned(&value, sizeof(value));
+}
+bool Parcel::ReadDouble(double& value)
+{
+    return ReadAligned(&value, sizeof(value));
+}
 
 bool Parcel::ReadString(std::string& value)
 {
@@ -361,18 +412,54 @@ T ReadOrZero(Read read)
 
 } // namespace
 
-bool Parcel::ReadBool() { return ReadOrZero<bool>([this](bool& v) { return ReadBool(v); }); }
-int8_t Parcel::ReadInt8() { return ReadOrZero<int8_t>([this](int8_t& v) { return ReadInt8(v); }); }
-int16_t Parcel::ReadInt16() { return ReadOrZero<int16_t>([this](int16_t& v) { return ReadInt16(v); }); }
-int32_t Parcel::ReadInt32() { return ReadOrZero<int32_t>([this](int32_t& v) { return ReadInt32(v); }); }
-int64_t Parcel::ReadInt64() { return ReadOrZero<int64_t>([this](int64_t& v) { return ReadInt64(v); }); }
-uint8_t Parcel::ReadUint8() { return ReadOrZero<uint8_t>([this](uint8_t& v) { return ReadUint8(v); }); }
-uint16_t Parcel::ReadUint16() { return ReadOrZero<uint16_t>([this](uint16_t& v) { return ReadUint16(v); }); }
-uint32_t Parcel::ReadUint32() { return ReadOrZero<uint32_t>([this](uint32_t& v) { return ReadUint32(v); }); }
-uint64_t Parcel::ReadUint64() { return ReadOrZero<uint64_t>([this](uint64_t& v) { return ReadUint64(v); }); }
-float Parcel::ReadFloat() { return ReadOrZero<float>([this](float& v) { return ReadFloat(v); }); }
-double Parcel::ReadDouble() { return ReadOrZero<double>([this](double& v) { return ReadDouble(v); }); }
-std::string Parcel::ReadString() { return ReadOrZero<std::string>([this](std::string& v) { return ReadString(v); }); }
+bool Parcel::ReadBool()
+{
+    return ReadOrZero<bool>([this](bool& v) { return ReadBool(v); });
+}
+int8_t Parcel::ReadInt8()
+{
+    return ReadOrZero<int8_t>([this](int8_t& v) { return ReadInt8(v); });
+}
+int16_t Parcel::ReadInt16()
+{
+    return ReadOrZero<int16_t>([this](int16_t& v) { return ReadInt16(v); });
+}
+int32_t Parcel::ReadInt32()
+{
+    return ReadOrZero<int32_t>([this](int32_t& v) { return ReadInt32(v); });
+}
+int64_t Parcel::ReadInt64()
+{
+    return ReadOrZero<int64_t>([this](int64_t& v) { return ReadInt64(v); });
+}
+uint8_t Parcel::ReadUint8()
+{
+    return ReadOrZero<uint8_t>([this](uint8_t& v) { return ReadUint8(v); });
+}
+uint16_t Parcel::ReadUint16()
+{
+    return ReadOrZero<uint16_t>([this](uint16_t& v) { return ReadUint16(v); });
+}
+uint32_t Parcel::ReadUint32()
+{
+    return ReadOrZero<uint32_t>([this](uint32_t& v) { return ReadUint32(v); });
+}
+uint64_t Parcel::ReadUint64()
+{
+    return ReadOrZero<uint64_t>([this](uint64_t& v) { return ReadUint64(v); });
+}
+float Parcel::ReadFloat()
+{
+    return ReadOrZero<float>([this](float& v) { return ReadFloat(v); });
+}
+double Parcel::ReadDouble()
+{
+    return ReadOrZero<double>([this](double& v) { return ReadDouble(v); });
+}
+std::string Parcel::ReadString()
+{
+    return ReadOrZero<std::string>([this](std::string& v) { return ReadString(v); });
+}
 std::u16string Parcel::ReadString16()
 {
     return ReadOrZero<std::u16string>([this](std::u16string& v) { return ReadString16(v); });

@@ -63,8 +63,8 @@ private:
     std::mutex mu_;
     std::condition_variable idle_;    // inside_ dropped to 0 after closing
     std::condition_variable closing_; // closed_ was set
-    std::size_t inside_ = 0; // guarded by mu_
-    bool closed_ = false;    // guarded by mu_
+    std::size_t inside_ = 0;          // guarded by mu_
+    bool closed_ = false;             // guarded by mu_
 };
 
 // Enters a gate for one scope; entered() tells whether it got in.

@@ -31,7 +31,7 @@ bool HandOffOrder::Arrive(uint64_t place, void* data) noexcept
 {
     std::lock_guard<std::mutex> lock(mu_);
     try {
-        early_[place] = Early {data, false};
+        early_[place] = Early{data, false};
         return true;
     } catch (...) {
         return false;

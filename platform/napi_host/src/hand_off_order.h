@@ -47,9 +47,9 @@ private:
         bool givenUp = false;
     };
 
-    std::mutex mu_;                  // guards every field below
-    uint64_t nextPlace_ = 1;         // handed out next
-    uint64_t nextDue_ = 1;           // runs next
+    std::mutex mu_;                   // guards every field below
+    uint64_t nextPlace_ = 1;          // handed out next
+    uint64_t nextDue_ = 1;            // runs next
     std::map<uint64_t, Early> early_; // places that came, or were given up, before their turn
 };
 

@@ -23,7 +23,7 @@ void WakeLoop(const std::shared_ptr<HandOffOrder>& order) noexcept
         return;
     }
     GateEntry inside(entry->gate);
-    auto* wake = new (std::nothrow) Envelope {0, nullptr, true};
+    auto* wake = new (std::nothrow) Envelope{0, nullptr, true};
     if (!inside.entered() || wake == nullptr) {
         delete wake;
         return;
@@ -55,7 +55,9 @@ HandOffTicket HandOffTicket::Take(napi_threadsafe_function func) noexcept
 }
 
 HandOffTicket::HandOffTicket(HandOffTicket&& other) noexcept
-    : order_(std::move(other.order_)), place_(other.place_), queued_(other.queued_)
+    : order_(std::move(other.order_)),
+      place_(other.place_),
+      queued_(other.queued_)
 {
     other.order_ = nullptr;
     other.place_ = 0;

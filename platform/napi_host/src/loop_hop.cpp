@@ -106,8 +106,8 @@ napi_status EnsureHop(napi_env env, EnvState& state)
     // No JS function, unbounded queue, one thread (napi_host) that never
     // releases it: Node closes and frees it when the environment is torn down.
     napi_threadsafe_function hop = nullptr;
-    status = __real_napi_create_threadsafe_function(env, nullptr, nullptr, name, 0, 1, nullptr, nullptr,
-        nullptr, HopCallJs, &hop);
+    status = __real_napi_create_threadsafe_function(env, nullptr, nullptr, name, 0, 1, nullptr, nullptr, nullptr,
+        HopCallJs, &hop);
     if (status != napi_ok) {
         return status;
     }

@@ -17,8 +17,8 @@
 
 #define NAPI_HOST_REAL extern "C" __attribute__((visibility("default")))
 
-NAPI_HOST_REAL napi_status __real_napi_call_function(napi_env env, napi_value recv, napi_value func,
-    size_t argc, const napi_value* argv, napi_value* result);
+NAPI_HOST_REAL napi_status __real_napi_call_function(napi_env env, napi_value recv, napi_value func, size_t argc,
+    const napi_value* argv, napi_value* result);
 
 NAPI_HOST_REAL napi_status __real_napi_create_async_work(napi_env env, napi_value async_resource,
     napi_value async_resource_name, napi_async_execute_callback execute, napi_async_complete_callback complete,
@@ -49,8 +49,7 @@ NAPI_HOST_REAL napi_status __real_napi_get_property(napi_env env, napi_value obj
     napi_value* result);
 NAPI_HOST_REAL napi_status __real_napi_get_property_names(napi_env env, napi_value object, napi_value* result);
 NAPI_HOST_REAL napi_status __real_napi_get_array_length(napi_env env, napi_value value, uint32_t* result);
-NAPI_HOST_REAL napi_status __real_napi_get_element(napi_env env, napi_value object, uint32_t index,
-    napi_value* result);
+NAPI_HOST_REAL napi_status __real_napi_get_element(napi_env env, napi_value object, uint32_t index, napi_value* result);
 NAPI_HOST_REAL napi_status __real_napi_set_element(napi_env env, napi_value object, uint32_t index, napi_value value);
 NAPI_HOST_REAL napi_status __real_napi_get_named_property(napi_env env, napi_value object, const char* name,
     napi_value* result);

@@ -30,8 +30,7 @@ napi_status CreateTracked(napi_env env, napi_value async_resource, napi_value as
 {
     if (env == nullptr || result == nullptr) {
         // Node reports the bad argument.
-        return __real_napi_create_async_work(env, async_resource, async_resource_name, execute, complete, data,
-            result);
+        return __real_napi_create_async_work(env, async_resource, async_resource_name, execute, complete, data, result);
     }
     std::shared_ptr<EnvState> state;
     napi_status status = AcquireEnvState(env, &state);
@@ -42,8 +41,7 @@ napi_status CreateTracked(napi_env env, napi_value async_resource, napi_value as
     if (status != napi_ok) {
         return status;
     }
-    status = __real_napi_create_async_work(env, async_resource, async_resource_name, execute, complete, data,
-        result);
+    status = __real_napi_create_async_work(env, async_resource, async_resource_name, execute, complete, data, result);
     if (status != napi_ok) {
         return status;
     }
@@ -51,7 +49,7 @@ napi_status CreateTracked(napi_env env, napi_value async_resource, napi_value as
     napi_threadsafe_function hop = nullptr;
     try {
         std::lock_guard<std::mutex> lock(state->mu);
-        state->works.emplace(*result, TrackedWork {state->nextWorkSerial++, execute, complete, data});
+        state->works.emplace(*result, TrackedWork{state->nextWorkSerial++, execute, complete, data});
         first = state->works.size() == 1;
         hop = state->hop;
     } catch (...) {

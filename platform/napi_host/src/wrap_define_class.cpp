@@ -92,8 +92,8 @@ extern "C" napi_status __wrap_napi_define_class(napi_env env, const char* utf8na
             bool isStatic = (properties[i].attributes & napi_static) != 0;
             (isStatic ? staticProperties : instanceProperties).push_back(properties[i]);
         }
-        napi_status status = __real_napi_define_class(env, utf8name, length, constructor, data,
-            staticProperties.size(), staticProperties.data(), result);
+        napi_status status = __real_napi_define_class(env, utf8name, length, constructor, data, staticProperties.size(),
+            staticProperties.data(), result);
         if (status != napi_ok || instanceProperties.empty()) {
             return status;
         }

@@ -12,18 +12,15 @@
 using NapiHost::CallPastPendingException;
 
 extern "C" napi_status __wrap_napi_get_all_property_names(napi_env env, napi_value object,
-    napi_key_collection_mode keyMode, napi_key_filter keyFilter, napi_key_conversion keyConversion,
-    napi_value* result)
+    napi_key_collection_mode keyMode, napi_key_filter keyFilter, napi_key_conversion keyConversion, napi_value* result)
 {
     return NapiHost::NoThrow([&] {
-        return CallPastPendingException(env, [&] {
-            return __real_napi_get_all_property_names(env, object, keyMode, keyFilter, keyConversion, result);
-        });
+        return CallPastPendingException(env,
+            [&] { return __real_napi_get_all_property_names(env, object, keyMode, keyFilter, keyConversion, result); });
     });
 }
 
-extern "C" napi_status __wrap_napi_get_property(napi_env env, napi_value object, napi_value key,
-    napi_value* result)
+extern "C" napi_status __wrap_napi_get_property(napi_env env, napi_value object, napi_value key, napi_value* result)
 {
     return NapiHost::NoThrow([&] {
         return CallPastPendingException(env, [&] { return __real_napi_get_property(env, object, key, result); });
@@ -64,16 +61,14 @@ extern "C" napi_status __wrap_napi_set_named_property(napi_env env, napi_value o
     napi_value value)
 {
     return NapiHost::NoThrow([&] {
-        return CallPastPendingException(env,
-            [&] { return __real_napi_set_named_property(env, object, name, value); });
+        return CallPastPendingException(env, [&] { return __real_napi_set_named_property(env, object, name, value); });
     });
 }
 
 extern "C" napi_status __wrap_napi_coerce_to_bool(napi_env env, napi_value value, napi_value* result)
 {
-    return NapiHost::NoThrow([&] {
-        return CallPastPendingException(env, [&] { return __real_napi_coerce_to_bool(env, value, result); });
-    });
+    return NapiHost::NoThrow(
+        [&] { return CallPastPendingException(env, [&] { return __real_napi_coerce_to_bool(env, value, result); }); });
 }
 
 extern "C" napi_status __wrap_napi_create_promise(napi_env env, napi_deferred* deferred, napi_value* promise)

@@ -46,8 +46,8 @@ extern "C" napi_status __wrap_napi_get_property_names(napi_env env, napi_value o
         }
         return NapiHost::CallPastPendingException(env, [&] {
             return __real_napi_get_all_property_names(env, object, napi_key_own_only,
-                static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols),
-                napi_key_numbers_to_strings, result);
+                static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols), napi_key_numbers_to_strings,
+                result);
         });
     });
 }

@@ -187,7 +187,7 @@ napi_status CreateTracked(napi_env env, napi_value func, napi_value async_resour
 }
 
 // How long a blocking call waits between two tries on a full queue.
-constexpr std::chrono::microseconds FULL_QUEUE_RETRY {500};
+constexpr std::chrono::microseconds FULL_QUEUE_RETRY{500};
 
 // Runs realCall(entry) on func unless func is null, unknown or dead.
 template <typename RealCall>
@@ -238,9 +238,8 @@ napi_status CallEnveloped(napi_threadsafe_function func, void* data, napi_thread
     auto envelope = std::make_unique<Envelope>();
     envelope->place = ticket != nullptr ? ticket->Place() : 0;
     envelope->data = data;
-    napi_status status = mode == napi_tsfn_blocking
-        ? CallBlocking(func, envelope.get(), entry.gate)
-        : __real_napi_call_threadsafe_function(func, envelope.get(), mode);
+    napi_status status = mode == napi_tsfn_blocking ? CallBlocking(func, envelope.get(), entry.gate)
+                                                    : __real_napi_call_threadsafe_function(func, envelope.get(), mode);
     if (status == napi_ok) {
         static_cast<void>(envelope.release()); // the trampoline frees it
         if (ticket != nullptr) {
@@ -252,10 +251,10 @@ napi_status CallEnveloped(napi_threadsafe_function func, void* data, napi_thread
 
 } // namespace
 
-extern "C" napi_status __wrap_napi_create_threadsafe_function(napi_env env, napi_value func,
-    napi_value async_resource, napi_value async_resource_name, size_t max_queue_size, size_t initial_thread_count,
-    void* thread_finalize_data, napi_finalize thread_finalize_cb, void* context,
-    napi_threadsafe_function_call_js call_js_cb, napi_threadsafe_function* result)
+extern "C" napi_status __wrap_napi_create_threadsafe_function(napi_env env, napi_value func, napi_value async_resource,
+    napi_value async_resource_name, size_t max_queue_size, size_t initial_thread_count, void* thread_finalize_data,
+    napi_finalize thread_finalize_cb, void* context, napi_threadsafe_function_call_js call_js_cb,
+    napi_threadsafe_function* result)
 {
     return NoThrow([&] {
         return CreateTracked(env, func, async_resource, async_resource_name, max_queue_size, initial_thread_count,
@@ -273,9 +272,8 @@ extern "C" napi_status __wrap_napi_call_threadsafe_function(napi_threadsafe_func
 
 extern "C" napi_status __wrap_napi_acquire_threadsafe_function(napi_threadsafe_function func)
 {
-    return NoThrow([&] {
-        return CallGuarded(func, [&](TsfnEntry&) { return __real_napi_acquire_threadsafe_function(func); });
-    });
+    return NoThrow(
+        [&] { return CallGuarded(func, [&](TsfnEntry&) { return __real_napi_acquire_threadsafe_function(func); }); });
 }
 
 extern "C" napi_status __wrap_napi_release_threadsafe_function(napi_threadsafe_function func,

@@ -52,7 +52,7 @@ private:
     const Clock::duration interval_;
     mutable std::mutex mutex_; // guards what follows
     uint64_t pending_ = 0;
-    Clock::time_point lastReport_ {};
+    Clock::time_point lastReport_{};
     bool reported_ = false;
 };
 

@@ -72,7 +72,10 @@ public:
     sptr(const sptr& other) : ref_(other.ref_) { Inc(); }
     sptr(sptr&& other) noexcept : ref_(other.ref_) { other.ref_ = nullptr; }
     template <typename O>
-    sptr(const sptr<O>& other) : ref_(other.GetRefPtr()) { Inc(); }
+    sptr(const sptr<O>& other) : ref_(other.GetRefPtr())
+    {
+        Inc();
+    }
     ~sptr() { Dec(); }
 
     sptr& operator=(T* other)
@@ -102,8 +105,15 @@ public:
         return *this;
     }
     template <typename O>
-    sptr& operator=(const sptr<O>& other) { return *this = static_cast<T*>(other.GetRefPtr()); }
-    sptr& operator=(std::nullptr_t) { clear(); return *this; }
+    sptr& operator=(const sptr<O>& other)
+    {
+        return *this = static_cast<T*>(other.GetRefPtr());
+    }
+    sptr& operator=(std::nullptr_t)
+    {
+        clear();
+        return *this;
+    }
 
     void clear()
     {
@@ -123,7 +133,10 @@ public:
     explicit operator bool() const { return ref_ != nullptr; }
 
     template <typename... Args>
-    static sptr<T> MakeSptr(Args&&... args) { return sptr<T>(new T(std::forward<Args>(args)...)); }
+    static sptr<T> MakeSptr(Args&&... args)
+    {
+        return sptr<T>(new T(std::forward<Args>(args)...));
+    }
 
 private:
     void Inc() const
@@ -142,13 +155,25 @@ private:
 };
 
 template <typename T, typename O>
-bool operator==(const sptr<T>& a, const sptr<O>& b) { return a.GetRefPtr() == b.GetRefPtr(); }
+bool operator==(const sptr<T>& a, const sptr<O>& b)
+{
+    return a.GetRefPtr() == b.GetRefPtr();
+}
 template <typename T, typename O>
-bool operator!=(const sptr<T>& a, const sptr<O>& b) { return a.GetRefPtr() != b.GetRefPtr(); }
+bool operator!=(const sptr<T>& a, const sptr<O>& b)
+{
+    return a.GetRefPtr() != b.GetRefPtr();
+}
 template <typename T>
-bool operator==(const sptr<T>& a, std::nullptr_t) { return a.GetRefPtr() == nullptr; }
+bool operator==(const sptr<T>& a, std::nullptr_t)
+{
+    return a.GetRefPtr() == nullptr;
+}
 template <typename T>
-bool operator!=(const sptr<T>& a, std::nullptr_t) { return a.GetRefPtr() != nullptr; }
+bool operator!=(const sptr<T>& a, std::nullptr_t)
+{
+    return a.GetRefPtr() != nullptr;
+}
 
 template <typename T>
 class wptr {

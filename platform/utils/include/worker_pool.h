@@ -76,9 +76,9 @@ private:
 
     const size_t maxThreads_;
     const ThreadStarter starter_;
-    mutable std::mutex mutex_;          // guards every field below
+    mutable std::mutex mutex_; // guards every field below
     std::condition_variable wake_;
-    std::deque<Item> ready_;            // tasks free to run now
+    std::deque<Item> ready_; // tasks free to run now
     // Keys with a task queued in ready_ or running; the value holds the later
     // tasks of that key, which wait until the earlier one finished.
     std::unordered_map<const void*, std::deque<std::function<void()>>> keyed_;

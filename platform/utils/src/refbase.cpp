@@ -28,12 +28,18 @@ RefBase::RefBase(const RefBase&) : refs_(new RefCounter(this)) {}
 
 // Assignment keeps this object's own count: nothing to do, on itself or not.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
-RefBase& RefBase::operator=(const RefBase&) { return *this; }
+RefBase& RefBase::operator=(const RefBase&)
+{
+    return *this;
+}
 
 // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new): no memory for the count ends the process (noexcept)
 RefBase::RefBase(RefBase&&) noexcept : refs_(new RefCounter(this)) {}
 
-RefBase& RefBase::operator=(RefBase&&) noexcept { return *this; }
+RefBase& RefBase::operator=(RefBase&&) noexcept
+{
+    return *this;
+}
 
 RefBase::~RefBase()
 {
@@ -51,7 +57,10 @@ void RefBase::OnLastStrongRef(const void*) {}
 
 void RefBase::OnLastWeakRef(const void*) {}
 
-bool RefBase::OnAttemptPromoted(const void*) { return true; }
+bool RefBase::OnAttemptPromoted(const void*)
+{
+    return true;
+}
 
 void RefBase::IncStrongRef(const void* objectId)
 {

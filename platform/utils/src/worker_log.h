@@ -10,8 +10,8 @@ constexpr unsigned int WORKER_LOG_DOMAIN = 0xD005402;
 constexpr const char* WORKER_LOG_TAG = "NavInfoService";
 } // namespace OHOS::NavigationInfoService
 
-#define WORKER_LOG(level, fmt, ...)                                                                         \
-    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::WORKER_LOG_DOMAIN,                      \
+#define WORKER_LOG(level, fmt, ...)                                                    \
+    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::WORKER_LOG_DOMAIN, \
         OHOS::NavigationInfoService::WORKER_LOG_TAG, "%{public}s: " fmt, __FUNCTION__, ##__VA_ARGS__))
 
 #define WORKER_LOGE(fmt, ...) WORKER_LOG(LOG_ERROR, fmt, ##__VA_ARGS__)

@@ -12,7 +12,8 @@ thread_local WorkerPool::CallerRuns* t_callerRuns = nullptr;
 } // namespace
 
 WorkerPool::WorkerPool(size_t maxThreads, ThreadStarter starter)
-    : maxThreads_(maxThreads == 0 ? 1 : maxThreads), starter_(std::move(starter))
+    : maxThreads_(maxThreads == 0 ? 1 : maxThreads),
+      starter_(std::move(starter))
 {
 }
 
@@ -160,7 +161,9 @@ bool WorkerPool::FinishKeyLocked(const void* key)
 }
 
 WorkerPool::CallerRuns::CallerRuns(WorkerPool& pool, size_t maxKept) noexcept
-    : pool_(pool), maxKept_(maxKept), outer_(t_callerRuns)
+    : pool_(pool),
+      maxKept_(maxKept),
+      outer_(t_callerRuns)
 {
     t_callerRuns = this;
 }

@@ -34,10 +34,8 @@ bool IsReadableTypedArrayType(napi_typedarray_type type)
         case napi_float32_array:
         case napi_float64_array:
         case napi_bigint64_array:
-        case napi_biguint64_array:
-            return true;
-        default:
-            return false;
+        case napi_biguint64_array: return true;
+        default: return false;
     }
 }
 

@@ -86,8 +86,8 @@ void WantParamsReader::ReadObject(napi_value object, size_t depth, WantParams& o
     // Own keys only: napi_get_property_names would add enumerable keys of
     // the prototype chain as well.
     if (napi_get_all_property_names(env_, object, napi_key_own_only,
-            static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols),
-            napi_key_numbers_to_strings, &names) != napi_ok ||
+            static_cast<napi_key_filter>(napi_key_enumerable | napi_key_skip_symbols), napi_key_numbers_to_strings,
+            &names) != napi_ok ||
         napi_get_array_length(env_, names, &count) != napi_ok) {
         Stop();
         return;

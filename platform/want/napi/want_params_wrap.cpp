@@ -39,8 +39,8 @@ bool WantParamsWriter::AddDescriptor(const std::string& key, napi_value value)
 {
     // Properties are defined, not assigned: "__proto__" becomes an own
     // property, and setters on Object.prototype are never called.
-    napi_property_descriptor descriptor = {nullptr, nullptr, nullptr, nullptr, nullptr, value,
-        napi_default_jsproperty, nullptr};
+    napi_property_descriptor descriptor = {nullptr, nullptr, nullptr, nullptr, nullptr, value, napi_default_jsproperty,
+        nullptr};
     // NOLINTNEXTLINE(bugprone-not-null-terminated-result): a search for a NUL, not a string copy
     if (std::memchr(key.data(), '\0', key.size()) == nullptr) {
         // A C string name becomes an internalized key without a copy first.

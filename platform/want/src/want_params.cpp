@@ -20,8 +20,11 @@ const WantValue& ValueWithoutParams()
 WantValue::WantValue() : type_(Type::WANT_PARAMS), params_(std::make_unique<WantParams>()) {}
 
 WantValue::WantValue(const WantValue& other)
-    : type_(other.type_), number_(other.number_), string_(other.string_),
-      params_(other.params_ ? std::make_unique<WantParams>(*other.params_) : nullptr), array_(other.array_)
+    : type_(other.type_),
+      number_(other.number_),
+      string_(other.string_),
+      params_(other.params_ ? std::make_unique<WantParams>(*other.params_) : nullptr),
+      array_(other.array_)
 {
 }
 
@@ -96,13 +99,25 @@ WantValue WantValue::Array(std::vector<WantValue> value)
     return v;
 }
 
-bool WantValue::GetBool() const { return type_ == Type::BOOLEAN && number_.bool_; }
+bool WantValue::GetBool() const
+{
+    return type_ == Type::BOOLEAN && number_.bool_;
+}
 
-int32_t WantValue::GetInt() const { return type_ == Type::INT ? number_.int_ : 0; }
+int32_t WantValue::GetInt() const
+{
+    return type_ == Type::INT ? number_.int_ : 0;
+}
 
-int64_t WantValue::GetLong() const { return type_ == Type::LONG ? number_.long_ : 0; }
+int64_t WantValue::GetLong() const
+{
+    return type_ == Type::LONG ? number_.long_ : 0;
+}
 
-double WantValue::GetDouble() const { return type_ == Type::DOUBLE ? number_.double_ : 0.0; }
+double WantValue::GetDouble() const
+{
+    return type_ == Type::DOUBLE ? number_.double_ : 0.0;
+}
 
 const std::string& WantValue::GetString() const
 {

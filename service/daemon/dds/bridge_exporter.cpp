@@ -53,13 +53,18 @@ private:
 class ReplyWriter : public MapCallback {
 public:
     ReplyWriter(std::shared_ptr<DdsOutbound> outbound, std::string requester, uint64_t correlation)
-        : outbound_(std::move(outbound)), requester_(std::move(requester)), correlation_(correlation) {}
+        : outbound_(std::move(outbound)),
+          requester_(std::move(requester)),
+          correlation_(correlation)
+    {
+    }
     void Callback(ResultData data) override
     {
         BridgePayload::Bytes bytes;
         if (!BridgePayload::Encode(data, bytes)) {
             // Too large to travel: the requester learns that the answer could not come.
-            ResultData failure{NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}};
+            ResultData failure{NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE),
+                {}};
             BridgePayload::Encode(failure, bytes);
         }
         outbound_->WriteReply(requester_, correlation_, bytes);
@@ -99,8 +104,8 @@ void BridgeExporter::Start()
         int32_t status = core_->RegisterNavigationStatusListener(bridge, bundle, statusForwarder);
         int32_t metadata = core_->RegisterNavigationMetadataListener(bridge, bundle, metadataForwarder);
         if (status != NAV_INFO_SUCCESS || metadata != NAV_INFO_SUCCESS) {
-            DAEMON_LOGE("cannot follow %{public}s for the other daemons: %{public}d/%{public}d", bundle.c_str(),
-                status, metadata);
+            DAEMON_LOGE("cannot follow %{public}s for the other daemons: %{public}d/%{public}d", bundle.c_str(), status,
+                metadata);
         }
         DAEMON_LOGI("exporting %{public}s", bundle.c_str());
     }
@@ -121,9 +126,11 @@ void BridgeExporter::OnClaim(const navinfo_bridge_Claim& claim)
         return;
     }
     std::string node = ValidName(claim.node) ? claim.node : "?";
-    if (contested_.size() < MAX_BRIDGE_BUNDLES * 4 && contested_.insert(std::string(claim.bundle) + "\n" + node).second) {
+    if (contested_.size() < MAX_BRIDGE_BUNDLES * 4 &&
+        contested_.insert(std::string(claim.bundle) + "\n" + node).second) {
         DAEMON_LOGE("bundle %{public}s is claimed by this daemon (%{public}s) and by %{public}s: the others "
-            "refuse the second claim; fix the policies", claim.bundle, node_.c_str(), node.c_str());
+                    "refuse the second claim; fix the policies",
+            claim.bundle, node_.c_str(), node.c_str());
     }
 }
 
@@ -148,9 +155,9 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r)
     }
     CallerInfo caller{r.requesterBundle, 0, 0, RemoteClientId(r.requester)};
     sptr<IMapCallback> answer = new ReplyWriter(outbound_, r.requester, r.correlation);
-    int32_t result = r.kind == 0 ?
-        core_->QueryNavigationInfo(caller, r.bundle, static_cast<QueryType>(r.type), std::move(params), answer) :
-        core_->SendNavigationCmd(caller, r.bundle, static_cast<CommandType>(r.type), std::move(params), answer);
+    int32_t result = r.kind == 0
+        ? core_->QueryNavigationInfo(caller, r.bundle, static_cast<QueryType>(r.type), std::move(params), answer)
+        : core_->SendNavigationCmd(caller, r.bundle, static_cast<CommandType>(r.type), std::move(params), answer);
     if (result != NAV_INFO_SUCCESS) {
         Reply(r.requester, r.correlation, result); // refused: the core never calls answer
     }

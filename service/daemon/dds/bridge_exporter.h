@@ -57,7 +57,7 @@ private:
     };
     std::map<std::string, RemoteClient> remoteClients_; // by requester instance
     uint64_t requestCount_ = 0;
-    std::set<std::string> contested_;                // "bundle\nnode" already logged
+    std::set<std::string> contested_; // "bundle\nnode" already logged
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -21,7 +21,10 @@ constexpr size_t MAX_LOGGED_REFUSALS = 1024;
 class RemoteNavigationListener : public SystemNavigationListener {
 public:
     RemoteNavigationListener(std::weak_ptr<BridgeImporter> importer, std::string bundle)
-        : importer_(std::move(importer)), bundle_(std::move(bundle)) {}
+        : importer_(std::move(importer)),
+          bundle_(std::move(bundle))
+    {
+    }
     void OnQueryNavigationInfo(QueryType type, AAFwk::WantParams params, sptr<IMapCallback> callback) override
     {
         Pass(0, type, params, callback);
@@ -37,7 +40,8 @@ private:
         if (auto importer = importer_.lock()) {
             importer->Forward(bundle_, kind, type, params, callback);
         } else if (callback != nullptr) {
-            callback->Callback({NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}});
+            callback->Callback(
+                {NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}});
         }
     }
     const std::weak_ptr<BridgeImporter> importer_;
@@ -72,7 +76,8 @@ void BridgeImporter::Start()
         int32_t result = core_->RegisterSystemNavigationListener(ImportedCaller(bundle), standIn);
         if (result != NAV_INFO_SUCCESS) {
             DAEMON_LOGE("cannot serve requests for the imported %{public}s (%{public}d): the policy must give it "
-                "the navigation permission", bundle.c_str(), result);
+                        "the navigation permission",
+                bundle.c_str(), result);
         }
         DAEMON_LOGI("importing %{public}s", bundle.c_str());
     }
@@ -128,7 +133,8 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, bool alive)
             if (refusedClaims_.size() < MAX_LOGGED_REFUSALS &&
                 refusedClaims_.insert(bundle + "\n" + claim.instance).second) {
                 DAEMON_LOGE("%{public}s is claimed by %{public}s too, while %{public}s serves it: the second claim "
-                    "is refused", bundle.c_str(), Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
+                            "is refused",
+                    bundle.c_str(), Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
                     found->second.node.c_str());
             }
         } else if (outbound_->Exchanges(claim.instance)) {
@@ -227,8 +233,7 @@ void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t ty
         } else {
             request.exporter = found->second.instance;
             request.correlation = nextCorrelation_++;
-            pending_[request.correlation] =
-                Pending{callback, bundle, std::chrono::steady_clock::now() + forgetAfter_};
+            pending_[request.correlation] = Pending{callback, bundle, std::chrono::steady_clock::now() + forgetAfter_};
         }
     }
     if (request.correlation == 0 || !outbound_->WriteRequest(request)) {
@@ -270,7 +275,7 @@ void BridgeImporter::Sweep()
 {
     auto now = std::chrono::steady_clock::now();
     std::vector<sptr<IMapCallback>> orphans;
-    std::vector<std::string> gone; // bundles whose claimant ended
+    std::vector<std::string> gone;             // bundles whose claimant ended
     std::vector<sptr<IMapCallback>> forgotten; // released outside the lock
     {
         std::lock_guard<std::mutex> lock(mutex_);

@@ -91,11 +91,11 @@ private:
     const std::set<std::string> imports_;
     const std::chrono::milliseconds forgetAfter_;
 
-    std::mutex mutex_; // guards the fields below
-    std::map<std::string, Claimant> claimants_;                 // by bundle
-    std::set<std::string> refusedClaims_;                       // "bundle\ninstance" already logged
-    std::map<std::pair<int, std::string>, Parked> parked_;      // records that came before their claim
-    std::unordered_map<uint64_t, Pending> pending_;             // by correlation id
+    std::mutex mutex_;                                     // guards the fields below
+    std::map<std::string, Claimant> claimants_;            // by bundle
+    std::set<std::string> refusedClaims_;                  // "bundle\ninstance" already logged
+    std::map<std::pair<int, std::string>, Parked> parked_; // records that came before their claim
+    std::unordered_map<uint64_t, Pending> pending_;        // by correlation id
     uint64_t nextCorrelation_ = 1;
 };
 

@@ -149,7 +149,7 @@ private:
     const BridgePolicy policy_;
     DdsEntities entities_;
     const std::shared_ptr<DdsOutbound> outbound_;
-    BridgeExporter exporter_;                       // the bridge's thread only, after Start
+    BridgeExporter exporter_; // the bridge's thread only, after Start
     const std::shared_ptr<BridgeImporter> importer_;
     std::atomic<bool> stop_{false};
     std::thread thread_;
@@ -173,7 +173,8 @@ std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const 
         auto bridge = std::make_unique<DdsBridge>(service, policy, std::move(entities));
         bridge->Start();
         DAEMON_LOGI("DDS bridge in domain %{public}u, partition %{public}s: %{public}zu exported, %{public}zu "
-            "imported", policy.domain, policy.partition.c_str(), policy.exports.size(), policy.imports.size());
+                    "imported",
+            policy.domain, policy.partition.c_str(), policy.exports.size(), policy.imports.size());
         return bridge;
     } catch (const std::exception& e) {
         error = std::string("cannot start the DDS bridge: ") + e.what();

@@ -57,14 +57,16 @@ TEST_F(DaemonTest, TheIdleRuleClosesAConnectionThatHoldsNothingButNeverABundlesO
                 NavigationStatus status;
                 status.status = 1;
                 return t.UpdateNavigationStatus(status);
-            }, true},
+            },
+            true},
         {"a navigation app that published guidance only", MAP,
             [](RemoteTransport& t) { return t.UpdateNavigationMetadata(NavigationMetadata{}); }, true},
         {"a system app that read once", DASH,
             [](RemoteTransport& t) {
                 NavigationStatus status;
                 return t.GetNavigationStatus(MAP, status) == NAV_INFO_ERR_NOT_FOUND ? NAV_INFO_SUCCESS : -1;
-            }, false},
+            },
+            false},
     };
     constexpr auto idle = std::chrono::milliseconds(200);
     for (const Row& row : rows) {

@@ -243,9 +243,8 @@ TEST_F(DaemonTest, AQueryFloodIsPacedToTheNavigationApplicationAndEveryAcceptedQ
         EXPECT_NE(listener->requests[DEFAULT_MAX_IN_FLIGHT_PER_LISTENER + 1].params.GetParam("from"), nullptr);
     }
     accepted.push_back(otherAnswer);
-    ASSERT_TRUE(WaitUntil([&] {
-        return std::all_of(accepted.begin(), accepted.end(), [](const auto& a) { return a->Count() >= 1; });
-    }));
+    ASSERT_TRUE(WaitUntil(
+        [&] { return std::all_of(accepted.begin(), accepted.end(), [](const auto& a) { return a->Count() >= 1; }); }));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     for (const auto& answer : accepted) {
         ASSERT_EQ(answer->Count(), 1u);
@@ -270,7 +269,8 @@ TEST_F(DaemonTest, ArgumentResultsComeFromTheCoreAsInProcess)
     EXPECT_EQ(sys->QueryNavigationInfo("", NAVIGATION_STATUS, {}, never), NAV_INFO_ERR_INVALID_PARAM);
     EXPECT_EQ(sys->RegisterNavigationStatusListener(MAP, nullptr), NAV_INFO_ERR_INVALID_PARAM);
     EXPECT_EQ(sys->RegisterNavigationStatusListener(std::string(64 * 1024, 'm'), new RecordingStatusListener()),
-        NAV_INFO_ERR_INVALID_PARAM) << "a name the wire carries but no bundle can have";
+        NAV_INFO_ERR_INVALID_PARAM)
+        << "a name the wire carries but no bundle can have";
     NavigationStatus read;
     EXPECT_EQ(sys->GetNavigationStatus(DASH, read), NAV_INFO_ERR_NOT_FOUND);
     // Parameters over the record limits never leave the client.
@@ -337,13 +337,8 @@ TEST_F(DaemonTest, AClaimIsAcceptedOnlyAsThePolicyAllowsForUidAndToken)
         bool accepted;
     };
     const std::vector<Claim> claims = {
-        {SECURE, SECURE_TOKEN, true},
-        {SECURE, "", false},
-        {SECURE, "guess", false},
-        {OTHER_UID, "", false},
-        {UNLISTED, "", false},
-        {"", "", false},
-        {DASH, "any token", true}, // no token needed: one presented is ignored
+        {SECURE, SECURE_TOKEN, true}, {SECURE, "", false}, {SECURE, "guess", false}, {OTHER_UID, "", false},
+        {UNLISTED, "", false}, {"", "", false}, {DASH, "any token", true}, // no token needed: one presented is ignored
     };
     for (const Claim& claim : claims) {
         SCOPED_TRACE(claim.bundle + " / " + claim.token);

@@ -1,6 +1,5 @@
 #include "daemon_fixture.h"
 
-
 #include <cerrno>
 #include <chrono>
 #include <map>

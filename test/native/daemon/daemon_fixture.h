@@ -17,14 +17,14 @@
 
 namespace OHOS::NavigationInfoService::Testing {
 
-constexpr const char* MAP = "com.example.map";           // navigation application: permission only
-constexpr const char* DASH = "com.example.dash";         // system application with the permission
-constexpr const char* GUEST = "com.example.guest";       // listed, may do nothing
-constexpr const char* NO_PERM = "com.example.noperm";    // system application without the permission
-constexpr const char* SECURE = "com.example.secure";     // system application behind a token
+constexpr const char* MAP = "com.example.map";        // navigation application: permission only
+constexpr const char* DASH = "com.example.dash";      // system application with the permission
+constexpr const char* GUEST = "com.example.guest";    // listed, may do nothing
+constexpr const char* NO_PERM = "com.example.noperm"; // system application without the permission
+constexpr const char* SECURE = "com.example.secure";  // system application behind a token
 constexpr const char* SECURE_TOKEN = "s3cret";
 constexpr const char* OTHER_UID = "com.example.otheruid"; // only for a uid that is not ours
-constexpr const char* UNLISTED = "com.example.unlisted"; // not in the policy (denied by default)
+constexpr const char* UNLISTED = "com.example.unlisted";  // not in the policy (denied by default)
 
 std::shared_ptr<const RuleAccessPolicy> TestPolicy();
 

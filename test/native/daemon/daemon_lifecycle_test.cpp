@@ -186,7 +186,8 @@ TEST_F(DaemonTest, ARestartedDaemonGetsBackWhatEachShapeOfClientHolds)
         }
         NavigationStatus read;
         if (shape.publishes) {
-            ASSERT_TRUE(WaitUntil([&] { return sys->GetNavigationStatus(MAP, read) != NAV_INFO_ERR_SERVICE_UNAVAILABLE; }));
+            ASSERT_TRUE(
+                WaitUntil([&] { return sys->GetNavigationStatus(MAP, read) != NAV_INFO_ERR_SERVICE_UNAVAILABLE; }));
             ASSERT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_SUCCESS) << "the status is back";
             EXPECT_EQ(read.routeIndex, 7);
         }
@@ -320,9 +321,18 @@ TEST_F(DaemonTest, MalformedRequestsAreRefusedAndRepeatedAbuseClosesOnlyThatConn
     };
     const auto token = [](MessageParcel& p) { p.WriteInterfaceToken(NavInfoServiceDescriptor()); };
     // A well-formed request first: the connection works.
-    EXPECT_EQ(send(SVC_GET_NAVIGATION_STATUS, [&](MessageParcel& p) { token(p); p.WriteString(MAP); }), IPC_OK);
+    EXPECT_EQ(send(SVC_GET_NAVIGATION_STATUS,
+                  [&](MessageParcel& p) {
+                      token(p);
+                      p.WriteString(MAP);
+                  }),
+        IPC_OK);
 
-    EXPECT_EQ(send(SVC_UPDATE_NAVIGATION_STATUS, [&](MessageParcel& p) { token(p); p.WriteInt32(1); }),
+    EXPECT_EQ(send(SVC_UPDATE_NAVIGATION_STATUS,
+                  [&](MessageParcel& p) {
+                      token(p);
+                      p.WriteInt32(1);
+                  }),
         IPC_ERR_INVALID_DATA); // truncated record
     EXPECT_EQ(send(SVC_GET_NAVIGATION_STATUS, [](MessageParcel& p) { p.WriteInterfaceToken(u"other"); }),
         IPC_ERR_INVALID_DATA);
@@ -332,8 +342,8 @@ TEST_F(DaemonTest, MalformedRequestsAreRefusedAndRepeatedAbuseClosesOnlyThatConn
                       token(p);
                       p.WriteString(MAP);
                       p.WriteInt32(0);
-                      p.WriteInt32(0);   // empty parameters
-                      p.WriteInt32(2);   // neither absent nor present
+                      p.WriteInt32(0); // empty parameters
+                      p.WriteInt32(2); // neither absent nor present
                   }),
         IPC_ERR_INVALID_DATA);
     EXPECT_EQ(send(SVC_REGISTER_NAVIGATION_STATUS_LISTENER,

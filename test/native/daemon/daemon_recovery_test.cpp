@@ -115,9 +115,8 @@ TEST_F(DaemonRecoveryTest, ARefusedFollowerFollowsAgainWithinTheBoundWithoutACal
 
         if (row.refusedAtCall) {
             Apply(row.restart, PolicyWithDash(row.refusing));
-            ASSERT_TRUE(WaitUntil([&] {
-                return sys->RegisterNavigationStatusListener(MAP, follower) == NAV_INFO_ERR_NO_PERMISSION;
-            }));
+            ASSERT_TRUE(WaitUntil(
+                [&] { return sys->RegisterNavigationStatusListener(MAP, follower) == NAV_INFO_ERR_NO_PERMISSION; }));
         } else {
             ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, follower), NAV_INFO_SUCCESS);
             Apply(row.restart, PolicyWithDash(row.refusing));

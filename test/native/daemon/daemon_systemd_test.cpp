@@ -49,7 +49,9 @@ public:
         addr.sun_family = AF_UNIX;
         std::strncpy(addr.sun_path, path.c_str(), sizeof(addr.sun_path) - 1);
         bound_ = fd_ >= 0 && bind(fd_, reinterpret_cast<struct sockaddr*>(&addr), sizeof(addr)) == 0;
-        struct timeval timeout {10, 0};
+        struct timeval timeout {
+            10, 0
+        };
         setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
     }
     ~NotifyReceiver() { close(fd_); }
@@ -209,8 +211,8 @@ TEST_F(DaemonProcessTest, SighupAppliesAValidPolicyAndKeepsTheCurrentOneForABrok
 
     struct Reload {
         const char* policy;
-        const char* line;    // the one line the reload adds to stderr
-        int32_t sysResult;   // what the system application's next call gets
+        const char* line;  // the one line the reload adds to stderr
+        int32_t sysResult; // what the system application's next call gets
     };
     const Reload reloads[] = {
         {"{ broken", "; keeping the current policy\n", NAV_INFO_SUCCESS},

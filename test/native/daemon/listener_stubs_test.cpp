@@ -110,8 +110,7 @@ TEST(ListenerStubs, WhatDoesNotDecodeNeverReachesTheMethod)
                 p.WriteUint64(1);
             },
             IPC_ERR_INVALID_DATA},
-        {"status: another interface's code", status, MAP_CALLBACK, [](MessageParcel&) {},
-            IPC_ERR_UNKNOWN_TRANSACTION},
+        {"status: another interface's code", status, MAP_CALLBACK, [](MessageParcel&) {}, IPC_ERR_UNKNOWN_TRANSACTION},
         {"callback: truncated", callback, MAP_CALLBACK,
             [](MessageParcel& p) {
                 p.WriteInterfaceToken(IMapCallback::GetDescriptor());
@@ -171,7 +170,14 @@ TEST(ListenerStubs, NumberGapsCountTheRecordsDroppedOnTheWay)
         NotificationNumber number;
         uint64_t missing;
     } arrivals[] = {
-        {{5, 40}, 0}, {{5, 41}, 0}, {{5, 45}, 3}, {{6, 1}, 0}, {{5, 46}, 0}, {{6, 9}, 7}, {{0, 0}, 0}, {{5, 46}, 0},
+        {{5, 40}, 0},
+        {{5, 41}, 0},
+        {{5, 45}, 3},
+        {{6, 1}, 0},
+        {{5, 46}, 0},
+        {{6, 9}, 7},
+        {{0, 0}, 0},
+        {{5, 46}, 0},
     };
     for (const auto& arrival : arrivals) {
         SCOPED_TRACE(arrival.number.sequence);

@@ -42,12 +42,16 @@ bool Same(const ServiceSnapshot& a, const ServiceSnapshot& b)
     auto sameFollow = [](const auto& x, const auto& y) {
         return x.clientId == y.clientId && x.bundleName == y.bundleName && x.kind == y.kind;
     };
-    auto sameServer = [](const auto& x, const auto& y) { return x.clientId == y.clientId && x.bundleName == y.bundleName; };
-    auto sameRequest = [](const auto& x, const auto& y) {
-        return x.requestId == y.requestId && x.requesterClientId == y.requesterClientId && x.bundleName == y.bundleName &&
-            x.kind == y.kind && x.type == y.type && x.ageMs == y.ageMs;
+    auto sameServer = [](const auto& x, const auto& y) {
+        return x.clientId == y.clientId && x.bundleName == y.bundleName;
     };
-    auto sameStatus = [](const auto& x, const auto& y) { return x.bundleName == y.bundleName && Same(x.status, y.status); };
+    auto sameRequest = [](const auto& x, const auto& y) {
+        return x.requestId == y.requestId && x.requesterClientId == y.requesterClientId &&
+            x.bundleName == y.bundleName && x.kind == y.kind && x.type == y.type && x.ageMs == y.ageMs;
+    };
+    auto sameStatus = [](const auto& x, const auto& y) {
+        return x.bundleName == y.bundleName && Same(x.status, y.status);
+    };
     auto sameMetadata = [](const auto& x, const auto& y) {
         return x.bundleName == y.bundleName && Same(x.metadata, y.metadata) && x.updateTime == y.updateTime;
     };
@@ -86,18 +90,19 @@ std::vector<CodecCase> AllCases()
     AddCases(cases, "status", Testing::StatusSamples(), WriteNavigationStatus, ReadNavigationStatus);
     AddCases(cases, "metadata", Testing::MetadataSamples(), WriteNavigationMetadata, ReadNavigationMetadata);
     AddCases(cases, "result", Testing::ResultSamples(), WriteResultData, ReadResultData);
-    AddCases(cases, "snapshot", std::vector<ServiceSnapshot>{ServiceSnapshot(), SampleSnapshot()},
-        WriteServiceSnapshot, ReadServiceSnapshot);
+    AddCases(cases, "snapshot", std::vector<ServiceSnapshot>{ServiceSnapshot(), SampleSnapshot()}, WriteServiceSnapshot,
+        ReadServiceSnapshot);
     std::vector<Location> locations = {Location(), Testing::SampleLocation("x"), Testing::SampleLocation("four")};
     AddCases(cases, "location", locations, WriteLocation, ReadLocation);
-    for (const AAFwk::WantParams& params : {AAFwk::WantParams(), Testing::RichParams(), Testing::NestedParams(32),
-             Testing::NestedArrays(32)}) {
-        cases.push_back({"want#" + std::to_string(cases.size()), [params](Parcel& p) { return WriteWantParams(p, params); },
-            [params](Parcel& p) {
-                AAFwk::WantParams back;
-                back.SetParam("stale", AAFwk::WantValue::Int(1)); // the reader must replace, not merge
-                return ReadWantParams(p, back) && back == params;
-            }});
+    for (const AAFwk::WantParams& params :
+        {AAFwk::WantParams(), Testing::RichParams(), Testing::NestedParams(32), Testing::NestedArrays(32)}) {
+        cases.push_back(
+            {"want#" + std::to_string(cases.size()), [params](Parcel& p) { return WriteWantParams(p, params); },
+                [params](Parcel& p) {
+                    AAFwk::WantParams back;
+                    back.SetParam("stale", AAFwk::WantValue::Int(1)); // the reader must replace, not merge
+                    return ReadWantParams(p, back) && back == params;
+                }});
     }
     return cases;
 }
@@ -122,8 +127,8 @@ std::vector<CodecCase> AtTheLimits()
     texts.currentRoadName = longest;
     texts.nextRoadName = longest;
     AAFwk::WantParams values; // one entry and its array: every value the tree may hold
-    values.SetParam("a", AAFwk::WantValue::Array(
-        std::vector<AAFwk::WantValue>(MAX_WANT_VALUES - 1, AAFwk::WantValue::Bool(true))));
+    values.SetParam("a",
+        AAFwk::WantValue::Array(std::vector<AAFwk::WantValue>(MAX_WANT_VALUES - 1, AAFwk::WantValue::Bool(true))));
     AAFwk::WantParams longKeyAndValue;
     longKeyAndValue.SetParam(longest, AAFwk::WantValue::String(longest));
     ServiceSnapshot fullLists;
@@ -136,8 +141,8 @@ std::vector<CodecCase> AtTheLimits()
     AddCases(cases, "metadata at the limits", std::vector<NavigationMetadata>{texts}, WriteNavigationMetadata,
         ReadNavigationMetadata);
     AddCases(cases, "result at the limits",
-        std::vector<ResultData>{ResultData{0, longest, values}, ResultData{0, "", longKeyAndValue}},
-        WriteResultData, ReadResultData);
+        std::vector<ResultData>{ResultData{0, longest, values}, ResultData{0, "", longKeyAndValue}}, WriteResultData,
+        ReadResultData);
     AddCases(cases, "snapshot at the limits", std::vector<ServiceSnapshot>{fullLists}, WriteServiceSnapshot,
         ReadServiceSnapshot);
     return cases;
@@ -153,7 +158,7 @@ TEST(RecordMarshalling, EverySampleRoundTripsAndConsumesExactlyWhatWasWritten)
         SCOPED_TRACE(c.name);
         Parcel parcel;
         ASSERT_TRUE(parcel.SetMaxCapacity(4 * 1024 * 1024)); // the largest samples, twice
-        ASSERT_TRUE(parcel.WriteInt32(0x5A5A5A5A)); // something before, to catch absolute offsets
+        ASSERT_TRUE(parcel.WriteInt32(0x5A5A5A5A));          // something before, to catch absolute offsets
         ASSERT_TRUE(c.write(parcel));
         const size_t end = parcel.GetDataSize();
         ASSERT_TRUE(c.write(parcel)); // twice in a row: the second must start where the first ended
@@ -344,25 +349,55 @@ TEST(RecordMarshallingLimits, MalformedWantParamsAreRefused)
     };
     const std::vector<Bad> bad = {
         {"negative count", [](Parcel& p) { p.WriteInt32(-1); }},
-        {"count beyond the data", [](Parcel& p) { p.WriteInt32(0x7FFFFFFF); p.WriteString("k"); }},
-        {"unknown tag", [](Parcel& p) { p.WriteInt32(1); p.WriteString("k"); p.WriteInt32(8); p.WriteInt32(0); }},
-        {"tag zero", [](Parcel& p) { p.WriteInt32(1); p.WriteString("k"); p.WriteInt32(0); p.WriteInt32(0); }},
-        {"bool of 2", [](Parcel& p) { p.WriteInt32(1); p.WriteString("k"); p.WriteInt32(1); p.WriteInt32(2); }},
-        {"duplicate key", [](Parcel& p) {
-             p.WriteInt32(2);
-             for (int i = 0; i < 2; ++i) {
-                 p.WriteString("k");
-                 p.WriteInt32(2);
-                 p.WriteInt32(i);
-             }
-         }},
-        {"negative array count", [](Parcel& p) { p.WriteInt32(1); p.WriteString("k"); p.WriteInt32(7); p.WriteInt32(-3); }},
-        {"key over the limit", [](Parcel& p) {
-             p.WriteInt32(1);
-             p.WriteString(std::string(MAX_STRING_BYTES + 1, 'k'));
-             p.WriteInt32(2);
-             p.WriteInt32(0);
-         }},
+        {"count beyond the data",
+            [](Parcel& p) {
+                p.WriteInt32(0x7FFFFFFF);
+                p.WriteString("k");
+            }},
+        {"unknown tag",
+            [](Parcel& p) {
+                p.WriteInt32(1);
+                p.WriteString("k");
+                p.WriteInt32(8);
+                p.WriteInt32(0);
+            }},
+        {"tag zero",
+            [](Parcel& p) {
+                p.WriteInt32(1);
+                p.WriteString("k");
+                p.WriteInt32(0);
+                p.WriteInt32(0);
+            }},
+        {"bool of 2",
+            [](Parcel& p) {
+                p.WriteInt32(1);
+                p.WriteString("k");
+                p.WriteInt32(1);
+                p.WriteInt32(2);
+            }},
+        {"duplicate key",
+            [](Parcel& p) {
+                p.WriteInt32(2);
+                for (int i = 0; i < 2; ++i) {
+                    p.WriteString("k");
+                    p.WriteInt32(2);
+                    p.WriteInt32(i);
+                }
+            }},
+        {"negative array count",
+            [](Parcel& p) {
+                p.WriteInt32(1);
+                p.WriteString("k");
+                p.WriteInt32(7);
+                p.WriteInt32(-3);
+            }},
+        {"key over the limit",
+            [](Parcel& p) {
+                p.WriteInt32(1);
+                p.WriteString(std::string(MAX_STRING_BYTES + 1, 'k'));
+                p.WriteInt32(2);
+                p.WriteInt32(0);
+            }},
     };
     for (const Bad& b : bad) {
         SCOPED_TRACE(b.what);
@@ -413,9 +448,9 @@ TEST(RecordMarshallingLimits, StringsAndListsOverTheirLimitsAreRefused)
 TEST(RecordMarshallingLimits, ACraftedPassPointCountIsRefusedBeforeReading)
 {
     Parcel parcel;
-    parcel.WriteInt32(0);                    // status
-    parcel.WriteInt32(0);                    // naviType
-    WriteLocation(parcel, Location());       // destLocation
+    parcel.WriteInt32(0);              // status
+    parcel.WriteInt32(0);              // naviType
+    WriteLocation(parcel, Location()); // destLocation
     parcel.WriteInt32(static_cast<int32_t>(MAX_PASS_POINTS + 1));
     for (size_t i = 0; i <= MAX_PASS_POINTS; ++i) {
         WriteLocation(parcel, Location());
@@ -462,13 +497,15 @@ TEST(RecordMeasuring, MeasuringAcceptsExactlyWhatAParcelTakesAndCountsItsBytes)
     std::vector<std::pair<std::string, std::function<bool(Parcel*, ParcelSizer*)>>> cases;
     auto addStatus = [&](const std::string& name, const NavigationStatus& status) {
         cases.push_back({name, [status](Parcel* p, ParcelSizer* s) {
-            return p != nullptr ? WriteNavigationStatus(*p, status) : MeasureNavigationStatus(*s, status);
-        }});
+                             return p != nullptr ? WriteNavigationStatus(*p, status)
+                                                 : MeasureNavigationStatus(*s, status);
+                         }});
     };
     auto addMetadata = [&](const std::string& name, const NavigationMetadata& metadata) {
         cases.push_back({name, [metadata](Parcel* p, ParcelSizer* s) {
-            return p != nullptr ? WriteNavigationMetadata(*p, metadata) : MeasureNavigationMetadata(*s, metadata);
-        }});
+                             return p != nullptr ? WriteNavigationMetadata(*p, metadata)
+                                                 : MeasureNavigationMetadata(*s, metadata);
+                         }});
     };
     for (const NavigationStatus& status : Testing::StatusSamples()) {
         addStatus("status sample", status);

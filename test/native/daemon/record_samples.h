@@ -96,10 +96,13 @@ inline AAFwk::WantParams RichParams()
     params.SetParam("i", AAFwk::WantValue::Int(std::numeric_limits<int32_t>::min()));
     params.SetParam("l", AAFwk::WantValue::Long(std::numeric_limits<int64_t>::max()));
     params.SetParam("d", AAFwk::WantValue::Double(-0.0));
-    params.SetParam("s", AAFwk::WantValue::String("Stra\xC3\x9F" "e\n\t"));
+    params.SetParam("s",
+        AAFwk::WantValue::String("Stra\xC3\x9F"
+                                 "e\n\t"));
     params.SetParam("nested", AAFwk::WantValue::Params(inner));
-    params.SetParam("arr", AAFwk::WantValue::Array({AAFwk::WantValue::Int(1), AAFwk::WantValue::String("x"),
-        AAFwk::WantValue::Params(inner), AAFwk::WantValue::Array({}), AAFwk::WantValue::Long(-1)}));
+    params.SetParam("arr",
+        AAFwk::WantValue::Array({AAFwk::WantValue::Int(1), AAFwk::WantValue::String("x"),
+            AAFwk::WantValue::Params(inner), AAFwk::WantValue::Array({}), AAFwk::WantValue::Long(-1)}));
     return params;
 }
 

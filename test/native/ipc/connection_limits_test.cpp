@@ -94,10 +94,10 @@ TEST_F(ConnectionLimitsTest, AFrameLeftUnfinishedIsDroppedAfterTheReadTimeOut)
     const std::vector<uint8_t> ping = Frame(FrameType::TRANSACTION, 1, 0, ECHO, std::vector<uint8_t>(4096, 0));
     const struct {
         const char* name;
-        size_t firstPart;   // bytes sent at once
-        int pauseMs;        // then, after this pause, the rest (-1: never)
+        size_t firstPart; // bytes sent at once
+        int pauseMs;      // then, after this pause, the rest (-1: never)
         bool closed;
-        size_t dripBytes;   // or: then this many bytes after each pause, for 3 time-outs
+        size_t dripBytes; // or: then this many bytes after each pause, for 3 time-outs
     } cases[] = {
         {"half a header, then nothing", kFrameHeaderSize / 2, -1, true, 0},
         {"the header and half the payload, then nothing", kFrameHeaderSize + 2048, -1, true, 0},
@@ -145,9 +145,8 @@ TEST_F(ConnectionLimitsTest, ASilentConnectionIsClosedOnlyWhenItHoldsNothing)
     IpcServerOptions options;
     options.idleTimeoutMs = kIdleMs;
     StartServer(std::move(options));
-    sptr<IRemoteObject> callback = new FnStub([](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) {
-        return 0;
-    });
+    sptr<IRemoteObject> callback = new FnStub(
+        [](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) { return 0; });
     std::future<int> blocked;
     const struct {
         const char* name;

@@ -27,7 +27,8 @@ TempDir::TempDir()
 TempDir::~TempDir()
 {
     if (!path_.empty()) {
-        nftw(path_.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); }, 8,
+        nftw(
+            path_.c_str(), [](const char* p, const struct stat*, int, struct FTW*) { return remove(p); }, 8,
             FTW_DEPTH | FTW_PHYS);
     }
 }
@@ -56,7 +57,9 @@ bool PeerClosesWithin(int fd, int timeoutMs)
     uint8_t buf[4096];
     for (;;) {
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        struct pollfd pfd {fd, POLLIN, 0};
+        struct pollfd pfd {
+            fd, POLLIN, 0
+        };
         if (left.count() <= 0 || poll(&pfd, 1, static_cast<int>(left.count())) <= 0) {
             return false;
         }
@@ -78,7 +81,9 @@ HelloResult RawHello(int fd, const std::vector<uint8_t>& hello, int timeoutMs)
     uint8_t ack[kFrameHeaderSize];
     size_t got = 0;
     while (got < sizeof(ack)) {
-        struct pollfd pfd {fd, POLLIN, 0};
+        struct pollfd pfd {
+            fd, POLLIN, 0
+        };
         if (poll(&pfd, 1, timeoutMs) <= 0) {
             return HelloResult::NO_ANSWER;
         }

@@ -33,10 +33,11 @@ struct Same {
 template <typename T, typename Write>
 RoundTripCase Item(const char* name, Write write, bool (Parcel::*read)(T&), typename Same<T>::type value, size_t bytes)
 {
-    return {name, [=](Parcel& p) { return (p.*write)(value); }, bytes, [=](Parcel& p) {
-                T v{};
-                return (p.*read)(v) && v == value;
-            }};
+    return {name, [=](Parcel& p) { return (p.*write)(value); }, bytes,
+        [=](Parcel& p) {
+            T v{};
+            return (p.*read)(v) && v == value;
+        }};
 }
 
 const std::vector<RoundTripCase>& RoundTripCases()
@@ -128,14 +129,46 @@ TEST(ParcelRead, FailedReadsKeepThePositionAndValueFormsGiveZero)
 TEST(ParcelRead, NarrowTypesRefuseValuesOutsideTheirRange)
 {
     const std::pair<int32_t, std::function<bool(Parcel&)>> cases[] = {
-        {2, [](Parcel& p) { bool v; return p.ReadBool(v); }},
-        {-1, [](Parcel& p) { bool v; return p.ReadBool(v); }},
-        {128, [](Parcel& p) { int8_t v; return p.ReadInt8(v); }},
-        {-129, [](Parcel& p) { int8_t v; return p.ReadInt8(v); }},
-        {40000, [](Parcel& p) { int16_t v; return p.ReadInt16(v); }},
-        {256, [](Parcel& p) { uint8_t v; return p.ReadUint8(v); }},
-        {-1, [](Parcel& p) { uint8_t v; return p.ReadUint8(v); }},
-        {65536, [](Parcel& p) { uint16_t v; return p.ReadUint16(v); }},
+        {2,
+            [](Parcel& p) {
+                bool v;
+                return p.ReadBool(v);
+            }},
+        {-1,
+            [](Parcel& p) {
+                bool v;
+                return p.ReadBool(v);
+            }},
+        {128,
+            [](Parcel& p) {
+                int8_t v;
+                return p.ReadInt8(v);
+            }},
+        {-129,
+            [](Parcel& p) {
+                int8_t v;
+                return p.ReadInt8(v);
+            }},
+        {40000,
+            [](Parcel& p) {
+                int16_t v;
+                return p.ReadInt16(v);
+            }},
+        {256,
+            [](Parcel& p) {
+                uint8_t v;
+                return p.ReadUint8(v);
+            }},
+        {-1,
+            [](Parcel& p) {
+                uint8_t v;
+                return p.ReadUint8(v);
+            }},
+        {65536,
+            [](Parcel& p) {
+                uint16_t v;
+                return p.ReadUint16(v);
+            }},
     };
     for (const auto& [stored, read] : cases) {
         SCOPED_TRACE(stored);
@@ -153,10 +186,30 @@ TEST(ParcelRead, HostileCountsAreRefusedBeforeAllocating)
         std::function<bool(Parcel&)> read;
         size_t elementSize;
     } readers[] = {
-        {"string", [](Parcel& p) { std::string v; return p.ReadString(v); }, 1},
-        {"string16", [](Parcel& p) { std::u16string v; return p.ReadString16(v); }, 2},
-        {"uint16 vector", [](Parcel& p) { std::vector<uint16_t> v; return p.ReadUInt16Vector(v); }, 2},
-        {"int32 vector", [](Parcel& p) { std::vector<int32_t> v; return p.ReadInt32Vector(v); }, 4},
+        {"string",
+            [](Parcel& p) {
+                std::string v;
+                return p.ReadString(v);
+            },
+            1},
+        {"string16",
+            [](Parcel& p) {
+                std::u16string v;
+                return p.ReadString16(v);
+            },
+            2},
+        {"uint16 vector",
+            [](Parcel& p) {
+                std::vector<uint16_t> v;
+                return p.ReadUInt16Vector(v);
+            },
+            2},
+        {"int32 vector",
+            [](Parcel& p) {
+                std::vector<int32_t> v;
+                return p.ReadInt32Vector(v);
+            },
+            4},
     };
     constexpr size_t kBody = 64; // bytes that follow the count
     {

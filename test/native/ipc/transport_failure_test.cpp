@@ -56,8 +56,8 @@ TEST_F(TransportFailureTest, ServerLearnsOfClientDeathAndDropsItsObjects)
     sptr<IRemoteObject> root = IpcConnect(path_);
     ASSERT_NE(root, nullptr);
     std::atomic<bool> callbackDestroyed{false};
-    sptr<IRemoteObject> callback =
-        new FnStub([](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) { return IPC_OK; }, &callbackDestroyed);
+    sptr<IRemoteObject> callback = new FnStub(
+        [](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) { return IPC_OK; }, &callbackDestroyed);
     ASSERT_EQ(Send(root, KEEP, [&](MessageParcel& p) { p.WriteRemoteObject(callback); }), IPC_OK);
     callback = nullptr; // only the server's proxy keeps it now
 
@@ -187,8 +187,8 @@ TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
     std::vector<uint8_t> hugeHeader = Frame(FrameType::TRANSACTION, 1, 0, PING);
     hugeHeader[24] = 0xFC; // payload size 0xFFFFFFFC
     hugeHeader[25] = hugeHeader[26] = hugeHeader[27] = 0xFF;
-    std::vector<uint8_t> badObject =
-        Frame(FrameType::TRANSACTION, 1, 0, PING, {}, {{IpcWire::ObjectKind::SENDER_HANDLE, 1}});
+    std::vector<uint8_t> badObject = Frame(FrameType::TRANSACTION, 1, 0, PING, {},
+        {{IpcWire::ObjectKind::SENDER_HANDLE, 1}});
     badObject[kFrameHeaderSize] = 9;
     const struct {
         const char* name;
@@ -203,8 +203,9 @@ TEST_F(TransportFailureTest, HostileOrTruncatedBytesCloseOnlyThatConnection)
         {"ack from a client", Frame(FrameType::HELLO_ACK, 0, 0, 0)},
         {"reply never asked for", Join({HelloFrame(), Frame(FrameType::REPLY, 5, 0, 0)})},
         {"release of unknown handle", Join({HelloFrame(), Frame(FrameType::RELEASE, 0, 77, 1)})},
-        {"handing back a handle never exported", Join({HelloFrame(),
-            Frame(FrameType::TRANSACTION, 1, 0, PING, {}, {{IpcWire::ObjectKind::RECEIVER_HANDLE, 55}})})},
+        {"handing back a handle never exported",
+            Join({HelloFrame(),
+                Frame(FrameType::TRANSACTION, 1, 0, PING, {}, {{IpcWire::ObjectKind::RECEIVER_HANDLE, 55}})})},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

@@ -143,8 +143,7 @@ protected:
                 reply.WriteBool(object != nullptr && object.GetRefPtr() == made_);
                 return IPC_OK;
             }
-            case THROW:
-                throw std::runtime_error("stub failure");
+            case THROW: throw std::runtime_error("stub failure");
             case RECORD: {
                 std::lock_guard<std::mutex> lock(mutex_);
                 recorded_.push_back(data.ReadInt32());
@@ -157,8 +156,7 @@ protected:
                 changed_.wait(lock, [this] { return released_; });
                 return IPC_OK;
             }
-            default:
-                return IPC_ERR_UNKNOWN_TRANSACTION;
+            default: return IPC_ERR_UNKNOWN_TRANSACTION;
         }
     }
 

@@ -26,7 +26,12 @@ TEST_F(TransportTest, SyncTransactionCarriesDataAndTheStubsStatusBothWays)
     ASSERT_NE(root, nullptr);
     EXPECT_TRUE(root->IsProxyObject());
     MessageParcel reply;
-    ASSERT_EQ(Send(root, ECHO, reply, [](MessageParcel& p) { p.WriteString("north"); p.WriteInt32(41); }), IPC_OK);
+    ASSERT_EQ(Send(root, ECHO, reply,
+                  [](MessageParcel& p) {
+                      p.WriteString("north");
+                      p.WriteInt32(41);
+                  }),
+        IPC_OK);
     EXPECT_EQ(reply.ReadString(), "north!");
     EXPECT_EQ(reply.ReadInt32(), 42);
     EXPECT_EQ(reply.GetReadableBytes(), 0u);
@@ -64,7 +69,7 @@ TEST_F(TransportTest, CallingIdentityIsTheKernelsViewOfThePeer)
 TEST_F(TransportTest, OnewayCallsRunInOrderAndASlowReceiverSlowsTheSenderDown)
 {
     constexpr int kCalls = 3000;
-    for (uint64_t key : {uint64_t {0}, uint64_t {7}}) {
+    for (uint64_t key : {uint64_t{0}, uint64_t{7}}) {
         SCOPED_TRACE(key);
         sptr<IRemoteObject> root = Connect();
         ASSERT_NE(root, nullptr);
@@ -80,17 +85,23 @@ TEST_F(TransportTest, OnewayCallsRunInOrderAndASlowReceiverSlowsTheSenderDown)
             MessageOption option(MessageOption::TF_ASYNC);
             option.SetSupersedeKey(key);
             MessageParcel reply;
-            ASSERT_EQ(Send(root, RECORD, reply, [i](MessageParcel& p) {
-                p.WriteInt32(i);
-                p.WriteString(std::string(1000, 'x')); // more than the socket holds
-            }, option), IPC_OK);
+            ASSERT_EQ(Send(
+                          root, RECORD, reply,
+                          [i](MessageParcel& p) {
+                              p.WriteInt32(i);
+                              p.WriteString(std::string(1000, 'x')); // more than the socket holds
+                          },
+                          option),
+                IPC_OK);
             EXPECT_EQ(reply.GetDataSize(), 0u);
         }
         Unblock();
-        ASSERT_TRUE(WaitFor([&] {
-            std::lock_guard<std::mutex> lock(mutex_);
-            return !recorded_.empty() && recorded_.back() == kCalls - 1;
-        }, 10000));
+        ASSERT_TRUE(WaitFor(
+            [&] {
+                std::lock_guard<std::mutex> lock(mutex_);
+                return !recorded_.empty() && recorded_.back() == kCalls - 1;
+            },
+            10000));
         EXPECT_EQ(Ping(root), IPC_OK) << "the connection stayed";
         std::lock_guard<std::mutex> lock(mutex_);
         for (size_t i = 1; i < recorded_.size(); ++i) {
@@ -119,14 +130,21 @@ TEST_F(TransportFixture, CallsRunOnTheReaderThreadThroughTheRunner)
     sptr<IRemoteObject> root = Connect();
     ASSERT_NE(root, nullptr);
     MessageParcel reply;
-    ASSERT_EQ(Send(root, ECHO, reply, [](MessageParcel& p) { p.WriteString("east"); p.WriteInt32(1); }), IPC_OK);
+    ASSERT_EQ(Send(root, ECHO, reply,
+                  [](MessageParcel& p) {
+                      p.WriteString("east");
+                      p.WriteInt32(1);
+                  }),
+        IPC_OK);
     EXPECT_EQ(reply.ReadString(), "east!");
     EXPECT_EQ(Send(root, THROW), IPC_ERR_STUB_EXCEPTION);
     ASSERT_EQ(Send(root, WHO, reply), IPC_OK);
     EXPECT_EQ(reply.ReadInt32(), getpid());
     EXPECT_EQ(runs.load(), 3) << "every synchronous call ran through the runner, before its reply";
-    ASSERT_EQ(Send(root, RECORD, reply, [](MessageParcel& p) { p.WriteInt32(5); },
-        MessageOption(MessageOption::TF_ASYNC)), IPC_OK);
+    ASSERT_EQ(
+        Send(
+            root, RECORD, reply, [](MessageParcel& p) { p.WriteInt32(5); }, MessageOption(MessageOption::TF_ASYNC)),
+        IPC_OK);
     EXPECT_TRUE(WaitFor([&] { return runs.load() == 4; }, 5000));
 }
 
@@ -139,7 +157,8 @@ TEST_F(TransportTest, WriteBatchHoldsFramesUntilItClosesButNeverASynchronousCall
     ASSERT_NE(root, nullptr);
     auto record = [&](int32_t value) {
         MessageParcel reply;
-        return Send(root, RECORD, reply, [value](MessageParcel& p) { p.WriteInt32(value); },
+        return Send(
+            root, RECORD, reply, [value](MessageParcel& p) { p.WriteInt32(value); },
             MessageOption(MessageOption::TF_ASYNC));
     };
     auto recorded = [&] {
@@ -160,7 +179,7 @@ TEST_F(TransportTest, WriteBatchHoldsFramesUntilItClosesButNeverASynchronousCall
         EXPECT_EQ(Ping(root), IPC_OK) << "a synchronous call inside a batch is answered";
         ASSERT_TRUE(WaitFor([&] { return recorded().size() == 3; }, 5000)) << "and took the held frame along";
     }
-    EXPECT_EQ(recorded(), (std::vector<int32_t> {1, 2, 3}));
+    EXPECT_EQ(recorded(), (std::vector<int32_t>{1, 2, 3}));
 }
 
 TEST_F(TransportTest, CallbackArrivesOnAnIpcThreadWhileTheCallWaits)
@@ -177,7 +196,11 @@ TEST_F(TransportTest, CallbackArrivesOnAnIpcThreadWhileTheCallWaits)
         return IPC_OK;
     });
     MessageParcel reply;
-    ASSERT_EQ(Send(root, CALL_BACK, reply, [&](MessageParcel& p) { p.WriteRemoteObject(callback); p.WriteInt32(21); }),
+    ASSERT_EQ(Send(root, CALL_BACK, reply,
+                  [&](MessageParcel& p) {
+                      p.WriteRemoteObject(callback);
+                      p.WriteInt32(21);
+                  }),
         IPC_OK);
     EXPECT_EQ(reply.ReadInt32(), IPC_OK);
     EXPECT_EQ(reply.ReadInt32(), 42);
@@ -191,8 +214,8 @@ TEST_F(TransportTest, SameObjectSentTwiceGivesTheSameProxyAndIsReleasedAtTheEnd)
     ASSERT_NE(root, nullptr);
     auto connection = IpcConnectionOf(root);
     std::atomic<bool> destroyed{false};
-    sptr<IRemoteObject> callback =
-        new FnStub([](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) { return IPC_OK; }, &destroyed);
+    sptr<IRemoteObject> callback = new FnStub(
+        [](uint32_t, MessageParcel&, MessageParcel&, MessageOption&) { return IPC_OK; }, &destroyed);
     for (int i = 0; i < 2; ++i) {
         ASSERT_EQ(Send(root, KEEP, [&](MessageParcel& p) { p.WriteRemoteObject(callback); }), IPC_OK);
     }
@@ -259,7 +282,10 @@ TEST_F(TransportTest, ManyThreadsShareOneConnection)
         threads.emplace_back([&, t] {
             for (int i = 0; i < kCallsEach; ++i) {
                 MessageParcel reply;
-                auto fill = [&](MessageParcel& p) { p.WriteString(std::to_string(t)); p.WriteInt32(i); };
+                auto fill = [&](MessageParcel& p) {
+                    p.WriteString(std::to_string(t));
+                    p.WriteInt32(i);
+                };
                 if (Send(root, ECHO, reply, fill) == IPC_OK && reply.ReadString() == std::to_string(t) + "!" &&
                     reply.ReadInt32() == i + 1) {
                     good++;

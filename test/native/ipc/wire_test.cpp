@@ -37,8 +37,8 @@ void Put32(std::vector<uint8_t>& bytes, size_t at, uint32_t v)
 
 TEST(WireHeader, FieldsSitAtTheirDocumentedOffsetsInLittleEndian)
 {
-    std::vector<uint8_t> bytes =
-        Encode(Transaction(0x0102030405060708ULL), {1, 2, 3, 4}, {{ObjectKind::SENDER_HANDLE, 9}});
+    std::vector<uint8_t> bytes = Encode(Transaction(0x0102030405060708ULL), {1, 2, 3, 4},
+        {{ObjectKind::SENDER_HANDLE, 9}});
     ASSERT_EQ(bytes.size(), kFrameHeaderSize + 4 + kWireObjectSize);
     EXPECT_EQ(std::memcmp(bytes.data(), "NIPC", 4), 0);
     const std::pair<size_t, uint8_t> fields[] = {{4, 1} /* version */, {5, 0}, {6, uint8_t(FrameType::TRANSACTION)},

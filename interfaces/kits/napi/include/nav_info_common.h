@@ -64,16 +64,16 @@ constexpr const char* NavFileBaseName(const char* path)
 
 // Every message starts with the source file's base name, the line and the
 // bare name of the function that logs.
-#define NAV_LOG_PRINT(level, fmt, ...)                                                                      \
-    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::NAV_LOG_DOMAIN,                         \
-        OHOS::NavigationInfoService::NAV_LOG_TAG, "[%{public}s:%{public}d]%{public}s# " fmt,               \
+#define NAV_LOG_PRINT(level, fmt, ...)                                                       \
+    ((void)HiLogPrint(LOG_CORE, level, OHOS::NavigationInfoService::NAV_LOG_DOMAIN,          \
+        OHOS::NavigationInfoService::NAV_LOG_TAG, "[%{public}s:%{public}d]%{public}s# " fmt, \
         OHOS::NavigationInfoService::NavFileBaseName(__FILE__), __LINE__, __FUNCTION__, ##__VA_ARGS__))
 
 #define NAVI_LOGI(fmt, ...) NAV_LOG_PRINT(LOG_INFO, fmt, ##__VA_ARGS__)
 // For a statement inside a lambda, logged in the name of the enclosing function.
-#define NAVI_LOGI_AS(function, fmt, ...)                                                                    \
-    ((void)HiLogPrint(LOG_CORE, LOG_INFO, OHOS::NavigationInfoService::NAV_LOG_DOMAIN,                     \
-        OHOS::NavigationInfoService::NAV_LOG_TAG, "[%{public}s:%{public}d]%{public}s# " fmt,               \
+#define NAVI_LOGI_AS(function, fmt, ...)                                                     \
+    ((void)HiLogPrint(LOG_CORE, LOG_INFO, OHOS::NavigationInfoService::NAV_LOG_DOMAIN,       \
+        OHOS::NavigationInfoService::NAV_LOG_TAG, "[%{public}s:%{public}d]%{public}s# " fmt, \
         OHOS::NavigationInfoService::NavFileBaseName(__FILE__), __LINE__, function, ##__VA_ARGS__))
 #define NAVI_LOGW(fmt, ...) NAV_LOG_PRINT(LOG_WARN, fmt, ##__VA_ARGS__)
 #define NAVI_LOGE(fmt, ...) NAV_LOG_PRINT(LOG_ERROR, fmt, ##__VA_ARGS__)

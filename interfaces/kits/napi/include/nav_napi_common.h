@@ -90,8 +90,7 @@ CommandType ToEnumCommandType(const std::string& name);
 // Ties one JavaScript callback to one thread-safe function.
 class ThreadSafeFnInfo : public RefBase {
 public:
-    ThreadSafeFnInfo(std::string name, napi_threadsafe_function_call_js call)
-        : funcName(std::move(name)), callJs(call)
+    ThreadSafeFnInfo(std::string name, napi_threadsafe_function_call_js call) : funcName(std::move(name)), callJs(call)
     {
     }
     ~ThreadSafeFnInfo() override = default;

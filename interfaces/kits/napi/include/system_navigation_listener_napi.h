@@ -25,8 +25,7 @@ public:
 
     // IPC thread: copies the request and returns at once.
     void OnQueryNavigationInfo(QueryType type, AAFwk::WantParams parameters, sptr<IMapCallback> callback) override;
-    void OnReceiveNavigationCmd(CommandType type, AAFwk::WantParams parameters,
-        sptr<IMapCallback> callback) override;
+    void OnReceiveNavigationCmd(CommandType type, AAFwk::WantParams parameters, sptr<IMapCallback> callback) override;
 
     // Delivery thread.
     static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data);

@@ -34,7 +34,7 @@ void MapCallbackNapi::CreateAsyncCall(napi_env env, napi_deferred deferred)
             self = std::move(keepAlive_);
         }
         NAVI_LOGI("notify result to app.");
-        ResultData result {};
+        ResultData result{};
         {
             std::lock_guard<std::mutex> lock(mutex_);
             result.code = resultData_.code;

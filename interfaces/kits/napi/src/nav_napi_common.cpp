@@ -285,8 +285,7 @@ void SetNavigationStatusData(napi_env env, const NavigationStatus& status, napi_
     }
     if (!Check(env, napi_set_named_property(env, result, "passPoint", passPoint)) ||
         !SetInt32(env, result, "routeIndex", status.routeIndex) ||
-        !SetString(env, result, "customData", status.customData) ||
-        !SetInt32(env, result, "theme", status.theme)) {
+        !SetString(env, result, "customData", status.customData) || !SetInt32(env, result, "theme", status.theme)) {
         return;
     }
     napi_value preferences = nullptr;
@@ -428,7 +427,7 @@ void createThreadSafeFunction(napi_env env, napi_value listenerObject, ThreadSaf
         return;
     }
     if (napi_create_threadsafe_function(env, function, nullptr, resourceName, 0, 1, nullptr, nullptr, nullptr,
-        info->callJs, &info->tsfn) != napi_ok) {
+            info->callJs, &info->tsfn) != napi_ok) {
         ThrowLastNapiError(env);
     }
 }

@@ -41,18 +41,17 @@ void ThrowForResult(napi_env env, int32_t result)
 napi_value NavigationControllerNapi::NavigationControllerInit(napi_env env, napi_value exports)
 {
     napi_property_descriptor descriptors[] = {
-        {"updateNavigationStatus", nullptr, JsUpdateNavigationStatus, nullptr, nullptr, nullptr, napi_default,
-            nullptr},
+        {"updateNavigationStatus", nullptr, JsUpdateNavigationStatus, nullptr, nullptr, nullptr, napi_default, nullptr},
         {"updateNavigationMetadata", nullptr, JsUpdateNavigationMetadata, nullptr, nullptr, nullptr, napi_default,
             nullptr},
         {"registerSystemNavigationListener", nullptr, JsRegisterSystemNavigationListener, nullptr, nullptr, nullptr,
             napi_default, nullptr},
-        {"unregisterSystemNavigationListener", nullptr, JsUnregisterSystemNavigationListener, nullptr, nullptr,
-            nullptr, napi_default, nullptr},
+        {"unregisterSystemNavigationListener", nullptr, JsUnregisterSystemNavigationListener, nullptr, nullptr, nullptr,
+            napi_default, nullptr},
     };
     napi_value constructor = nullptr;
     if (napi_define_class(env, "NavigationController", NAPI_AUTO_LENGTH, JsConstructor, nullptr,
-        sizeof(descriptors) / sizeof(descriptors[0]), descriptors, &constructor) != napi_ok) {
+            sizeof(descriptors) / sizeof(descriptors[0]), descriptors, &constructor) != napi_ok) {
         NAVI_LOGI("Failed to define class at NavigationControllerInit");
         return nullptr;
     }
@@ -114,7 +113,7 @@ napi_value NavigationControllerNapi::JsUpdateNavigationStatus(napi_env env, napi
     if (!GetArguments(env, info, ARGC_ONE, ARGC_ASSERTION, argv)) {
         return nullptr;
     }
-    NavigationStatus status {};
+    NavigationStatus status{};
     ParseNavigationStatusData(env, argv[0], &status);
     int32_t ret = NavInfoClient::GetClientInstance()->UpdateNavigationStatus(std::move(status));
     ThrowForResult(env, ret);
@@ -129,7 +128,7 @@ napi_value NavigationControllerNapi::JsUpdateNavigationMetadata(napi_env env, na
     if (!GetArguments(env, info, ARGC_ONE, ARGC_ASSERTION, argv)) {
         return nullptr;
     }
-    NavigationMetadata metadata {};
+    NavigationMetadata metadata{};
     ParseNavigationMetadata(env, argv[0], &metadata);
     int32_t ret = NavInfoClient::GetClientInstance()->UpdateNavigationMetadata(std::move(metadata));
     ThrowForResult(env, ret);
@@ -171,12 +170,20 @@ napi_value NavigationControllerNapi::JsUnregisterSystemNavigationListener(napi_e
 namespace {
 
 // The field tables of the parsers, in their order.
-enum StatusField { STATUS, NAVI_TYPE, DEST_LOCATION, PASS_POINT, ROUTE_INDEX, STATUS_CUSTOM_DATA, THEME,
-    ROUTE_PREFERENCE };
+enum StatusField {
+    STATUS,
+    NAVI_TYPE,
+    DEST_LOCATION,
+    PASS_POINT,
+    ROUTE_INDEX,
+    STATUS_CUSTOM_DATA,
+    THEME,
+    ROUTE_PREFERENCE
+};
 const NameTable& StatusFields()
 {
-    static const NameTable table(std::initializer_list<const char*> {"status", "naviType", "destLocation",
-        "passPoint", "routeIndex", "customData", "theme", "routePreference"});
+    static const NameTable table(std::initializer_list<const char*>{"status", "naviType", "destLocation", "passPoint",
+        "routeIndex", "customData", "theme", "routePreference"});
     return table;
 }
 
@@ -184,19 +191,35 @@ enum LocationField { NAME, COORD_TYPE, LONGITUDE, LATITUDE, ALTITUDE };
 const NameTable& LocationFields()
 {
     static const NameTable table(
-        std::initializer_list<const char*> {"name", "coordType", "longitude", "latitude", "altitude"});
+        std::initializer_list<const char*>{"name", "coordType", "longitude", "latitude", "altitude"});
     return table;
 }
 
-enum MetadataField { NAVI_TURN_MODE, SEGMENT_LEFT_DIS, CURRENT_ROAD_NAME, NEXT_ROAD_NAME, INTERSECTION_VIEW,
-    VIEW_WIDTH, VIEW_HEIGHT, TRAFFIC_LANE, CAMERA_SPEED_LIMIT_VALID, CAMERA_SPEED_LIMIT, NAVI_SPEED_LIMIT_VALID,
-    NAVI_SPEED_LIMIT, CURRENT_SPEED, NAVI_BEARING, TOTAL_LEFT_DIS, REMAINING_TIME, METADATA_CUSTOM_DATA };
+enum MetadataField {
+    NAVI_TURN_MODE,
+    SEGMENT_LEFT_DIS,
+    CURRENT_ROAD_NAME,
+    NEXT_ROAD_NAME,
+    INTERSECTION_VIEW,
+    VIEW_WIDTH,
+    VIEW_HEIGHT,
+    TRAFFIC_LANE,
+    CAMERA_SPEED_LIMIT_VALID,
+    CAMERA_SPEED_LIMIT,
+    NAVI_SPEED_LIMIT_VALID,
+    NAVI_SPEED_LIMIT,
+    CURRENT_SPEED,
+    NAVI_BEARING,
+    TOTAL_LEFT_DIS,
+    REMAINING_TIME,
+    METADATA_CUSTOM_DATA
+};
 const NameTable& MetadataFields()
 {
-    static const NameTable table(std::initializer_list<const char*> {"naviTurnMode", "segmentLeftDis",
-        "currentRoadName", "nextRoadName", "intersectionView", "viewWidth", "viewHeight", "trafficLane",
-        "cameraSpeedLimitValid", "cameraSpeedLimit", "naviSpeedLimitValid", "naviSpeedLimit", "currentSpeed",
-        "naviBearing", "totalLeftDis", "remainingTime", "customData"});
+    static const NameTable table(std::initializer_list<const char*>{"naviTurnMode", "segmentLeftDis", "currentRoadName",
+        "nextRoadName", "intersectionView", "viewWidth", "viewHeight", "trafficLane", "cameraSpeedLimitValid",
+        "cameraSpeedLimit", "naviSpeedLimitValid", "naviSpeedLimit", "currentSpeed", "naviBearing", "totalLeftDis",
+        "remainingTime", "customData"});
     return table;
 }
 
@@ -263,7 +286,7 @@ void NavigationControllerNapi::ParsePassPointDatas(napi_env env, napi_value arra
             ThrowLastNapiError(env);
             return;
         }
-        Location location {};
+        Location location{};
         ParseLocationData(env, element, &location);
         passPoints.push_back(std::move(location));
     }

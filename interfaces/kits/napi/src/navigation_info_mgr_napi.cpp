@@ -70,8 +70,7 @@ napi_value NavigationInfoMgrNapi::NavigationInfoMgrInit(napi_env env, napi_value
         {"CommandType", nullptr, nullptr, JsCommandType, nullptr, nullptr, napi_default, nullptr},
         {"RoutePreference", nullptr, nullptr, JsRoutePreference, nullptr, nullptr, napi_default, nullptr},
     };
-    if (napi_define_properties(env, exports, sizeof(descriptors) / sizeof(descriptors[0]), descriptors) !=
-        napi_ok) {
+    if (napi_define_properties(env, exports, sizeof(descriptors) / sizeof(descriptors[0]), descriptors) != napi_ok) {
         ThrowLastNapiError(env);
         return nullptr;
     }

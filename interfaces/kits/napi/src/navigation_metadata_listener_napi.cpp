@@ -21,10 +21,11 @@ NavigationMetadataListenerNapi::NavigationMetadataListenerNapi(napi_env env, nap
 
 NavigationMetadataListenerNapi::~NavigationMetadataListenerNapi() = default;
 
-void NavigationMetadataListenerNapi::OnMetadataChanged(const NavigationMetadata& metadata, const std::string& bundleName)
+void NavigationMetadataListenerNapi::OnMetadataChanged(const NavigationMetadata& metadata,
+    const std::string& bundleName)
 {
     NAVI_LOGI("callback:OnMetadataChanged");
-    JsCallbackData data {metadata, bundleName};
+    JsCallbackData data{metadata, bundleName};
     StartDelivery<JsCallbackData>(g_metadataChangedFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
@@ -36,7 +37,8 @@ void NavigationMetadataListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& 
     }
 }
 
-void NavigationMetadataListenerNapi::CallJsMetadataChanged(napi_env env, napi_value jsCallback, void* context, void* data)
+void NavigationMetadataListenerNapi::CallJsMetadataChanged(napi_env env, napi_value jsCallback, void* context,
+    void* data)
 {
     auto* callbackData = static_cast<JsCallbackData*>(data);
     if (env == nullptr) {
@@ -46,7 +48,9 @@ void NavigationMetadataListenerNapi::CallJsMetadataChanged(napi_env env, napi_va
     }
     NAVI_LOGI("is called!");
     CallJsListener(env, jsCallback, callbackData, g_metadataChangedFnInfo, callbackData->bundleName,
-        [callbackData](napi_env env, napi_value& record) { SetNavigationMetadata(env, callbackData->navMetadata, record); });
+        [callbackData](napi_env env, napi_value& record) {
+            SetNavigationMetadata(env, callbackData->navMetadata, record);
+        });
 }
 
 } // namespace OHOS::NavigationInfoService

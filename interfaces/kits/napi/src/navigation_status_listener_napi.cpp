@@ -24,7 +24,7 @@ NavigationStatusListenerNapi::~NavigationStatusListenerNapi() = default;
 void NavigationStatusListenerNapi::OnStatusChanged(const NavigationStatus& status, const std::string& bundleName)
 {
     NAVI_LOGI("callback:OnStatusChanged");
-    JsCallbackData data {status, bundleName};
+    JsCallbackData data{status, bundleName};
     StartDelivery<JsCallbackData>(g_statusChangedFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
@@ -45,7 +45,9 @@ void NavigationStatusListenerNapi::CallJsStatusChanged(napi_env env, napi_value 
     }
     NAVI_LOGI("is called!");
     CallJsListener(env, jsCallback, callbackData, g_statusChangedFnInfo, callbackData->bundleName,
-        [callbackData](napi_env env, napi_value& record) { SetNavigationStatusData(env, callbackData->navStatus, record); });
+        [callbackData](napi_env env, napi_value& record) {
+            SetNavigationStatusData(env, callbackData->navStatus, record);
+        });
 }
 
 } // namespace OHOS::NavigationInfoService

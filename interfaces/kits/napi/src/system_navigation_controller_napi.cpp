@@ -102,10 +102,10 @@ napi_value SystemNavigationControllerNapi::SystemNavigationControllerInit(napi_e
         {"getNavigationStatus", nullptr, JsGetNavigationStatus, nullptr, nullptr, nullptr, napi_default, nullptr},
         {"registerNavigationStatusListener", nullptr, JsRegisterNavigationStatusListener, nullptr, nullptr, nullptr,
             napi_default, nullptr},
-        {"unregisterNavigationStatusListener", nullptr, JsUnRegisterNavigationStatusListener, nullptr, nullptr,
-            nullptr, napi_default, nullptr},
-        {"registerNavigationMetadataListener", nullptr, JsRegisterNavigationMetadataListener, nullptr, nullptr,
-            nullptr, napi_default, nullptr},
+        {"unregisterNavigationStatusListener", nullptr, JsUnRegisterNavigationStatusListener, nullptr, nullptr, nullptr,
+            napi_default, nullptr},
+        {"registerNavigationMetadataListener", nullptr, JsRegisterNavigationMetadataListener, nullptr, nullptr, nullptr,
+            napi_default, nullptr},
         {"unregisterNavigationMetadataListener", nullptr, JsUnregisterNavigationMetadataListener, nullptr, nullptr,
             nullptr, napi_default, nullptr},
         {"queryNavigationInfo", nullptr, JsQueryNavigationInfo, nullptr, nullptr, nullptr, napi_default, nullptr},
@@ -113,7 +113,7 @@ napi_value SystemNavigationControllerNapi::SystemNavigationControllerInit(napi_e
     };
     napi_value constructor = nullptr;
     if (napi_define_class(env, "SystemNavigationController", NAPI_AUTO_LENGTH, JsConstructor, nullptr,
-        sizeof(descriptors) / sizeof(descriptors[0]), descriptors, &constructor) != napi_ok) {
+            sizeof(descriptors) / sizeof(descriptors[0]), descriptors, &constructor) != napi_ok) {
         NAVI_LOGI("Failed to define class at SystemNavigationControllerInit");
         return nullptr;
     }
@@ -175,7 +175,7 @@ napi_value SystemNavigationControllerNapi::JsGetNavigationStatus(napi_env env, n
     }
     std::string bundleName = GetString(env, argv[0]);
     NAVI_LOGI("bundleName = %{public}s", bundleName.c_str());
-    NavigationStatus status {};
+    NavigationStatus status{};
     int32_t ret = NavInfoClient::GetClientInstance()->GetNavigationStatus(bundleName, status);
     ThrowForResult(env, ret);
     NAVI_LOGI("getNavigationStatus ret= %{public}d", ret);
@@ -188,11 +188,13 @@ napi_value SystemNavigationControllerNapi::JsRegisterNavigationStatusListener(na
 {
     NAVI_LOGI("is called");
     int32_t ret = 0;
-    if (RegisterListener(env, info, g_navStatusListener,
-        [](const sptr<NavInfoClient>& client, const std::string& bundleName,
-            const sptr<NavigationStatusListenerNapi>& listener) {
-            return client->RegisterNavigationStatusListener(bundleName, listener);
-        }, ret)) {
+    if (RegisterListener(
+            env, info, g_navStatusListener,
+            [](const sptr<NavInfoClient>& client, const std::string& bundleName,
+                const sptr<NavigationStatusListenerNapi>& listener) {
+                return client->RegisterNavigationStatusListener(bundleName, listener);
+            },
+            ret)) {
         NAVI_LOGI("registerNavigationStatusListener ret= %{public}d", ret);
     }
     return nullptr;
@@ -202,39 +204,43 @@ napi_value SystemNavigationControllerNapi::JsUnRegisterNavigationStatusListener(
 {
     NAVI_LOGI("is called");
     int32_t ret = 0;
-    if (UnregisterListener(env, info,
-        [](const sptr<NavInfoClient>& client, const std::string& bundleName) {
-            return client->UnRegisterNavigationStatusListener(bundleName);
-        }, ret)) {
+    if (UnregisterListener(
+            env, info,
+            [](const sptr<NavInfoClient>& client, const std::string& bundleName) {
+                return client->UnRegisterNavigationStatusListener(bundleName);
+            },
+            ret)) {
         NAVI_LOGI("UnRegisterNavigationStatusListener ret= %{public}d", ret);
     }
     return nullptr;
 }
 
-napi_value SystemNavigationControllerNapi::JsRegisterNavigationMetadataListener(napi_env env,
-    napi_callback_info info)
+napi_value SystemNavigationControllerNapi::JsRegisterNavigationMetadataListener(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
     int32_t ret = 0;
-    if (RegisterListener(env, info, g_navMetadataListener,
-        [](const sptr<NavInfoClient>& client, const std::string& bundleName,
-            const sptr<NavigationMetadataListenerNapi>& listener) {
-            return client->RegisterNavigationMetadataListener(bundleName, listener);
-        }, ret)) {
+    if (RegisterListener(
+            env, info, g_navMetadataListener,
+            [](const sptr<NavInfoClient>& client, const std::string& bundleName,
+                const sptr<NavigationMetadataListenerNapi>& listener) {
+                return client->RegisterNavigationMetadataListener(bundleName, listener);
+            },
+            ret)) {
         NAVI_LOGI("RegisterNavigationMetadataListener ret= %{public}d", ret);
     }
     return nullptr;
 }
 
-napi_value SystemNavigationControllerNapi::JsUnregisterNavigationMetadataListener(napi_env env,
-    napi_callback_info info)
+napi_value SystemNavigationControllerNapi::JsUnregisterNavigationMetadataListener(napi_env env, napi_callback_info info)
 {
     NAVI_LOGI("is called");
     int32_t ret = 0;
-    if (UnregisterListener(env, info,
-        [](const sptr<NavInfoClient>& client, const std::string& bundleName) {
-            return client->UnRegisterNavigationMetadataListener(bundleName);
-        }, ret)) {
+    if (UnregisterListener(
+            env, info,
+            [](const sptr<NavInfoClient>& client, const std::string& bundleName) {
+                return client->UnRegisterNavigationMetadataListener(bundleName);
+            },
+            ret)) {
         NAVI_LOGI("UnRegisterNavigationMetadataListener ret= %{public}d", ret);
     }
     return nullptr;
@@ -292,11 +298,13 @@ napi_value SystemNavigationControllerNapi::JsQueryNavigationInfo(napi_env env, n
     NAVI_LOGI("is called");
     int32_t ret = 0;
     bool sent = false;
-    napi_value promise = StartRequest<QueryType>(env, info, ToEnumQueryType,
+    napi_value promise = StartRequest<QueryType>(
+        env, info, ToEnumQueryType,
         [](const sptr<NavInfoClient>& client, const std::string& bundleName, QueryType type,
             const AAFwk::WantParams& params, const sptr<MapCallbackNapi>& callback) {
             return client->QueryNavigationInfo(bundleName, type, params, callback);
-        }, ret, sent);
+        },
+        ret, sent);
     if (sent) {
         NAVI_LOGI("QueryNavigationInfo ret= %{public}d", ret);
     }
@@ -308,11 +316,13 @@ napi_value SystemNavigationControllerNapi::JsSendNavigationCmd(napi_env env, nap
     NAVI_LOGI("is called");
     int32_t ret = 0;
     bool sent = false;
-    napi_value promise = StartRequest<CommandType>(env, info, ToEnumCommandType,
+    napi_value promise = StartRequest<CommandType>(
+        env, info, ToEnumCommandType,
         [](const sptr<NavInfoClient>& client, const std::string& bundleName, CommandType type,
             const AAFwk::WantParams& params, const sptr<MapCallbackNapi>& callback) {
             return client->SendNavigationCmd(bundleName, type, params, callback);
-        }, ret, sent);
+        },
+        ret, sent);
     if (sent) {
         NAVI_LOGI("SendNavigationCmd ret= %{public}d", ret);
     }

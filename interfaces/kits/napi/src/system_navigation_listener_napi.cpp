@@ -62,7 +62,7 @@ void SystemNavigationListenerNapi::OnQueryNavigationInfo(QueryType type, AAFwk::
     sptr<IMapCallback> callback)
 {
     NAVI_LOGI("is called!");
-    JsCallbackData data {static_cast<int32_t>(type), std::move(parameters), std::move(callback)};
+    JsCallbackData data{static_cast<int32_t>(type), std::move(parameters), std::move(callback)};
     StartDelivery<JsCallbackData>(g_queryNavigationInfoFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
@@ -70,7 +70,7 @@ void SystemNavigationListenerNapi::OnReceiveNavigationCmd(CommandType type, AAFw
     sptr<IMapCallback> callback)
 {
     NAVI_LOGI("is called!");
-    JsCallbackData data {static_cast<int32_t>(type), std::move(parameters), std::move(callback)};
+    JsCallbackData data{static_cast<int32_t>(type), std::move(parameters), std::move(callback)};
     StartDelivery<JsCallbackData>(g_receiveNavigationCmdFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
@@ -118,8 +118,8 @@ void SystemNavigationListenerNapi::CallJsFunction(napi_env env, napi_value funct
     napi_value thenFunction = nullptr;
     napi_get_named_property(env, result, "then", &thenFunction);
     napi_value callbackFunc = nullptr;
-    if (napi_create_function(env, "callbackFunc", NAPI_AUTO_LENGTH, PromiseThenFunction,
-        data->mapCallback.GetRefPtr(), &callbackFunc) != napi_ok) {
+    if (napi_create_function(env, "callbackFunc", NAPI_AUTO_LENGTH, PromiseThenFunction, data->mapCallback.GetRefPtr(),
+            &callbackFunc) != napi_ok) {
         ThrowLastNapiError(env);
         delete data;
         return;
@@ -151,7 +151,7 @@ napi_value SystemNavigationListenerNapi::PromiseThenFunction(napi_env env, napi_
         NAVI_LOGE("mapCallback is null");
         return nullptr;
     }
-    ResultData result {};
+    ResultData result{};
     ParseResultData(env, argv[0], result);
     mapCallback->Callback(result);
     mapCallback = nullptr;
@@ -161,7 +161,7 @@ napi_value SystemNavigationListenerNapi::PromiseThenFunction(napi_env env, napi_
 void SystemNavigationListenerNapi::ParseResultData(napi_env env, napi_value value, ResultData& result)
 {
     enum ResultField { CODE, MESSAGE, DATA };
-    static const NameTable fields(std::initializer_list<const char*> {"code", "message", "data"});
+    static const NameTable fields(std::initializer_list<const char*>{"code", "message", "data"});
     const char* caller = __FUNCTION__;
     ForEachProperty(env, value, [&](std::string_view name, napi_value property) {
         switch (fields.Find(name)) {

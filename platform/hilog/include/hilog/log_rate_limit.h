@@ -28,13 +28,12 @@ inline std::string SuppressedNote(uint64_t suppressed)
 // logMacro(fmt, ...) at most once per second from this call site; fmt must be a
 // string literal. The arguments are evaluated only when the line is written.
 // Each line counts one; a line written carries the ones held back before it.
-#define HILOG_RATE_LIMITED(logMacro, fmt, ...)                                                              \
-    do {                                                                                                    \
-        static ::OHOS::RateLimitedCount hilogRateLimit_;                                                    \
-        if (uint64_t hilogLines_ = hilogRateLimit_.Add(1)) {                                                \
-            logMacro(fmt "%{public}s", ##__VA_ARGS__,                                                       \
-                ::OHOS::HiviewDFX::SuppressedNote(hilogLines_ - 1).c_str());                                \
-        }                                                                                                   \
+#define HILOG_RATE_LIMITED(logMacro, fmt, ...)                                                                     \
+    do {                                                                                                           \
+        static ::OHOS::RateLimitedCount hilogRateLimit_;                                                           \
+        if (uint64_t hilogLines_ = hilogRateLimit_.Add(1)) {                                                       \
+            logMacro(fmt "%{public}s", ##__VA_ARGS__, ::OHOS::HiviewDFX::SuppressedNote(hilogLines_ - 1).c_str()); \
+        }                                                                                                          \
     } while (0)
 
 #endif // PLATFORM_HILOG_LOG_RATE_LIMIT_H
