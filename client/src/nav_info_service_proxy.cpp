@@ -202,6 +202,15 @@ int32_t NavInfoServiceProxy::SendNavigationCmd(const std::string& bundleName, in
     return Request(SVC_SEND_NAVIGATION_CMD, bundleName, type, params, callback);
 }
 
+int32_t NavInfoServiceProxy::RegisterKeepAlive(const sptr<IRemoteObject>& responder)
+{
+    MessageParcel data;
+    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !WriteOptionalObject(data, responder)) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    return Transact(SVC_REGISTER_KEEP_ALIVE, data);
+}
+
 int32_t NavInfoServiceProxy::InspectService(ServiceSnapshot& snapshot)
 {
     MessageParcel data;

@@ -6,6 +6,7 @@
 #include "ipc_limits.h"
 #include "ipc_thread_pool.h"
 #include "ipc_threads.h"
+#include "keep_alive_responder.h"
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
 #include "nav_info_service_proxy.h"
@@ -86,12 +87,38 @@ void RemoteTransport::OnConnected(const sptr<IRemoteObject>& service, uint64_t g
     if (book_.Empty()) {
         return;
     }
+    // What is restored may make this connection its bundle's owner: the
+    // daemon must have its keep-alive responder first.
+    if (book_.status || book_.metadata || book_.systemListener.listener != nullptr) {
+        EnsureKeepAlive(service, generation);
+    }
     NavInfoServiceProxy proxy(service);
     size_t restored = book_.Replay(proxy, RaiseChange);
     CLIENT_LOGI("connection %{public}llu: %{public}zu registrations restored",
         static_cast<unsigned long long>(generation), restored);
     if (book_.HasRefused()) {
         retrier_->Restart(); // everything was tried just now
+    }
+}
+
+void RemoteTransport::EnsureKeepAlive(const sptr<IRemoteObject>& service, uint64_t generation)
+{
+    if (service == nullptr || keepAliveGeneration_.exchange(generation) == generation) {
+        return;
+    }
+    sptr<IRemoteObject> responder;
+    try {
+        responder = new KeepAliveResponder(service);
+    } catch (const std::bad_alloc&) {
+        keepAliveGeneration_.store(0); // tried again with the next owner call
+        return;
+    }
+    int32_t result = NavInfoServiceProxy(service).RegisterKeepAlive(responder);
+    if (result != NAV_INFO_SUCCESS) {
+        // A daemon that predates keep-alives does not know the call (1002):
+        // it never takes this process as frozen, so nothing is lost.
+        CLIENT_LOGI("connection %{public}llu: keep-alive not registered (%{public}d)",
+            static_cast<unsigned long long>(generation), result);
     }
 }
 
@@ -212,6 +239,7 @@ int32_t RemoteTransport::Publish(std::optional<Record> RegistrationBook::*kept, 
     ServiceLease lease = connector_->Acquire();
     // Held across the call, so that the record kept is the one the daemon got last.
     std::unique_lock<std::mutex> lock(registrationMutex_);
+    EnsureKeepAlive(lease.service, lease.generation); // before the call that may make it the owner
     int32_t result = lease.service == nullptr ? lease.failure : send(NavInfoServiceProxy(lease.service), record);
     if (KeptForReplay(result)) {
         book_.*kept = std::move(record);
@@ -240,6 +268,7 @@ int32_t RemoteTransport::RegisterSystemNavigationListener(sptr<ISystemNavigation
     std::unique_lock<std::mutex> lock(registrationMutex_);
     int32_t result = lease.failure;
     if (lease.service != nullptr) {
+        EnsureKeepAlive(lease.service, lease.generation); // before the call that may make it the owner
         result = NavInfoServiceProxy(lease.service).RegisterSystemNavigationListener(object);
     }
     bool refused = false;

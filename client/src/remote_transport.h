@@ -111,6 +111,11 @@ private:
     template <typename Unregister>
     int32_t Unfollow(std::map<std::string, BookedListener> RegistrationBook::*book, const std::string& bundleName,
         Unregister&& unreg);
+    // Once per connection, before its first call that may make it its
+    // bundle's owner (a publish, serving, a replay of either): hands the
+    // daemon a keep-alive responder, so that it can tell a frozen owner from
+    // a quiet one from the moment it owns.
+    void EnsureKeepAlive(const sptr<IRemoteObject>& service, uint64_t generation);
     // After a registration call: what is booked decides whether to reconnect or retry.
     void AfterRegistration(const ServiceLease& lease, int32_t result, bool refused);
 
@@ -119,7 +124,10 @@ private:
     // replay, so that the book and the daemon agree. Never taken while
     // acquiring the connection (the replay runs inside that).
     std::mutex registrationMutex_;
-    RegistrationBook book_;                       // guarded by registrationMutex_
+    RegistrationBook book_; // guarded by registrationMutex_
+    // The connection generation whose keep-alive responder the daemon has
+    // (or refused, as a daemon without keep-alives does): asked once each.
+    std::atomic<uint64_t> keepAliveGeneration_{0};
     std::atomic<int> connectionHolds_{0};         // HoldConnection(true) not yet undone
     std::shared_ptr<ServiceConnector> connector_; // set once in the constructor
     std::unique_ptr<BackoffRetrier> retrier_;     // set once in the constructor; stopped first

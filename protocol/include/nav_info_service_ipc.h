@@ -37,7 +37,24 @@ enum NavInfoServiceTransaction : uint32_t {
     SVC_SEND_NAVIGATION_CMD = 11,
     // What the service holds (system applications only): reply ServiceSnapshot.
     SVC_INSPECT_SERVICE = 12,
+    // A connection that owns its bundle hands the daemon its keep-alive
+    // responder (optional object: IKeepAlive); reply: the result.
+    SVC_REGISTER_KEEP_ALIVE = 13,
+    // One-way: the answer to a keep-alive, uint64 sequence; no reply.
+    SVC_KEEP_ALIVE_ANSWER = 14,
 };
+
+// The client's keep-alive responder. The daemon sends it KEEP_ALIVE (one-way,
+// uint64 sequence) while its connection owns a bundle; the client answers
+// with SVC_KEEP_ALIVE_ANSWER from its IPC thread. Neither side ever waits
+// for the other: a daemon that has heard nothing for the bundle's liveness
+// time-out takes the process as frozen and closes the connection.
+inline const std::u16string& KeepAliveDescriptor()
+{
+    static const std::u16string descriptor = u"OHOS.NavigationInfoService.IKeepAlive";
+    return descriptor;
+}
+constexpr uint32_t KEEP_ALIVE = 6;
 
 // An optional object argument: int32 1 and the object, or int32 0 for null,
 // so that the service core (not the transport) decides what null means.

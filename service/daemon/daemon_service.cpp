@@ -30,7 +30,11 @@ DaemonService::DaemonService(DaemonConfig config)
     : config_(std::move(config)),
       executor_(std::make_shared<WorkerPool>(config_.listenerThreads)),
       core_(NavInfoServiceCore::Create(CoreOptionsOf(config_, executor_))),
-      policy_(std::make_shared<PolicySlot>(config_.policy))
+      policy_(std::make_shared<PolicySlot>(config_.policy)),
+      liveness_(std::make_shared<OwnerLiveness>([slot = policy_](const std::string& bundleName) {
+          std::shared_ptr<const RuleAccessPolicy> policy = slot->Get();
+          return policy != nullptr ? policy->LivenessTimeout(bundleName) : DEFAULT_LIVENESS_TIMEOUT;
+      }))
 {
 }
 
@@ -42,6 +46,9 @@ DaemonService::~DaemonService()
 int DaemonService::Start()
 {
     stopping_->store(false);
+    if (!liveness_->Start()) {
+        DAEMON_LOGE("the keep-alive thread could not be started: frozen publishers will not be noticed");
+    }
     IpcServerOptions options;
     options.socketMode = config_.socketMode;
     options.authenticator = MakeIdentityAuthenticator(policy_);
@@ -70,7 +77,11 @@ int DaemonService::Start()
     };
     std::weak_ptr<NavInfoServiceCore> core = core_;
     auto stopping = stopping_;
-    options.onConnectionClosed = [core, stopping](const std::shared_ptr<IpcConnection>& connection) {
+    std::weak_ptr<OwnerLiveness> liveness = liveness_;
+    options.onConnectionClosed = [core, stopping, liveness](const std::shared_ptr<IpcConnection>& connection) {
+        if (auto watcher = liveness.lock()) {
+            watcher->Forget(connection->GetId());
+        }
         // While stopping, the core must not answer requests 1003 to the
         // requesters still connected: the service is going away, and each
         // client answers its own open requests 1002 when its connection ends.
@@ -82,7 +93,8 @@ int DaemonService::Start()
             live->OnClientGone(connection->GetId());
         }
     };
-    sptr<IRemoteObject> root = new NavInfoServiceStub(core_, [this] { return ConnectedClients(); });
+    sptr<IRemoteObject> root = new NavInfoServiceStub(
+        core_, [this] { return ConnectedClients(); }, liveness_);
     // The caller reports a failure, with its reason.
     if (config_.listenFd >= 0) {
         return server_.StartListening(config_.listenFd, root, std::move(options));
@@ -122,6 +134,7 @@ void DaemonService::Stop()
         std::lock_guard<std::mutex> lock(listingMutex_);
         stopping_->store(true);
     }
+    liveness_->Stop();
     server_.Stop();
     // Whatever the closed connections left behind goes now; records too.
     core_->Reset();

@@ -8,6 +8,10 @@
 // requests sent to its system navigation listener are answered 1003 (except
 // while the daemon stops: see Stop).
 //
+// Frozen: a connection that owns a bundle answers keep-alives; one silent
+// for its bundle's liveness time-out (policy, default 3 s) is closed, which
+// reports its bundle gone like any other end (owner_liveness.h).
+//
 // Reload: ReloadPolicy swaps the policy at once for new handshakes and for
 // every call; connections the new policy refuses, or whose rights it
 // narrows, are closed (their clients connect again under the new policy).
@@ -31,6 +35,7 @@
 #include "access_policy.h"
 #include "ipc_server.h"
 #include "nav_info_service_core.h"
+#include "owner_liveness.h"
 #include "policy_slot.h"
 #include "worker_pool.h"
 
@@ -97,6 +102,8 @@ private:
     const std::shared_ptr<WorkerPool> executor_;
     const std::shared_ptr<NavInfoServiceCore> core_;
     const std::shared_ptr<PolicySlot> policy_;
+    // Keep-alives to bundle owners; closes the connections of frozen ones.
+    const std::shared_ptr<OwnerLiveness> liveness_;
     // Set by Stop; read by the connection-closed callback (reader threads).
     const std::shared_ptr<std::atomic<bool>> stopping_ = std::make_shared<std::atomic<bool>>(false);
     // Held while ConnectedClients reads the server's connections and while

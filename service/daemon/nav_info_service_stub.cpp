@@ -57,27 +57,33 @@ bool ReadReplayFlag(MessageParcel& data, Replay& kind)
     return true;
 }
 
+} // namespace
+
+NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients,
+    std::shared_ptr<OwnerLiveness> liveness)
+    : IPCObjectStub(NavInfoServiceDescriptor()),
+      core_(std::move(core)),
+      listClients_(std::move(listClients)),
+      liveness_(std::move(liveness))
+{
+}
+
 // A call that succeeded in publishing or serving for the caller's bundle
 // made its connection the bundle's owner until it ends: a quiet owner is
 // not idle (closing it would report its bundle UNAVAILABLE), so the idle
-// rule must leave it.
-int32_t KeepOwnerConnection(int32_t result)
+// rule must leave it; and its keep-alive watch starts now, in the call that
+// made it the owner, so that it is never an owner unwatched.
+int32_t NavInfoServiceStub::KeepOwnerConnection(const CallerInfo& caller, int32_t result)
 {
     if (result == NAV_INFO_SUCCESS) {
         if (std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection()) {
             connection->KeepWhileIdle();
+            if (liveness_ != nullptr) {
+                liveness_->Watch(connection, caller.bundleName);
+            }
         }
     }
     return result;
-}
-
-} // namespace
-
-NavInfoServiceStub::NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients)
-    : IPCObjectStub(NavInfoServiceDescriptor()),
-      core_(std::move(core)),
-      listClients_(std::move(listClients))
-{
 }
 
 int NavInfoServiceStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption&)
@@ -142,6 +148,8 @@ int NavInfoServiceStub::Dispatch(uint32_t code, const CallerInfo& caller, Messag
         {SVC_QUERY_NAVIGATION_INFO, &NavInfoServiceStub::Query},
         {SVC_SEND_NAVIGATION_CMD, &NavInfoServiceStub::Command},
         {SVC_INSPECT_SERVICE, &NavInfoServiceStub::Inspect},
+        {SVC_REGISTER_KEEP_ALIVE, &NavInfoServiceStub::RegisterKeepAlive},
+        {SVC_KEEP_ALIVE_ANSWER, &NavInfoServiceStub::KeepAliveAnswer},
     };
     for (const Route& route : routes) {
         if (route.code == code) {
@@ -162,8 +170,9 @@ int NavInfoServiceStub::UpdateStatus(const CallerInfo& caller, MessageParcel& da
         return IPC_ERR_INVALID_DATA;
     }
     return ReplyResult(reply,
-        KeepOwnerConnection(replay == Replay::RESTORED ? core_->RestoreNavigationStatus(caller, std::move(status))
-                                                       : core_->UpdateNavigationStatus(caller, std::move(status))));
+        KeepOwnerConnection(caller,
+            replay == Replay::RESTORED ? core_->RestoreNavigationStatus(caller, std::move(status))
+                                       : core_->UpdateNavigationStatus(caller, std::move(status))));
 }
 
 int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -174,8 +183,9 @@ int NavInfoServiceStub::UpdateMetadata(const CallerInfo& caller, MessageParcel& 
         return IPC_ERR_INVALID_DATA;
     }
     return ReplyResult(reply,
-        KeepOwnerConnection(replay == Replay::RESTORED ? core_->RestoreNavigationMetadata(caller, std::move(metadata))
-                                                       : core_->UpdateNavigationMetadata(caller, std::move(metadata))));
+        KeepOwnerConnection(caller,
+            replay == Replay::RESTORED ? core_->RestoreNavigationMetadata(caller, std::move(metadata))
+                                       : core_->UpdateNavigationMetadata(caller, std::move(metadata))));
 }
 
 int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
@@ -186,7 +196,7 @@ int NavInfoServiceStub::RegisterSystemListener(const CallerInfo& caller, Message
     }
     // An object of another kind is as good as none: the core answers 1001.
     return ReplyResult(reply,
-        KeepOwnerConnection(core_->RegisterSystemNavigationListener(caller, SystemListenerFromObject(object))));
+        KeepOwnerConnection(caller, core_->RegisterSystemNavigationListener(caller, SystemListenerFromObject(object))));
 }
 
 int NavInfoServiceStub::UnregisterSystemListener(const CallerInfo& caller, MessageParcel&, MessageParcel& reply)
@@ -319,6 +329,38 @@ int NavInfoServiceStub::Inspect(const CallerInfo& caller, MessageParcel&, Messag
         return ReplyResult(reply, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
     }
     return IPC_OK;
+}
+
+// The client offers its responder before its first call that may make it
+// the owner; it is watched from the call that does (or at once, if the
+// connection owns its bundle already).
+int NavInfoServiceStub::RegisterKeepAlive(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    sptr<IRemoteObject> object;
+    if (!ReadOptionalObject(data, object)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    std::shared_ptr<IpcConnection> connection = IPCSkeleton::GetCallingConnection();
+    if (object == nullptr || liveness_ == nullptr || connection == nullptr) {
+        return ReplyResult(reply, NAV_INFO_ERR_INVALID_PARAM);
+    }
+    liveness_->Offer(connection, std::move(object));
+    if (core_->OwnsBundle(caller.clientId, caller.bundleName)) {
+        liveness_->Watch(connection, caller.bundleName);
+    }
+    return ReplyResult(reply, NAV_INFO_SUCCESS);
+}
+
+int NavInfoServiceStub::KeepAliveAnswer(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    uint64_t sequence = 0;
+    if (!data.ReadUint64(sequence)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    if (liveness_ != nullptr) {
+        liveness_->Answered(caller.clientId, sequence);
+    }
+    return ReplyResult(reply, NAV_INFO_SUCCESS);
 }
 
 } // namespace OHOS::NavigationInfoService

@@ -24,6 +24,7 @@
 #include "caller_info.h"
 #include "ipc_object_stub.h"
 #include "nav_info_service_core.h"
+#include "owner_liveness.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -35,7 +36,9 @@ public:
     // InspectService (any IPC thread).
     using ClientLister = std::function<std::vector<ServiceSnapshot::Client>()>;
 
-    explicit NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients = nullptr);
+    // liveness null: keep-alive responders are refused (1001) and answers ignored.
+    explicit NavInfoServiceStub(std::shared_ptr<NavInfoServiceCore> core, ClientLister listClients = nullptr,
+        std::shared_ptr<OwnerLiveness> liveness = nullptr);
 
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
@@ -55,9 +58,14 @@ private:
     int Query(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
     int Command(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
     int Inspect(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
+    // Passes result on; a success made the calling connection its bundle's owner.
+    int32_t KeepOwnerConnection(const CallerInfo& caller, int32_t result);
+    int RegisterKeepAlive(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
+    int KeepAliveAnswer(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
 
     const std::shared_ptr<NavInfoServiceCore> core_;
     const ClientLister listClients_;
+    const std::shared_ptr<OwnerLiveness> liveness_;
 };
 
 } // namespace OHOS::NavigationInfoService

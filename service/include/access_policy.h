@@ -4,6 +4,7 @@
 #ifndef SERVICE_ACCESS_POLICY_H
 #define SERVICE_ACCESS_POLICY_H
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -23,6 +24,12 @@ public:
     virtual bool HasNavigationPermission(const CallerInfo& caller) const = 0;
 };
 
+// How long the daemon waits for a bundle owner's keep-alive answer, and the
+// range a policy may set per bundle (livenessTimeoutMs).
+constexpr std::chrono::milliseconds DEFAULT_LIVENESS_TIMEOUT{3000};
+constexpr std::chrono::milliseconds MIN_LIVENESS_TIMEOUT{100};
+constexpr std::chrono::milliseconds MAX_LIVENESS_TIMEOUT{600000};
+
 // What one bundle may do, and (for the daemon) how to recognise it.
 struct BundleAccess {
     bool systemApp = false;
@@ -33,6 +40,9 @@ struct BundleAccess {
     // The daemon accepts a claim of this bundle name only with this token;
     // empty: no token needed.
     std::string token;
+    // The daemon declares the owner of this bundle frozen, and so gone, when
+    // its connection leaves a keep-alive unanswered this long.
+    std::chrono::milliseconds livenessTimeout = DEFAULT_LIVENESS_TIMEOUT;
 };
 
 class RuleAccessPolicy : public AccessPolicy {
@@ -54,6 +64,9 @@ public:
     // presents this token act as bundleName? A listed bundle checks its uids
     // and token; an unlisted one is accepted unless defaultDeny.
     bool IdentityAllowed(const std::string& bundleName, int32_t uid, const std::string& token) const;
+
+    // The liveness time-out of a bundle's owner: its rule's, else the default.
+    std::chrono::milliseconds LivenessTimeout(const std::string& bundleName) const;
 
     bool DefaultDeny() const { return defaultDeny_; }
     // The rule of a listed bundle, or null.

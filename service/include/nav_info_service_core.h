@@ -168,6 +168,9 @@ public:
     // bridge, whose claimant daemon went): stores and sends the UNAVAILABLE
     // status on its behalf and drops its metadata, as above.
     void ReportPublisherGone(const std::string& bundleName);
+    // Whether clientId owns bundleName now (the daemon watches only owners'
+    // liveness).
+    bool OwnsBundle(uint64_t clientId, const std::string& bundleName) const;
     // Forgets all state (records too). Outstanding requests are answered NOT_FOUND.
     void Reset();
     // Applies to requests made from now on.

@@ -50,4 +50,10 @@ bool RuleAccessPolicy::IdentityAllowed(const std::string& bundleName, int32_t ui
     return rule->token.empty() || rule->token == token;
 }
 
+std::chrono::milliseconds RuleAccessPolicy::LivenessTimeout(const std::string& bundleName) const
+{
+    const BundleAccess* rule = FindBundle(bundleName);
+    return rule != nullptr ? rule->livenessTimeout : DEFAULT_LIVENESS_TIMEOUT;
+}
+
 } // namespace OHOS::NavigationInfoService

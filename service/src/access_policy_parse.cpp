@@ -141,7 +141,8 @@ bool ReadBundle(const std::string& name, const json& value, BundleAccess& access
     }
     for (const auto& item : value.items()) {
         const std::string& key = item.key();
-        if (key != "systemApp" && key != "navigationPermission" && key != "uids" && key != "token") {
+        if (key != "systemApp" && key != "navigationPermission" && key != "uids" && key != "token" &&
+            key != "livenessTimeoutMs") {
             error = where + "unknown key " + Quote(key);
             return false;
         }
@@ -172,6 +173,16 @@ bool ReadBundle(const std::string& name, const json& value, BundleAccess& access
             return false;
         }
         access.token = token->get<std::string>();
+    }
+    auto liveness = value.find("livenessTimeoutMs");
+    if (liveness != value.end()) {
+        if (!liveness->is_number_integer() || liveness->get<int64_t>() < MIN_LIVENESS_TIMEOUT.count() ||
+            liveness->get<int64_t>() > MAX_LIVENESS_TIMEOUT.count()) {
+            error = where + "\"livenessTimeoutMs\" must be an integer from " +
+                std::to_string(MIN_LIVENESS_TIMEOUT.count()) + " to " + std::to_string(MAX_LIVENESS_TIMEOUT.count());
+            return false;
+        }
+        access.livenessTimeout = std::chrono::milliseconds(liveness->get<int64_t>());
     }
     return true;
 }

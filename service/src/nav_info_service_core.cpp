@@ -677,4 +677,15 @@ void NavInfoServiceCore::SetAccessPolicy(std::shared_ptr<const AccessPolicy> pol
     policy_ = std::move(policy);
 }
 
+bool NavInfoServiceCore::OwnsBundle(uint64_t clientId, const std::string& bundleName) const
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    for (const BundleOwners::Entry& entry : owners_.List()) {
+        if (entry.bundleName == bundleName && entry.clientId == clientId && !entry.waiting) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace OHOS::NavigationInfoService

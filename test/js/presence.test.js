@@ -17,10 +17,13 @@ const UNAVAILABLE = 5;
 // Far above the 100 ms the service takes (bench/presence.js), far below any
 // time-out that could tell followers instead (idle rule, request time-out).
 const TOLD_WITHIN_MS = 2000;
+// The map's liveness time-out in these policies: a stopped process is gone
+// this long after its last keep-alive answer.
+const LIVENESS_MS = 1000;
 
 const tmp = tempDir();
 const policyFor = (mapPermission) => ({
-  [MAP]: { navigationPermission: mapPermission },
+  [MAP]: { navigationPermission: mapPermission, livenessTimeoutMs: LIVENESS_MS },
   [DASH]: { systemApp: true, navigationPermission: true },
   [CLUSTER]: { systemApp: true, navigationPermission: true },
 });
@@ -59,6 +62,21 @@ describe('followers of a navigation process that goes without a word', () => {
     },
     { how: 'SIGKILL', go: ({ nav }) => nav.kill('SIGKILL') },
     {
+      how: 'SIGSTOP (frozen: its keep-alives go unanswered)',
+      go: ({ nav }) => { nav.child.kill('SIGSTOP'); },
+      within: LIVENESS_MS + TOLD_WITHIN_MS,
+      // Resumed, it finds its connection closed: it connects again and its
+      // records land over the UNAVAILABLE.
+      resume: async ({ nav, dash, cluster }) => {
+        const before = dash.events.length;
+        nav.child.kill('SIGCONT');
+        await dash.waitEvent('status', (e) => dash.events.indexOf(e) >= before && e.status.routeIndex === 4);
+        await cluster.waitEvent('metadata', (e) => cluster.events.indexOf(e) >= before &&
+          e.metadata.currentRoadName === 'Ring');
+        assert.equal((await dash.call('getStatus', [MAP])).value.routeIndex, 4);
+      },
+    },
+    {
       how: 'its connection closed by the daemon (a reload takes its permission)',
       go: ({ daemon, policy }) => {
         writePolicy(policy, policyFor(false));
@@ -73,7 +91,8 @@ describe('followers of a navigation process that goes without a word', () => {
       const metadataBefore = cluster.events.filter((e) => e.event === 'metadata').length;
       await row.go(setup);
       for (const follower of [dash, cluster]) {
-        const told = await follower.waitEvent('status', (e) => e.status.status === UNAVAILABLE, TOLD_WITHIN_MS);
+        const told = await follower.waitEvent('status', (e) => e.status.status === UNAVAILABLE,
+          row.within ?? TOLD_WITHIN_MS);
         assert.equal(told.bundle, MAP);
         assert.equal(told.status.routeIndex, 0, 'nothing of the gone route is repeated');
         assert.equal(told.status.destLocation.name, '');
@@ -86,6 +105,31 @@ describe('followers of a navigation process that goes without a word', () => {
       await new Promise((resolve) => setTimeout(resolve, 100));
       assert.equal(late.events.filter((e) => e.event === 'metadata').length, 0);
       assert.equal(cluster.events.filter((e) => e.event === 'metadata').length, metadataBefore);
+      if (row.resume) await row.resume(setup);
+      await setup.daemon.stop();
+    });
+  }
+});
+
+describe('a navigation process that is slow but alive is not declared gone', () => {
+  const rows = [
+    // The keep-alive is answered by the IPC threads: a JavaScript thread
+    // busy for five liveness time-outs does not make the process frozen.
+    { how: 'its JavaScript thread busy for 5 s', go: ({ nav }) => nav.call('busy', [5 * LIVENESS_MS]) },
+  ];
+  for (const row of rows) {
+    test(row.how, async () => {
+      const setup = await drive(`alive${rows.indexOf(row)}`);
+      const { nav, dash, cluster } = setup;
+      await row.go(setup);
+      for (const follower of [dash, cluster]) {
+        assert.equal(follower.events.some((e) => e.event === 'status' && e.status.status === UNAVAILABLE), false);
+        assert.equal((await follower.call('getStatus', [MAP])).value.routeIndex, 4);
+      }
+      // Still the owner on the same connection: its next record is taken.
+      assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 5 }]), { ok: true });
+      await dash.waitEvent('status', (e) => e.status.routeIndex === 5);
+      assert.doesNotMatch(setup.daemon.stderr(), /taken as frozen/);
       await setup.daemon.stop();
     });
   }

@@ -82,7 +82,8 @@ TEST(AccessPolicyFileTest, ParsesEveryFieldWithDenyingEmptyDefaults)
         "version": 1,
         "defaultDeny": true,
         "bundles": {
-            "com.example.map": { "systemApp": false, "navigationPermission": true, "uids": [1000, 20010], "token": "t" },
+            "com.example.map": { "systemApp": false, "navigationPermission": true, "uids": [1000, 20010], "token": "t",
+                                 "livenessTimeoutMs": 1500 },
             "com.example.car": { "systemApp": true, "navigationPermission": true },
             "com.example.none": {}
         }
@@ -94,6 +95,9 @@ TEST(AccessPolicyFileTest, ParsesEveryFieldWithDenyingEmptyDefaults)
     EXPECT_EQ(Rights(*result.policy, "com.example.map"), Expected(false, true));
     EXPECT_EQ(map->uids, (std::vector<int32_t>{1000, 20010}));
     EXPECT_EQ(map->token, "t");
+    EXPECT_EQ(result.policy->LivenessTimeout("com.example.map"), std::chrono::milliseconds(1500));
+    EXPECT_EQ(result.policy->LivenessTimeout("com.example.car"), DEFAULT_LIVENESS_TIMEOUT);
+    EXPECT_EQ(result.policy->LivenessTimeout("com.unlisted"), DEFAULT_LIVENESS_TIMEOUT);
     EXPECT_EQ(Rights(*result.policy, "com.example.car"), Expected(true, true));
     EXPECT_EQ(Rights(*result.policy, "com.example.none"), Expected(false, false));
     EXPECT_EQ(Rights(*result.policy, "com.unlisted"), Expected(false, false));
@@ -148,6 +152,11 @@ TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAOneLineReason)
         {R"({"defaultDeny": false, "bundles": {"a": {"uids": [4294967296]}}})", "not a user id"},
         {R"({"defaultDeny": false, "bundles": {"a": {"uids": [[1]]}}})", "not a user id: an array"},
         {R"({"defaultDeny": false, "bundles": {"a": {"token": 7}}})", "\"token\" must be a string"},
+        {R"({"bundles": {"a": {"livenessTimeoutMs": "3000"}}})", "\"livenessTimeoutMs\" must be an integer"},
+        {R"({"bundles": {"a": {"livenessTimeoutMs": 2.5}}})", "\"livenessTimeoutMs\" must be an integer"},
+        {R"({"bundles": {"a": {"livenessTimeoutMs": 99}}})", "from 100 to 600000"},
+        {R"({"bundles": {"a": {"livenessTimeoutMs": 600001}}})", "from 100 to 600000"},
+        {R"({"bundles": {"a": {"livenessTimeoutMs": 18446744073709551615}}})", "from 100 to 600000"},
         {R"({"defaultDeny": false, "version": 2})", "\"version\" must be 1"},
         {R"({"defaultDeny": false, "extra": 1})", "unknown key \"extra\""},
         // A key given twice is refused by name: with "last one wins" a second

@@ -58,6 +58,11 @@ const operations = {
     return byCode;
   },
   command: (bundle, type, params) => system.sendNavigationCmd(bundle, type, params),
+  // Keeps the JavaScript thread busy for ms (the IPC threads run on).
+  busy: (ms) => {
+    const end = Date.now() + ms;
+    while (Date.now() < end) { /* spin */ }
+  },
   // Ends the process at once, without a word to the service (no reply comes).
   exit: (code) => process.exit(code),
   // A method of either controller called as a plain function (this undefined).
