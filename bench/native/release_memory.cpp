@@ -115,11 +115,29 @@ pid_t StartDaemon(const std::string& binary, const std::string& dir, const std::
 {
     const std::string policy = dir + "/policy.json";
     std::ofstream(policy) << R"({"version": 1, "defaultDeny": false})";
+    // Built before the fork: the child only calls execve.
+    std::vector<std::string> environment{"HILOG_LEVEL=error"};
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        if (std::string(*entry).rfind("HILOG_LEVEL=", 0) != 0) {
+            environment.emplace_back(*entry);
+        }
+    }
+    std::vector<char*> envp;
+    envp.reserve(environment.size() + 1);
+    for (auto& entry : environment) {
+        envp.push_back(entry.data());
+    }
+    envp.push_back(nullptr);
+    std::vector<std::string> args{binary, "--socket", socket, "--policy", policy};
+    std::vector<char*> argv;
+    argv.reserve(args.size() + 1);
+    for (auto& arg : args) {
+        argv.push_back(arg.data());
+    }
+    argv.push_back(nullptr);
     pid_t pid = fork();
     if (pid == 0) {
-        setenv("HILOG_LEVEL", "error", 1);
-        execl(binary.c_str(), binary.c_str(), "--socket", socket.c_str(), "--policy", policy.c_str(),
-            static_cast<char*>(nullptr));
+        execve(binary.c_str(), argv.data(), envp.data());
         _exit(127);
     }
     for (int i = 0; i < 500; ++i) { // up to 5 s for the socket to appear
