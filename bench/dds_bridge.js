@@ -70,7 +70,7 @@ async function ddsperfRoundTripNs(domain, env) {
     const startDaemon = async (name, bundles, bridge) => {
       const policy = path.join(dir, `${name}.json`);
       fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles,
-        bridge: { domain, partition: 'bench', node: name, ...bridge } }));
+        bridge: { domain, partition: 'bench', node: name, insecure: true, ...bridge } }));
       const socket = path.join(dir, `${name}.sock`);
       const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'), ['--socket', socket, '--policy', policy],
         { stdio: ['ignore', 'pipe', 'inherit'], env });

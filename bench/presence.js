@@ -4,7 +4,9 @@
 // a follower's onStatusChanged in another process (p50, p99 over ROUNDS
 // publishers, each a new process killed once it is followed). Both ends read
 // the same monotonic clock (process.hrtime, CLOCK_MONOTONIC), so the follower
-// stamps the arrival itself. Prints one JSON line.
+// stamps the arrival itself. BRIDGED=1: the publisher on daemon A, the
+// follower on daemon B, the two bridged over DDS (Cyclone, loopback only).
+// Prints one JSON line.
 const { waitForLine } = require('./child_output');
 const { spawn, fork } = require('node:child_process');
 const fs = require('node:fs');
@@ -14,6 +16,7 @@ const path = require('node:path');
 const root = path.join(__dirname, '..');
 const buildDir = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(root, 'build'));
 const rounds = Number(process.env.ROUNDS || 100);
+const bridged = process.env.BRIDGED === '1';
 const MAP = 'com.example.bench.map';
 const DASH = 'com.example.bench.dash';
 const UNAVAILABLE = 5;
@@ -44,20 +47,41 @@ if (process.env.PRESENCE_ROLE === 'follower') {
 (async () => {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-'));
   const children = [];
-  const appEnv = (bundle, extra) => ({ ...process.env, NAVINFO_BUILD_DIR: buildDir,
-    NAVINFO_SERVICE_SOCKET: path.join(dir, 'navinfo.sock'), NAVINFO_BUNDLE_NAME: bundle, HILOG_LEVEL: 'error',
-    ...extra });
+  const domain = 1 + (process.pid % 200);
+  const cyclone = path.join(dir, 'cyclonedds.xml');
+  const daemonEnv = { ...process.env, HILOG_LEVEL: 'error', ...(bridged ? { CYCLONEDDS_URI: `file://${cyclone}` } : {}) };
+  const socketOf = (name) => path.join(dir, `${name}.sock`);
+  const appEnv = (bundle, socket, extra) => ({ ...daemonEnv, NAVINFO_BUILD_DIR: buildDir,
+    NAVINFO_SERVICE_SOCKET: socket, NAVINFO_BUNDLE_NAME: bundle, ...extra });
   try {
-    const policy = path.join(dir, 'policy.json');
-    fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles: {
-      [MAP]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true } } }));
-    const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'),
-      ['--socket', path.join(dir, 'navinfo.sock'), '--policy', policy],
-      { stdio: ['ignore', 'pipe', 'inherit'], env: { ...process.env, HILOG_LEVEL: 'error' } });
-    children.push(daemon);
-    await waitForLine(daemon, /listening on/);
+    const startDaemon = async (name, bundles, bridge) => {
+      const policy = path.join(dir, `${name}.json`);
+      fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles,
+        ...(bridge ? { bridge: { domain, partition: 'bench', node: name, insecure: true, ...bridge } } : {}) }));
+      const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'), ['--socket', socketOf(name), '--policy', policy],
+        { stdio: ['ignore', 'pipe', 'inherit'], env: daemonEnv });
+      children.push(daemon);
+      await waitForLine(daemon, /listening on/);
+      return socketOf(name);
+    };
+    let publisherSocket;
+    let followerSocket;
+    if (bridged) {
+      fs.writeFileSync(cyclone, '<CycloneDDS><Domain id="any"><General><Interfaces>' +
+        '<NetworkInterface name="lo"/></Interfaces><AllowMulticast>false</AllowMulticast></General><Discovery>' +
+        '<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>20</MaxAutoParticipantIndex>' +
+        '<Peers><Peer address="127.0.0.1"/></Peers></Discovery></Domain></CycloneDDS>');
+      publisherSocket = await startDaemon('A', { [MAP]: { navigationPermission: true },
+        'navinfo-service.bridge': { systemApp: true, navigationPermission: true } }, { export: [MAP] });
+      followerSocket = await startDaemon('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
+        [DASH]: { systemApp: true, navigationPermission: true } }, { import: [MAP] });
+    } else {
+      publisherSocket = await startDaemon('navinfo', { [MAP]: { navigationPermission: true },
+        [DASH]: { systemApp: true, navigationPermission: true } });
+      followerSocket = publisherSocket;
+    }
 
-    const follower = fork(__filename, [], { env: appEnv(DASH, { PRESENCE_ROLE: 'follower' }) });
+    const follower = fork(__filename, [], { env: appEnv(DASH, followerSocket, { PRESENCE_ROLE: 'follower' }) });
     children.push(follower);
     let waiting = null;
     follower.on('message', (message) => waiting && waiting(message));
@@ -74,7 +98,9 @@ if (process.env.PRESENCE_ROLE === 'follower') {
     const latenciesNs = [];
     for (let round = 1; round <= rounds; round++) {
       const followed = next((m) => m.status === 1 && m.routeIndex === round);
-      const publisher = fork(__filename, [], { env: appEnv(MAP, { PRESENCE_ROLE: 'publisher', PRESENCE_ROUND: round }) });
+      const publisher = fork(__filename, [], {
+        env: appEnv(MAP, publisherSocket, { PRESENCE_ROLE: 'publisher', PRESENCE_ROUND: round }),
+      });
       children.push(publisher);
       await followed;
       const told = next((m) => m.status === UNAVAILABLE);
@@ -88,6 +114,7 @@ if (process.env.PRESENCE_ROLE === 'follower') {
     const ms = (ns) => Math.round(ns / 1e4) / 100;
     console.log(JSON.stringify({
       benchmark: 'presence',
+      path: bridged ? 'two daemons bridged over DDS' : 'one daemon',
       rounds,
       killToUnavailableMs: { p50: ms(percentile(latenciesNs, 0.5)), p99: ms(percentile(latenciesNs, 0.99)),
         max: ms(Math.max(...latenciesNs)) },

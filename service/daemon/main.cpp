@@ -50,7 +50,7 @@ constexpr std::chrono::milliseconds STATUS_INTERVAL{1000};
 bool SameBridge(const BridgePolicy* a, const BridgePolicy* b)
 {
     auto fields = [](const BridgePolicy& p) {
-        return std::tie(p.domain, p.partition, p.node, p.exports, p.imports, p.liveliness);
+        return std::tie(p.domain, p.partition, p.node, p.exports, p.imports, p.liveliness, p.insecure);
     };
     return a == nullptr || b == nullptr ? a == b : fields(*a) == fields(*b);
 }

@@ -21,6 +21,9 @@ struct BridgePolicy {
     std::vector<std::string> imports;
     // How soon the others notice that this daemon is gone.
     std::chrono::milliseconds liveliness{2000};
+    // Run the bridge without DDS Security (the Cyclone configuration has no
+    // Security element): refused unless the policy says so.
+    bool insecure = false;
 };
 
 // Highest DDS domain id that the standard port mapping allows.

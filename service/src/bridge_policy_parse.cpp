@@ -59,8 +59,8 @@ bool ParseBridgePolicy(const json& section, BridgePolicy& bridge, std::string& e
     for (const auto& item : section.items()) {
         const std::string& key = item.key();
         if (key != "domain" && key != "partition" && key != "node" && key != "export" && key != "import" &&
-            key != "livelinessMs") {
-            error = "bridge: unknown key (known: domain, partition, node, export, import, livelinessMs)";
+            key != "livelinessMs" && key != "insecure") {
+            error = "bridge: unknown key (known: domain, partition, node, export, import, livelinessMs, insecure)";
             return false;
         }
     }
@@ -96,6 +96,14 @@ bool ParseBridgePolicy(const json& section, BridgePolicy& bridge, std::string& e
             return false;
         }
         bridge.liveliness = std::chrono::milliseconds(liveliness->get<int64_t>());
+    }
+    auto insecure = section.find("insecure");
+    if (insecure != section.end()) {
+        if (!insecure->is_boolean()) {
+            error = "bridge: \"insecure\" must be true or false";
+            return false;
+        }
+        bridge.insecure = insecure->get<bool>();
     }
     std::set<std::string> seen;
     return ReadBundles(section, "export", bridge.exports, seen, error) &&

@@ -9,7 +9,8 @@
 //  - a request in the requester's name with the same correlation id, a
 //    command (goHome, params {forged: true}), so that the exporter, were it to
 //    believe the name, would answer the requester's open query with it.
-// It prints "ready" once its writers are matched with both daemons' readers.
+// It prints "ready" once its writers are matched with the daemons' readers
+// (the importer's for records and replies, the exporter's for requests).
 //
 // Usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS
 #include <chrono>
@@ -132,9 +133,9 @@ int main(int argc, char** argv)
         if (n > 0) {
             dds_return_loan(claimReader, samples, n);
         }
-        // Both daemons read records and requests and replies.
-        if (!ready && !claimant.empty() && Matched(statusWriter) >= 2 && Matched(requestWriter) >= 2 &&
-            Matched(replyWriter) >= 2) {
+        // The importer reads records and replies, the exporter requests.
+        if (!ready && !claimant.empty() && Matched(statusWriter) >= 1 && Matched(requestWriter) >= 1 &&
+            Matched(replyWriter) >= 1) {
             ready = true;
             std::printf("ready\n");
             std::fflush(stdout);

@@ -26,6 +26,10 @@ const BURST = 4; // records published at a time, every 4 ms
 // far less than what the stalled pages were sent (the records, ~100 MB,
 // which a server without regard for back-pressure holds for them).
 const RSS_GROWTH_BOUND = 48 * 1024 * 1024;
+// Under AddressSanitizer (preloaded into Node by scripts/test-sanitized.sh)
+// freed memory waits in its quarantine, so the cluster's RSS says nothing
+// about what it keeps: the bound is checked only without it.
+const SANITIZED = /libasan/.test(process.env.LD_PRELOAD || '');
 
 const tmp = tempDir();
 let cluster;
@@ -116,7 +120,9 @@ test(`pages that stop reading are conflated and dropped; at most ${MAX_PAGES} pa
     peak = Math.max(peak, rssOf(cluster.pid));
     t.diagnostic(`${sequence} records of ${RECORD_BYTES} bytes; cluster RSS ${(before / 1048576).toFixed(1)} MB ` +
       `before, ${(peak / 1048576).toFixed(1)} MB at most`);
-    assert.ok(peak - before < RSS_GROWTH_BOUND, `the cluster grew by ${((peak - before) / 1048576).toFixed(1)} MB`);
+    if (!SANITIZED) {
+      assert.ok(peak - before < RSS_GROWTH_BOUND, `the cluster grew by ${((peak - before) / 1048576).toFixed(1)} MB`);
+    }
 
     // The reading page saw the last record.
     const frames = reader.text().split('\n\n').filter((f) => f.startsWith('event: metadata'));

@@ -32,7 +32,7 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
   function policy(name, bundles, bridge) {
     const file = tmp.file(`${name}.json`);
     fs.writeFileSync(file, JSON.stringify({ version: 1, defaultDeny: true, bundles,
-      bridge: { domain, partition, node: name, livelinessMs: 500, ...bridge } }));
+      bridge: { domain, partition, node: name, livelinessMs: 500, insecure: true, ...bridge } }));
     return file;
   }
   const startNamed = (name, policyFile) => startDaemon(['--socket', tmp.file(`${name}.sock`), '--policy', policyFile,
@@ -162,6 +162,23 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     assert.deepEqual((await sys.call('command', ['com.example.nobody', 'goHome', {}])).value,
       { code: 1003, message: 'Not found', data: {} });
   });
+
+  // These daemons run without DDS Security because their policies say "insecure": true.
+  const secureByDefault = [
+    ['without "insecure": true, a bridge whose Cyclone configuration has no Security element does not start', async () => {
+      for (const [name, cyclone] of [['E', env.CYCLONEDDS_URI], ['F', undefined]]) {
+        const file = tmp.file(`${name}.json`);
+        fs.writeFileSync(file, JSON.stringify({ version: 1, bundles: {}, bridge: { domain, partition, export: [MAP] } }));
+        await assert.rejects(startDaemon(['--socket', tmp.file(`${name}.sock`), '--policy', file],
+          { env: { CYCLONEDDS_URI: cyclone } }),
+        /exited \(1, null\).*needs DDS Security.*navinfo-dds-security init.*"insecure": true/s);
+      }
+    }],
+    ['with "insecure": true it starts and warns once', () => {
+      assert.equal(a.stderr().match(/the DDS bridge runs without DDS Security/g).length, 1, a.stderr());
+    }],
+  ];
+  for (const [name, row] of secureByDefault) test(name, row);
 
   test('a bridge that cannot join its domain stops the daemon with the reason', async () => {
     const broken = '<CycloneDDS><Domain><General><Interfaces><NetworkInterface name="no-such-nic"/></Interfaces>' +

@@ -101,13 +101,15 @@ TEST(AccessPolicyFileTest, ParsesEveryFieldWithDenyingEmptyDefaults)
     EXPECT_EQ(result.bridge, nullptr) << "no bridge section, no bridge";
 
     result = ParseAccessPolicy(R"({"bridge": {"domain": 7, "partition": "car", "node": "head-unit",
-        "export": ["com.example.map"], "import": ["com.example.map2"], "livelinessMs": 800}})");
+        "export": ["com.example.map"], "import": ["com.example.map2"], "livelinessMs": 800, "insecure": true}})");
     ASSERT_TRUE(result.ok) << result.error;
     ASSERT_NE(result.bridge, nullptr);
     EXPECT_EQ(std::make_tuple(result.bridge->domain, result.bridge->partition, result.bridge->node,
-                  result.bridge->exports, result.bridge->imports, result.bridge->liveliness.count()),
+                  result.bridge->exports, result.bridge->imports, result.bridge->liveliness.count(),
+                  result.bridge->insecure),
         std::make_tuple(7u, std::string("car"), std::string("head-unit"), std::vector<std::string>{"com.example.map"},
-            std::vector<std::string>{"com.example.map2"}, int64_t{800}));
+            std::vector<std::string>{"com.example.map2"}, int64_t{800}, true));
+    EXPECT_FALSE(ParseAccessPolicy(R"({"bridge": {}})").bridge->insecure) << "secure unless the policy says so";
 
     result = ParseAccessPolicy(R"({"goneRetentionSeconds": 90})");
     ASSERT_TRUE(result.ok) << result.error;
@@ -174,6 +176,7 @@ TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAOneLineReason)
         {R"({"bridge": {"domain": 231}})", "\"domain\" must be an integer from 0 to 230"},
         {R"({"bridge": {"partition": "car*"}})", "without wildcards"},
         {R"({"bridge": {"livelinessMs": 5}})", "\"livelinessMs\" must be an integer from 100"},
+        {R"({"bridge": {"insecure": "yes"}})", "\"insecure\" must be true or false"},
         {R"({"bridge": {"export": ["a", ""]}})", "not a bundle name"},
         {R"({"bridge": {"export": ["a"], "import": ["a"]}})", "\"import\" lists a bundle that the bridge"},
         {R"({"bridge": {"import": ["b", "b"]}})", "\"import\" lists a bundle that the bridge"},

@@ -3,12 +3,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <atomic>
 #include <chrono>
 #include <thread>
 
 #include "bridge_exporter.h"
 #include "bridge_importer.h"
+#include "cyclone_security.h"
 #include "daemon_log.h"
 #include "daemon_service.h"
 #include "dds_entities.h"
@@ -177,6 +179,19 @@ bool NetworkBridgeBuiltIn()
 std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const BridgePolicy& policy,
     std::string& error)
 {
+    // Secure by default: without DDS Security anybody on the vehicle network
+    // reads the records and may claim a bundle first.
+    if (!CycloneConfigHasSecurity(std::getenv("CYCLONEDDS_URI"))) {
+        if (!policy.insecure) {
+            error = "the DDS bridge needs DDS Security, and the Cyclone configuration (CYCLONEDDS_URI) has no "
+                    "Security element: make one per node with `navinfo-dds-security init` and set CYCLONEDDS_URI to "
+                    "its cyclonedds.xml, or say \"insecure\": true in the policy's bridge section to run the bridge "
+                    "unprotected (docs/dds-bridge.md, \"Security\")";
+            return nullptr;
+        }
+        DAEMON_LOGW("the DDS bridge runs without DDS Security (\"insecure\": true in the policy): anybody on the "
+                    "network can read its records and claim its bundles first");
+    }
     DdsEntities entities;
     if (!CreateDdsEntities(policy, entities, error)) {
         return nullptr;

@@ -1,6 +1,7 @@
 #include "dds_entities.h"
 
 #include <memory>
+#include <mutex>
 
 #include "navinfo_bridge.h"
 
@@ -47,15 +48,83 @@ bool Fail(DdsEntities& entities, std::string& error, const std::string& what, dd
     return false;
 }
 
+// While the entities are made, Cyclone's error messages are kept: when DDS
+// Security refuses an endpoint, dds_create_writer says only "Not Allowed By
+// Security", and the reason (which rule of the permissions document) is in the
+// message its access control logs.
+class CycloneErrors {
+public:
+    CycloneErrors() { dds_set_log_sink(&CycloneErrors::Keep, this); }
+    ~CycloneErrors() { dds_set_log_sink(nullptr, nullptr); }
+    CycloneErrors(const CycloneErrors&) = delete;
+    CycloneErrors& operator=(const CycloneErrors&) = delete;
+
+    // The last error logged since the previous call, or "".
+    std::string Take()
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        std::string last = std::move(last_);
+        last_.clear();
+        return last;
+    }
+
+private:
+    static void Keep(void* self, const dds_log_data_t* data)
+    {
+        auto* errors = static_cast<CycloneErrors*>(self);
+        if ((data->priority & (DDS_LC_ERROR | DDS_LC_FATAL)) == 0 || data->message == nullptr) {
+            return;
+        }
+        std::string message(data->message, data->size);
+        while (!message.empty() && (message.back() == '\n' || message.back() == ' ')) {
+            message.pop_back();
+        }
+        std::lock_guard<std::mutex> lock(errors->mutex_);
+        errors->last_ = std::move(message);
+    }
+
+    std::mutex mutex_;
+    std::string last_;
+};
+
+// A refused endpoint's error with Cyclone's reason, when it gave one.
+std::string WithReason(const std::string& what, CycloneErrors& errors)
+{
+    std::string reason = errors.Take();
+    return reason.empty() ? what : what + " (" + reason + ")";
+}
+
+// Cyclone logs the reason for a refused endpoint only when the topic's
+// discovery is not protected; the governance made by navinfo-dds-security
+// protects it, so the refusal is then explained here.
+std::string EndpointError(const char* verb, const char* topic, const BridgePolicy& policy, dds_return_t code,
+    CycloneErrors& errors)
+{
+    std::string what = std::string("cannot ") + verb + " " + topic;
+    std::string reason = errors.Take();
+    if (!reason.empty()) {
+        return what + " (" + reason + ")";
+    }
+    if (code == DDS_RETCODE_NOT_ALLOWED_BY_SECURITY) {
+        return what + " (DDS Security: this node's permissions document does not let it " +
+            (std::string(verb) == "write" ? "publish " : "subscribe to ") + topic + " in partition \"" +
+            policy.partition + "\" of domain " + std::to_string(policy.domain) +
+            ", which the policy's export and import lists need; make the permissions from this policy with "
+            "navinfo-dds-security init)";
+    }
+    return what;
+}
+
 } // namespace
 
 bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& error)
 {
+    CycloneErrors errors;
     e.participant = dds_create_participant(policy.domain, nullptr, nullptr);
     if (e.participant < 0) {
         dds_return_t code = e.participant;
         e.participant = 0;
-        return Fail(e, error, "cannot join DDS domain " + std::to_string(policy.domain), code);
+        return Fail(e, error, WithReason("cannot join DDS domain " + std::to_string(policy.domain), errors), code);
     }
     dds_guid_t guid;
     dds_return_t rc = dds_get_guid(e.participant, &guid);
@@ -72,33 +141,59 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
         return Fail(e, error, "cannot join partition", publisher < 0 ? publisher : subscriber);
     }
 
+    // Only the endpoints this daemon's role needs, so that a permissions
+    // document can say who may write what: an exporter writes claims,
+    // records and replies and reads requests (and claims, to see a second
+    // claimant); an importer reads claims, records and replies and writes
+    // requests.
+    const bool exporter = !policy.exports.empty();
+    const bool importer = !policy.imports.empty();
     struct Topic {
         const dds_topic_descriptor_t* type;
         const char* name;
         bool state;
         bool claims;
+        bool write;
+        bool read;
         dds_entity_t* writer;
         dds_entity_t* reader;
     };
     const Topic topics[] = {
-        {&navinfo_bridge_Claim_desc, "navinfo_Claim", true, true, &e.claimWriter, &e.claimReader},
-        {&navinfo_bridge_Record_desc, "navinfo_Status", true, false, &e.statusWriter, &e.statusReader},
-        {&navinfo_bridge_Record_desc, "navinfo_Metadata", true, false, &e.metadataWriter, &e.metadataReader},
-        {&navinfo_bridge_Request_desc, "navinfo_Request", false, false, &e.requestWriter, &e.requestReader},
-        {&navinfo_bridge_Reply_desc, "navinfo_Reply", false, false, &e.replyWriter, &e.replyReader},
+        {&navinfo_bridge_Claim_desc, "navinfo_Claim", true, true, exporter, exporter || importer, &e.claimWriter,
+            &e.claimReader},
+        {&navinfo_bridge_Record_desc, "navinfo_Status", true, false, exporter, importer, &e.statusWriter,
+            &e.statusReader},
+        {&navinfo_bridge_Record_desc, "navinfo_Metadata", true, false, exporter, importer, &e.metadataWriter,
+            &e.metadataReader},
+        {&navinfo_bridge_Request_desc, "navinfo_Request", false, false, importer, exporter, &e.requestWriter,
+            &e.requestReader},
+        {&navinfo_bridge_Reply_desc, "navinfo_Reply", false, false, exporter, importer, &e.replyWriter, &e.replyReader},
     };
     for (const Topic& t : topics) {
+        if (!t.write && !t.read) {
+            continue;
+        }
         dds_entity_t topic = dds_create_topic(e.participant, t.type, t.name, nullptr, nullptr);
         if (topic < 0) {
-            return Fail(e, error, std::string("cannot create topic ") + t.name, topic);
+            return Fail(e, error, WithReason(std::string("cannot create topic ") + t.name, errors), topic);
         }
-        QosPtr writerQos = t.state ? StateQos(policy, false, t.claims) : ExchangeQos();
-        QosPtr readerQos = t.state ? StateQos(policy, true, t.claims) : ExchangeQos();
-        *t.writer = dds_create_writer(publisher, topic, writerQos.get(), nullptr);
-        *t.reader = dds_create_reader(subscriber, topic, readerQos.get(), nullptr);
-        if (*t.writer < 0 || *t.reader < 0) {
-            return Fail(e, error, std::string("cannot create the endpoints of ") + t.name,
-                *t.writer < 0 ? *t.writer : *t.reader);
+        if (t.write) {
+            QosPtr qos = t.state ? StateQos(policy, false, t.claims) : ExchangeQos();
+            *t.writer = dds_create_writer(publisher, topic, qos.get(), nullptr);
+            if (*t.writer < 0) {
+                dds_return_t code = *t.writer;
+                *t.writer = 0;
+                return Fail(e, error, EndpointError("write", t.name, policy, code, errors), code);
+            }
+        }
+        if (t.read) {
+            QosPtr qos = t.state ? StateQos(policy, true, t.claims) : ExchangeQos();
+            *t.reader = dds_create_reader(subscriber, topic, qos.get(), nullptr);
+            if (*t.reader < 0) {
+                dds_return_t code = *t.reader;
+                *t.reader = 0;
+                return Fail(e, error, EndpointError("read", t.name, policy, code, errors), code);
+            }
         }
     }
 
@@ -109,6 +204,9 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
     }
     const dds_entity_t readers[] = {e.claimReader, e.statusReader, e.metadataReader, e.requestReader, e.replyReader};
     for (dds_entity_t reader : readers) {
+        if (reader == 0) {
+            continue; // not this daemon's role
+        }
         dds_entity_t condition = dds_create_readcondition(reader, DDS_ANY_STATE);
         rc = condition < 0 ? condition : dds_waitset_attach(e.waitset, condition, reader);
         if (rc < 0) {
@@ -116,12 +214,14 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
         }
     }
     // A claimant whose liveliness lapses wakes the bridge too.
-    rc = dds_set_status_mask(e.claimReader, DDS_LIVELINESS_CHANGED_STATUS);
-    if (rc == DDS_RETCODE_OK) {
-        rc = dds_waitset_attach(e.waitset, e.claimReader, e.claimReader);
-    }
-    if (rc < 0) {
-        return Fail(e, error, "cannot watch the claims' liveliness", rc);
+    if (e.claimReader != 0) {
+        rc = dds_set_status_mask(e.claimReader, DDS_LIVELINESS_CHANGED_STATUS);
+        if (rc == DDS_RETCODE_OK) {
+            rc = dds_waitset_attach(e.waitset, e.claimReader, e.claimReader);
+        }
+        if (rc < 0) {
+            return Fail(e, error, "cannot watch the claims' liveliness", rc);
+        }
     }
     rc = dds_waitset_attach(e.waitset, e.stopGuard, 0);
     if (rc < 0) {

@@ -1,6 +1,6 @@
 // The DDS entities of one bridge: a participant in the policy's domain, a
-// publisher and a subscriber in its partition, and a writer and a reader per
-// topic. The state topics (claims, status, metadata) are keyed by bundle
+// publisher and a subscriber in its partition, and the writers and readers
+// its role needs (exporter, importer or both; the others stay 0). The state topics (claims, status, metadata) are keyed by bundle
 // name, reliable, transient-local and keep-last-1, so that a daemon joining
 // late gets the current records at once; their writers' liveliness tells the
 // others when this daemon is gone. Requests and replies are volatile.
@@ -29,7 +29,8 @@ struct DdsEntities {
     std::string instance;       // the participant's GUID in hex: unique per run
 };
 
-// False with a one-line reason; whatever was made is deleted again.
+// False with a one-line reason (with Cyclone's own, such as the rule of DDS
+// Security that refused an endpoint); whatever was made is deleted again.
 bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& entities, std::string& error);
 // A participant's GUID as the bridge names daemons: 32 hex digits.
 std::string GuidHex(const dds_guid_t& guid);

@@ -1,0 +1,172 @@
+'use strict';
+// Two navinfo-service daemons bridged over DDS with DDS Security on: their
+// certificates, governance, permissions and Cyclone configurations made by
+// `navinfo-dds-security init` from their two policies, loopback only, each
+// daemon with its own CYCLONEDDS_URI. A navigation process on daemon A (the
+// exporter), a system process on daemon B (the importer).
+const { describe, test, before, after } = require('node:test');
+const assert = require('node:assert/strict');
+const { spawn, spawnSync, execFileSync } = require('node:child_process');
+const fs = require('node:fs');
+const path = require('node:path');
+const paths = require('./support/paths');
+const { startDaemon, startApp, tempDir, killAll, withDeadline } = require('./support/daemon');
+
+const MAP = 'com.example.map';
+const DASH = 'com.example.dash';
+const BRIDGE = 'navinfo-service.bridge';
+const LOOPBACK = '<CycloneDDS><Domain id="any"><General><Interfaces><NetworkInterface name="lo"/></Interfaces>' +
+  '<AllowMulticast>false</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>' +
+  '<MaxAutoParticipantIndex>20</MaxAutoParticipantIndex><Peers><Peer address="127.0.0.1"/></Peers>' +
+  '</Discovery></Domain></CycloneDDS>';
+
+const cache = fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8');
+const built = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache);
+
+describe('two daemons bridged over DDS with Security on', { skip: !built && 'built without NAVINFO_DDS_BRIDGE' }, () => {
+  const tmp = tempDir();
+  const domain = 1 + ((process.pid + 100) % 200);
+  const partition = `navinfo-secure-${process.pid}`;
+  const out = tmp.file('dds-security');
+  const uriOf = (node) => ({ CYCLONEDDS_URI: `file://${path.join(out, node, 'cyclonedds.xml')}` });
+  let a;
+  let b;
+  let nav;
+  let sys;
+
+  function policy(name, bundles, bridge) {
+    const file = tmp.file(`${name}.json`);
+    fs.writeFileSync(file, JSON.stringify({ version: 1, defaultDeny: true, bundles,
+      bridge: { domain, partition, node: name, livelinessMs: 500, ...bridge } }));
+    return file;
+  }
+  const startNamed = (name, policyFile, env) => startDaemon(['--socket', tmp.file(`${name}.sock`), '--policy',
+    policyFile, '--request-timeout-ms', '3000'], { env, timeoutMs: 15000 });
+
+  async function eventually(check, label, timeoutMs = 15000) {
+    const deadline = Date.now() + timeoutMs;
+    for (;;) {
+      const value = await check();
+      if (value) return value;
+      if (Date.now() > deadline) throw new Error(`never: ${label}`);
+      await new Promise((resolve) => setTimeout(resolve, 50));
+    }
+  }
+
+  before(async () => {
+    const policyA = policy('A', { [MAP]: { navigationPermission: true },
+      [BRIDGE]: { systemApp: true, navigationPermission: true } }, { export: [MAP] });
+    const policyB = policy('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
+      [DASH]: { systemApp: true, navigationPermission: true } }, { import: [MAP] });
+    execFileSync(process.execPath, [path.join(paths.root, 'bin', 'navinfo-dds-security.js'), 'init', '--out', out,
+      '--policy', policyA, '--policy', policyB, '--interface', 'lo', '--peer', '127.0.0.1'], { stdio: 'pipe' });
+    a = await startNamed('A', policyA, uriOf('A'));
+    nav = await startApp(a.socketPath, MAP);
+    assert.deepEqual(await nav.call('listenSystem'), { ok: true });
+    assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 7, customData: 'before B' }]), { ok: true });
+    b = await startNamed('B', policyB, uriOf('B'));
+    sys = await startApp(b.socketPath, DASH);
+  });
+
+  after(() => {
+    killAll();
+    tmp.remove();
+  });
+
+  test('the command leaves every private key readable by its owner only', () => {
+    for (const key of ['ca/identity_ca.key', 'ca/permissions_ca.key', 'A/A.key', 'B/B.key']) {
+      assert.equal(fs.statSync(path.join(out, key)).mode & 0o777, 0o600, key);
+    }
+  });
+
+  test('status, a query and a command flow across', async () => {
+    // Published on A before B started: B gets it once the two have authenticated each other.
+    await eventually(async () => {
+      const r = await sys.call('getStatus', [MAP]);
+      return r.ok && r.value.customData === 'before B' && r.value.routeIndex === 7;
+    }, 'B reads the status published before it started');
+    assert.equal((await sys.call('followStatus', [MAP])).ok, true);
+    assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 101 }]), { ok: true });
+    await sys.waitEvent('status', (e) => e.status.routeIndex === 101);
+    const query = await sys.call('query', [MAP, 'navigationStatus', { zoom: 3 }]);
+    assert.deepEqual(query.value,
+      { code: 0, message: 'ok:navigationStatus', data: { type: 'navigationStatus', params: { zoom: 3 } } });
+    const command = await sys.call('command', [MAP, 'goHome', {}]);
+    assert.deepEqual(command.value, { code: 0, message: 'ok:goHome', data: { type: 'goHome', params: {} } });
+  });
+
+  // Each row: a participant that is not what its credentials say, and how it is kept out.
+  const rows = [
+    ['a third participant without credentials sees no claim, matches no daemon and forges nothing', async () => {
+      const plain = tmp.file('plain.xml');
+      fs.writeFileSync(plain, LOOPBACK);
+      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '4'],
+        { env: { ...process.env, CYCLONEDDS_URI: `file://${plain}` }, stdio: ['ignore', 'pipe', 'pipe'] });
+      let output = '';
+      forger.stdout.on('data', (chunk) => { output += chunk; });
+      forger.stderr.on('data', (chunk) => { output += chunk; });
+      // Real records keep flowing while it tries.
+      const mark = 4242;
+      await eventually(async () => {
+        await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+        return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+      }, 'A\'s status reaches B while the forger tries');
+      const code = await withDeadline(new Promise((resolve) => forger.once('exit', resolve)), 'the forger ends', 15000);
+      assert.equal(code, 1, output);
+      assert.match(output, /never saw the claim and both daemons/);
+      assert.doesNotMatch(output, /ready/);
+      assert.equal(sys.events.filter((e) => e.event === 'status' && e.status.routeIndex === 999999).length, 0);
+    }],
+    ['a third participant with the importer\'s credentials may not write records', async () => {
+      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '4'],
+        { env: { ...process.env, ...uriOf('B') }, stdio: ['ignore', 'pipe', 'pipe'] });
+      let output = '';
+      forger.stdout.on('data', (chunk) => { output += chunk; });
+      forger.stderr.on('data', (chunk) => { output += chunk; });
+      const code = await withDeadline(new Promise((resolve) => forger.once('exit', resolve)), 'the forger ends', 15000);
+      assert.equal(code, 1, output);
+      assert.match(output, /cannot create the endpoints/);
+    }],
+    ['a daemon whose permissions do not allow its role exits 1 naming the topic and why', async () => {
+      // An exporting policy with the importer's credentials: B may not write claims.
+      const policyC = policy('C', { [MAP]: { navigationPermission: true } }, { export: [MAP] });
+      await assert.rejects(startNamed('C', policyC, uriOf('B')),
+        /exited \(1, null\).*cannot write navinfo_Claim \(.*permissions.*publish navinfo_Claim.*\): Not Allowed By Security/s);
+    }],
+  ];
+  for (const [name, row] of rows) test(name, row);
+});
+
+describe('navinfo-dds-security init refuses what it cannot make', () => {
+  const tmp = tempDir();
+  after(() => tmp.remove());
+  const write = (name, value) => {
+    fs.writeFileSync(tmp.file(name), typeof value === 'string' ? value : JSON.stringify(value));
+    return tmp.file(name);
+  };
+  const init = (out, args) => spawnSync(process.execPath,
+    [path.join(paths.root, 'bin', 'navinfo-dds-security.js'), 'init', '--out', out, ...args], { encoding: 'utf8' });
+  const head = { version: 1, bundles: {} };
+  const rows = [
+    ['a policy without a bridge section', () => ['--policy', write('none.json', head)], 1, /none\.json: no bridge section/],
+    ['a bridge section without a node', () => ['--policy', write('anon.json', { ...head, bridge: { export: ['a'] } })],
+      1, /must name its node/],
+    ['a node name that is not a file name', () => ['--policy', write('slash.json', { ...head, bridge: { node: '../x' } })],
+      1, /must name its node/],
+    ['two policies naming the same node', () => ['--policy', write('n1.json', { ...head, bridge: { node: 'n' } }),
+      '--policy', write('n2.json', { ...head, bridge: { node: 'n' } })], 1, /two policies name the node n/],
+    ['a policy that is not JSON', () => ['--policy', write('bad.json', '{')], 1, /bad\.json: /],
+    ['no policy', () => [], 2, /at least one --policy is required/],
+    ['no plugins where it is told to look', () => ['--policy', write('p.json', { ...head, bridge: { node: 'p' } }),
+      '--plugins', tmp.dir], 1, /no DDS Security plugins/],
+  ];
+  rows.forEach(([name, args, status, message], i) => {
+    test(name, () => {
+      const out = tmp.file(`out-${i}`);
+      const result = init(out, args());
+      assert.equal(result.status, status, result.stderr);
+      assert.match(result.stderr, message);
+      assert.equal(fs.existsSync(out), false, 'nothing made');
+    });
+  });
+});
