@@ -15,7 +15,9 @@ CoreOptions EmbeddedCoreOptions()
 {
     CoreOptions options;
     options.executor = IpcThreads();
-    options.policy = AccessPolicyFromEnvironment();
+    PolicyLoadResult policy = PolicyFromEnvironment();
+    options.policy = std::move(policy.policy);
+    options.goneRetention = policy.goneRetention;
     options.requestTimeout = RequestTimeoutFromEnvironment();
     // The same records as through the daemon: none that could not reach a follower there.
     options.limits = {StatusNotificationFits, MetadataNotificationFits};

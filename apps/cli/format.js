@@ -89,12 +89,16 @@ function clientsReport(snapshot) {
     snapshot.clients.map((c) => [c.clientId, c.pid, c.uid, c.bundleName, roles(snapshot, c)]));
 }
 
+// What a cut dump says: which bounds the service applies (docs/service-protocol.md, ServiceSnapshot).
+const CUT_NOTE = ' (cut: each list stops at 1,024 entries and the records at 768 KiB; '
+  + "read one bundle with `navinfo status <bundle>`)";
+
 function dumpReport(snapshot) {
   const section = (title, lines) => [`${title}:`, ...(lines.length ? lines : ['  (none)'])].join('\n');
   const now = snapshot.takenAt;
   const age = (date) => `${((now - date) / 1000).toFixed(1)} s ago`;
   return [
-    `navinfo-service at ${snapshot.takenAt.toISOString()}${snapshot.truncated ? ' (some entries left out)' : ''}`,
+    `navinfo-service at ${snapshot.takenAt.toISOString()}${snapshot.truncated ? CUT_NOTE : ''}`,
     section('Clients', clientsReport(snapshot).split('\n').map((l) => `  ${l}`)),
     section('Owners', snapshot.owners.map((o) =>
       `  ${o.bundleName}: ${o.waiting ? 'waiting' : 'owned by'} client ${o.clientId}`)),

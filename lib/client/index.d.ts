@@ -67,7 +67,7 @@ export interface StatusSnapshot { bundleName: string; status: NavigationStatus; 
 /** What the service holds at one moment (inspectService). Ids are the service's client ids. */
 export interface ServiceSnapshot {
   takenAt: Date;
-  /** Some entries were left out: a list over 1024 entries, or the records when they did not fit one reply. */
+  /** Some entries were left out: a list over 1024 entries, records beyond the 768 KiB one snapshot copies, or the records when they did not fit one reply. */
   truncated: boolean;
   clients: { clientId: number; bundleName: string; pid: number; uid: number }[];
   follows: { clientId: number; bundleName: string; kind: 'status' | 'metadata' }[];

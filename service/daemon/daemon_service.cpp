@@ -20,6 +20,7 @@ CoreOptions CoreOptionsOf(const DaemonConfig& config, std::shared_ptr<WorkerPool
     options.policy = WithBridgeGrant(config.policy); // null denies everything, like the authenticator
     options.requestTimeout = config.requestTimeout;
     options.maxOutstandingPerClient = config.maxOutstandingPerClient;
+    options.goneRetention = config.goneRetention;
     options.limits = {StatusNotificationFits, MetadataNotificationFits};
     return options;
 }

@@ -50,6 +50,8 @@ struct DaemonConfig {
     // Decides identities and access. Null: every client is refused.
     std::shared_ptr<const RuleAccessPolicy> policy;
     std::chrono::milliseconds requestTimeout = DEFAULT_REQUEST_TIMEOUT;
+    // How long a gone publisher's UNAVAILABLE is kept (the policy's "goneRetentionSeconds").
+    std::chrono::milliseconds goneRetention = DEFAULT_GONE_RETENTION;
     size_t listenerThreads = 4;
     // Outstanding queries and commands per connection (beyond: 1006).
     size_t maxOutstandingPerClient = DEFAULT_MAX_OUTSTANDING_REQUESTS;

@@ -67,6 +67,7 @@ void ReloadPolicy(DaemonService& service, const std::string& policyFile, const B
             Say(stderr, Priority::ERROR, "policy %s; keeping the current policy", loaded.error.c_str());
         } else {
             size_t closed = service.ReloadPolicy(loaded.policy);
+            service.Core().SetGoneRetention(loaded.goneRetention);
             if (!SameBridge(bridge, loaded.bridge.get())) {
                 Say(stderr, Priority::WARNING, "the policy's bridge section changed: it applies from the next start");
             }
@@ -195,6 +196,7 @@ int Run(int argc, char** argv)
             return 1;
         }
         config.policy = loaded.policy;
+        config.goneRetention = loaded.goneRetention;
         bridgePolicy = loaded.bridge;
     }
 

@@ -7,12 +7,14 @@
 #ifndef SERVICE_ACCESS_POLICY_FILE_H
 #define SERVICE_ACCESS_POLICY_FILE_H
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
 
 #include "access_policy.h"
 #include "bridge_policy.h"
+#include "service_settings.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -29,6 +31,8 @@ struct PolicyLoadResult {
     std::string error; // why it failed, one line, for the log; empty when ok
     // The "bridge" section; null when the file has none (or on failure).
     std::shared_ptr<const BridgePolicy> bridge;
+    // "goneRetentionSeconds": how long a gone publisher's UNAVAILABLE is kept.
+    std::chrono::milliseconds goneRetention = DEFAULT_GONE_RETENTION;
 };
 
 // Any thread. Parses the text of a policy file.
@@ -40,6 +44,9 @@ PolicyLoadResult LoadAccessPolicyFile(const std::string& path) noexcept;
 // Any thread. The policy NAVINFO_POLICY_FILE names, or AllowAll() when the
 // variable is unset or empty. A failure is logged as an error and denies all.
 std::shared_ptr<const RuleAccessPolicy> AccessPolicyFromEnvironment() noexcept;
+// Any thread. The same, with the file's other settings: the defaults when
+// the variable is unset or empty; on failure the policy denies all (logged).
+PolicyLoadResult PolicyFromEnvironment() noexcept;
 
 } // namespace OHOS::NavigationInfoService
 

@@ -26,6 +26,13 @@
 // other field at its default, updateTime the time it noticed) is stored and
 // sent to the followers unless the last status already said so, and the
 // bundle's metadata is dropped (no follower or reader gets it again).
+//
+// Release: a gone bundle's status is kept for readers as a bare UNAVAILABLE
+// (every other field at its default, whoever said it) for goneRetention, and
+// for at most maxGoneBundles gone bundles (the oldest forgotten first); then
+// the bundle reads as never published (NAV_INFO_ERR_NOT_FOUND). A live
+// bundle's records are kept while it is live. Expired records are forgotten
+// at the next call that reaches the records (publish, read, follow, inspect).
 // Functions may throw std::bad_alloc only; the transport catches it.
 #ifndef SERVICE_NAV_INFO_SERVICE_CORE_H
 #define SERVICE_NAV_INFO_SERVICE_CORE_H
@@ -47,6 +54,7 @@
 #include "deadline_timer.h"
 #include "executor.h"
 #include "follower_outbox.h"
+#include "gone_bundles.h"
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
 #include "rate_limited_count.h"
@@ -75,6 +83,19 @@ struct CoreOptions {
     NotificationLimits limits;
     size_t maxFollowsPerClient = DEFAULT_MAX_FOLLOWS_PER_CLIENT;
     ThreadStarter timerThreadStarter = DefaultThreadStarter();
+    // How long a gone bundle's UNAVAILABLE is kept, and for how many gone
+    // bundles at most (see Release above).
+    std::chrono::milliseconds goneRetention = DEFAULT_GONE_RETENTION;
+    size_t maxGoneBundles = DEFAULT_MAX_GONE_BUNDLES;
+    // Bytes of records (marshalled) one InspectService copies at most.
+    size_t maxSnapshotRecordBytes = DEFAULT_MAX_SNAPSHOT_RECORD_BYTES;
+    // The clock of the retention; null: std::chrono::steady_clock::now.
+    // Tests set their own.
+    std::function<std::chrono::steady_clock::time_point()> clock;
+    // For tests: called by InspectService after it let go of the lock and
+    // before it copies the records it took, so that a test can make calls
+    // while a snapshot is being copied.
+    std::function<void()> beforeSnapshotCopy;
 };
 
 class NavInfoServiceCore : public std::enable_shared_from_this<NavInfoServiceCore> {
@@ -154,9 +175,13 @@ public:
     // --- Inspection (a system application with the permission) ---
     // Fills what the core holds: follows, servers, requests waiting and the
     // latest records, each list cut at MAX_SNAPSHOT_ENTRIES (then
-    // `truncated`). The clients are the transport's to add: the core knows
-    // callers only by their client id.
-    int32_t InspectService(const CallerInfo& caller, ServiceSnapshot& snapshot) const;
+    // `truncated`). The records are taken as shared references under the
+    // lock and copied after it is let go, at most maxSnapshotRecordBytes of
+    // them (marshalled): the records beyond are left out (statuses first,
+    // then metadata, each by bundle name) and `truncated` set. The clients
+    // are the transport's to add: the core knows callers only by their
+    // client id.
+    int32_t InspectService(const CallerInfo& caller, ServiceSnapshot& snapshot);
 
     // --- Transport and tests ---
     // The connection clientId went away: its subscriptions and listeners are
@@ -173,6 +198,9 @@ public:
     bool OwnsBundle(uint64_t clientId, const std::string& bundleName) const;
     // Forgets all state (records too). Outstanding requests are answered NOT_FOUND.
     void Reset();
+    // How long a gone bundle's UNAVAILABLE is kept (the policy file's
+    // "goneRetentionSeconds"); applies to the bundles gone already too.
+    void SetGoneRetention(std::chrono::milliseconds retention);
     // Applies to requests made from now on.
     void SetRequestTimeout(std::chrono::milliseconds timeout);
     // Null denies everything. Applies to calls made from now on.
@@ -256,6 +284,10 @@ private:
     // stores the UNAVAILABLE status (queued for the followers) unless the
     // last status already said so. True when it stored one.
     bool MarkGoneLocked(const std::string& bundle, Drains<INavigationStatusListener, NavigationStatus>& drains);
+    // mutex_ held: forgets the records of the gone bundles whose retention
+    // passed or that are over the cap.
+    void ReleaseGoneLocked();
+    std::chrono::steady_clock::time_point Now() const;
     // Without mutex_: logs the bundles reported gone and schedules the drains.
     void FinishGone(const std::vector<std::string>& bundles,
         Drains<INavigationStatusListener, NavigationStatus>& drains);
@@ -290,6 +322,10 @@ private:
     const size_t followerOutboxCapacity_;
     const NotificationLimits limits_;
     const size_t maxFollowsPerClient_;
+    const size_t maxGoneBundles_;
+    const size_t maxSnapshotRecordBytes_;
+    const std::function<std::chrono::steady_clock::time_point()> clock_;
+    const std::function<void()> beforeSnapshotCopy_;
     DeadlineTimer timer_; // has its own lock; taken inside mutex_, never the other way round
 
     mutable std::mutex mutex_; // guards every field below
@@ -301,6 +337,9 @@ private:
     std::map<std::string, int64_t> metadataTimes_; // when each was stored, ms since the epoch
     // Bundles whose status in statuses_ the service stored for a publisher that went.
     std::set<std::string> goneStatuses_;
+    // Bundles whose publisher is gone and whose status is still kept, oldest first.
+    GoneBundles gone_;
+    std::chrono::milliseconds goneRetention_;
     BundleOwners owners_;
     StatusFollowers statusFollowers_;
     MetadataFollowers metadataFollowers_;

@@ -112,19 +112,27 @@ PolicyLoadResult LoadAccessPolicyFile(const std::string& path) noexcept
 
 std::shared_ptr<const RuleAccessPolicy> AccessPolicyFromEnvironment() noexcept
 {
+    return PolicyFromEnvironment().policy;
+}
+
+PolicyLoadResult PolicyFromEnvironment() noexcept
+{
     const char* path = std::getenv(POLICY_FILE_ENV);
     try {
         if (path == nullptr || *path == '\0') {
-            return RuleAccessPolicy::AllowAll();
+            PolicyLoadResult allowAll;
+            allowAll.policy = RuleAccessPolicy::AllowAll();
+            allowAll.ok = true;
+            return allowAll;
         }
         PolicyLoadResult result = LoadAccessPolicyFile(path);
         if (!result.ok) {
             SERVICE_LOGE("access policy not usable, denying every caller: %{public}s", result.error.c_str());
         }
-        return result.policy;
+        return result;
     } catch (...) {
         SERVICE_LOGE("access policy not usable, denying every caller");
-        return nullptr; // the core denies everything with no policy
+        return PolicyLoadResult{}; // a null policy: the core denies everything
     }
 }
 

@@ -194,7 +194,7 @@ PolicyLoadResult ParseDocument(const json& document)
     }
     for (const auto& item : document.items()) {
         if (item.key() != "version" && item.key() != "defaultDeny" && item.key() != "bundles" &&
-            item.key() != "bridge") {
+            item.key() != "bridge" && item.key() != "goneRetentionSeconds") {
             return Failure("unknown key " + Quote(item.key()));
         }
     }
@@ -224,6 +224,14 @@ PolicyLoadResult ParseDocument(const json& document)
             bundles.emplace(item.key(), std::move(access));
         }
     }
+    auto retention = document.find("goneRetentionSeconds");
+    const int64_t maxRetentionSeconds = MAX_GONE_RETENTION.count() / 1000;
+    if (retention != document.end() &&
+        (!retention->is_number_integer() || retention->get<int64_t>() < 1 ||
+            retention->get<int64_t>() > maxRetentionSeconds)) {
+        return Failure("\"goneRetentionSeconds\" must be an integer from 1 to " + std::to_string(maxRetentionSeconds) +
+            " (seconds), not " + Describe(*retention));
+    }
     std::shared_ptr<const BridgePolicy> bridge;
     auto section = document.find("bridge");
     if (section != document.end()) {
@@ -236,6 +244,9 @@ PolicyLoadResult ParseDocument(const json& document)
     PolicyLoadResult result;
     result.policy = std::make_shared<const RuleAccessPolicy>(defaultDeny, std::move(bundles));
     result.bridge = std::move(bridge);
+    if (retention != document.end()) {
+        result.goneRetention = std::chrono::seconds(retention->get<int64_t>());
+    }
     result.ok = true;
     return result;
 }

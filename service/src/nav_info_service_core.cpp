@@ -73,9 +73,14 @@ NavInfoServiceCore::NavInfoServiceCore(Passkey, CoreOptions options)
       followerOutboxCapacity_(options.followerOutboxCapacity),
       limits_(std::move(options.limits)),
       maxFollowsPerClient_(options.maxFollowsPerClient),
+      maxGoneBundles_(options.maxGoneBundles),
+      maxSnapshotRecordBytes_(options.maxSnapshotRecordBytes),
+      clock_(std::move(options.clock)),
+      beforeSnapshotCopy_(std::move(options.beforeSnapshotCopy)),
       timer_([this](uint64_t requestId) { OnRequestTimedOut(requestId); }, std::move(options.timerThreadStarter)),
       policy_(std::move(options.policy)),
       requestTimeout_(options.requestTimeout),
+      goneRetention_(options.goneRetention),
       pacer_(options.maxInFlightPerListener)
 {
     if (executor_ == nullptr) {
@@ -226,6 +231,8 @@ int32_t NavInfoServiceCore::UpdateNavigationStatus(const CallerInfo& caller, Nav
         [this, &caller](const std::shared_ptr<const NavigationStatus>& stored) {
             statuses_[caller.bundleName] = stored;
             goneStatuses_.erase(caller.bundleName);
+            gone_.Remove(caller.bundleName); // live again
+            ReleaseGoneLocked();
         });
     return NAV_INFO_SUCCESS;
 }
@@ -250,6 +257,8 @@ int32_t NavInfoServiceCore::UpdateNavigationMetadata(const CallerInfo& caller, N
         [this, &caller](const std::shared_ptr<const NavigationMetadata>& stored) {
             metadata_[caller.bundleName] = stored;
             metadataTimes_[caller.bundleName] = NowMillis();
+            gone_.Remove(caller.bundleName); // live again
+            ReleaseGoneLocked();
         });
     return NAV_INFO_SUCCESS;
 }
@@ -269,6 +278,7 @@ int32_t NavInfoServiceCore::RestoreNavigationStatus(const CallerInfo& caller, Na
     }
     {
         std::lock_guard<std::mutex> lock(mutex_);
+        ReleaseGoneLocked(); // a released bundle restores as after a restart
         // A status the service stored for this publisher when it went is
         // older than what the publisher restores.
         if (statuses_.count(caller.bundleName) != 0 && goneStatuses_.count(caller.bundleName) == 0) {
@@ -293,6 +303,7 @@ int32_t NavInfoServiceCore::RestoreNavigationMetadata(const CallerInfo& caller, 
     }
     {
         std::lock_guard<std::mutex> lock(mutex_);
+        ReleaseGoneLocked();
         if (metadata_.count(caller.bundleName) != 0) {
             return NAV_INFO_SUCCESS;
         }
@@ -373,6 +384,7 @@ int32_t NavInfoServiceCore::GetNavigationStatus(const CallerInfo& caller, const 
         return NAV_INFO_ERR_INVALID_PARAM;
     }
     std::lock_guard<std::mutex> lock(mutex_);
+    ReleaseGoneLocked(); // a bundle gone for longer than the retention reads as never published
     auto found = statuses_.find(bundleName);
     if (found == statuses_.end()) {
         return NAV_INFO_ERR_NOT_FOUND;
@@ -485,6 +497,7 @@ void NavInfoServiceCore::SendLatest(const CallerInfo& caller, const std::string&
         // In the outbox under the lock, like a publish: a newer record
         // published meanwhile comes after this one, so the follower ends on it.
         std::lock_guard<std::mutex> lock(mutex_);
+        ReleaseGoneLocked();
         auto record = records.find(bundleName);
         auto bundle = followers.find(bundleName);
         if (record == records.end() || bundle == followers.end()) {
@@ -584,20 +597,52 @@ bool NavInfoServiceCore::MarkGoneLocked(const std::string& bundle,
         }
     }
     auto held = statuses_.find(bundle);
-    const bool saysAvailable = held != statuses_.end() && held->second->status != MAP_STATUS_UNAVAILABLE;
-    if (!saysAvailable && !(held == statuses_.end() && hadGuidance)) {
-        return false; // it said UNAVAILABLE itself, or never published
+    if (held == statuses_.end() && !hadGuidance) {
+        return false; // never published: nothing to say or keep
     }
-    // Nothing of the gone publisher's route is repeated: only the fact that
-    // it is unavailable, and when the service noticed.
+    gone_.Add(bundle, Now());
+    // Nothing of the gone publisher's route is repeated or kept: only the
+    // fact that it is unavailable, and when.
     NavigationStatus unavailable;
     unavailable.status = MAP_STATUS_UNAVAILABLE;
-    unavailable.updateTime = NowMillis();
-    auto shared = std::make_shared<const NavigationStatus>(std::move(unavailable));
-    statuses_[bundle] = shared;
-    goneStatuses_.insert(bundle);
-    droppedForFollowers_.Add(QueueLocked(bundle, shared, statusFollowers_, drains));
-    return true;
+    bool told = false;
+    if (held != statuses_.end() && held->second->status == MAP_STATUS_UNAVAILABLE) {
+        // It said so itself: its followers were told, and readers keep its
+        // time, but not what else that last status carried.
+        unavailable.updateTime = held->second->updateTime;
+        held->second = std::make_shared<const NavigationStatus>(std::move(unavailable));
+    } else {
+        unavailable.updateTime = NowMillis();
+        auto shared = std::make_shared<const NavigationStatus>(std::move(unavailable));
+        statuses_[bundle] = shared;
+        goneStatuses_.insert(bundle);
+        droppedForFollowers_.Add(QueueLocked(bundle, shared, statusFollowers_, drains));
+        told = true;
+    }
+    ReleaseGoneLocked(); // the cap: the oldest gone bundles make room
+    return told;
+}
+
+std::chrono::steady_clock::time_point NavInfoServiceCore::Now() const
+{
+    return clock_ ? clock_() : std::chrono::steady_clock::now();
+}
+
+void NavInfoServiceCore::ReleaseGoneLocked()
+{
+    for (const std::string& bundle : gone_.TakeReleased(Now(), goneRetention_, maxGoneBundles_)) {
+        statuses_.erase(bundle);
+        goneStatuses_.erase(bundle);
+        metadata_.erase(bundle); // dropped when it went; a follower's restore cannot bring it back
+        metadataTimes_.erase(bundle);
+    }
+}
+
+void NavInfoServiceCore::SetGoneRetention(std::chrono::milliseconds retention)
+{
+    std::lock_guard<std::mutex> lock(mutex_);
+    goneRetention_ = retention.count() < 0 ? std::chrono::milliseconds(0) : retention;
+    ReleaseGoneLocked();
 }
 
 void NavInfoServiceCore::FinishGone(const std::vector<std::string>& bundles,
@@ -648,6 +693,7 @@ void NavInfoServiceCore::Reset()
         metadata_.clear();
         metadataTimes_.clear();
         goneStatuses_.clear();
+        gone_.Clear();
         owners_.Clear();
     }
     DeliverAnswers(answers);

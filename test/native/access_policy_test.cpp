@@ -115,10 +115,15 @@ TEST(AccessPolicyFileTest, ParsesEveryFieldWithDenyingEmptyDefaults)
             std::vector<std::string>{"com.example.map2"}, int64_t{800}, true));
     EXPECT_FALSE(ParseAccessPolicy(R"({"bridge": {}})").bridge->insecure) << "secure unless the policy says so";
 
+    result = ParseAccessPolicy(R"({"goneRetentionSeconds": 90})");
+    ASSERT_TRUE(result.ok) << result.error;
+    EXPECT_EQ(result.goneRetention.count(), 90000);
+
     result = ParseAccessPolicy("{}");
     ASSERT_TRUE(result.ok) << result.error;
     EXPECT_TRUE(result.policy->DefaultDeny());
     EXPECT_TRUE(result.policy->Bundles().empty());
+    EXPECT_EQ(result.goneRetention, DEFAULT_GONE_RETENTION);
     result = ParseAccessPolicy(R"({"defaultDeny": false})");
     ASSERT_TRUE(result.ok) << result.error;
     EXPECT_EQ(Rights(*result.policy, "anyone"), Expected(true, true));
@@ -171,6 +176,10 @@ TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAOneLineReason)
         {R"({"bundles": {")" + hostileName + R"(": 1}})", "bundles[\"evil\\x0annnn"},
         {R"({")" + hostileName + R"(": 1})", "unknown key \"evil\\x0a"},
         {"{\"a\" 1 " + hostileName, "not valid JSON"},
+        {R"({"goneRetentionSeconds": 0})", "\"goneRetentionSeconds\" must be an integer from 1 to 86400"},
+        {R"({"goneRetentionSeconds": 86401})", "\"goneRetentionSeconds\" must be an integer from 1 to 86400"},
+        {R"({"goneRetentionSeconds": 1.5})", "not 1.5"},
+        {R"({"goneRetentionSeconds": "600"})", "not a string"},
         {R"({"bridge": []})", "\"bridge\" must be an object"},
         {R"({"bridge": {"domian": 1}})", "bridge: unknown key"},
         {R"({"bridge": {"domain": 231}})", "\"domain\" must be an integer from 0 to 230"},

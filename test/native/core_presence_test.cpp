@@ -2,8 +2,11 @@
 // a bundle: its first live client, until that client is gone.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
+#include <future>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core_test_support.h"
@@ -251,6 +254,172 @@ TEST_F(CorePresenceTest, APublisherThatComesBackRestoresOverTheUnavailableSaidFo
     ASSERT_EQ(calls.size(), 3u);
     EXPECT_EQ(calls[1].status.status, MAP_STATUS_UNAVAILABLE);
     EXPECT_EQ(calls[2].status.status, 1);
+}
+
+// A core whose retention clock the test moves, with a short cap of gone bundles.
+struct ReleaseFixture {
+    static constexpr std::chrono::milliseconds RETENTION{1000};
+    static constexpr size_t CAP = 3;
+    std::shared_ptr<ManualExecutor> executor = std::make_shared<ManualExecutor>();
+    std::chrono::steady_clock::time_point now{};
+    std::shared_ptr<NavInfoServiceCore> core;
+    CallerInfo sys = MakeCaller("com.sys", 2);
+    uint64_t nextClient = 100;
+
+    ReleaseFixture()
+    {
+        CoreOptions options;
+        options.executor = executor;
+        options.policy = RuleAccessPolicy::AllowAll();
+        options.goneRetention = RETENTION;
+        options.maxGoneBundles = CAP;
+        options.clock = [this] { return now; };
+        core = NavInfoServiceCore::Create(options);
+    }
+    // A publisher of bundle that publishes a status and guidance, then goes.
+    void PublishAndGo(const std::string& bundle, int32_t status = 1)
+    {
+        CallerInfo nav = MakeCaller(bundle, nextClient++);
+        ASSERT_EQ(core->UpdateNavigationStatus(nav, Status(status)), 0);
+        ASSERT_EQ(core->UpdateNavigationMetadata(nav, Guidance("A1")), 0);
+        core->OnClientGone(nav.clientId);
+    }
+    void Advance(std::chrono::milliseconds by) { now += by; }
+    int32_t Read(const std::string& bundle)
+    {
+        NavigationStatus read;
+        return core->GetNavigationStatus(sys, bundle, read);
+    }
+};
+
+// What a reader gets for a gone bundle, by how long and how many others have gone since.
+TEST(CoreReleaseTest, AGoneBundleIsKeptForTheRetentionAndTheCapThenReadsAsNeverSeen)
+{
+    using std::chrono::milliseconds;
+    struct Row {
+        const char* what;
+        std::function<void(ReleaseFixture&)> act;
+        std::vector<std::pair<std::string, int32_t>> reads; // bundle -> GetNavigationStatus result
+    };
+    const Row rows[] = {
+        {"within the retention",
+            [](ReleaseFixture& f) {
+                f.PublishAndGo("a");
+                f.Advance(ReleaseFixture::RETENTION - milliseconds(1));
+            },
+            {{"a", NAV_INFO_SUCCESS}}},
+        {"once the retention passed",
+            [](ReleaseFixture& f) {
+                f.PublishAndGo("a");
+                f.Advance(ReleaseFixture::RETENTION);
+            },
+            {{"a", NAV_INFO_ERR_NOT_FOUND}}},
+        {"a live bundle past the retention",
+            [](ReleaseFixture& f) {
+                ASSERT_EQ(f.core->UpdateNavigationStatus(MakeCaller("live", 9), Status(1)), 0);
+                f.PublishAndGo("a");
+                f.Advance(ReleaseFixture::RETENTION * 5);
+            },
+            {{"live", NAV_INFO_SUCCESS}, {"a", NAV_INFO_ERR_NOT_FOUND}}},
+        {"gone, then published for again",
+            [](ReleaseFixture& f) {
+                f.PublishAndGo("a");
+                ASSERT_EQ(f.core->UpdateNavigationStatus(MakeCaller("a", 9), Status(1)), 0);
+                f.Advance(ReleaseFixture::RETENTION * 5);
+            },
+            {{"a", NAV_INFO_SUCCESS}}},
+        {"said UNAVAILABLE itself, then went",
+            [](ReleaseFixture& f) {
+                f.PublishAndGo("a", MAP_STATUS_UNAVAILABLE);
+                f.Advance(ReleaseFixture::RETENTION);
+            },
+            {{"a", NAV_INFO_ERR_NOT_FOUND}}},
+        {"one more than the cap: the oldest goes first",
+            [](ReleaseFixture& f) {
+                for (const char* bundle : {"a", "b", "c", "d"}) {
+                    f.PublishAndGo(bundle);
+                    f.Advance(milliseconds(1));
+                }
+            },
+            {{"a", NAV_INFO_ERR_NOT_FOUND}, {"b", NAV_INFO_SUCCESS}, {"c", NAV_INFO_SUCCESS}, {"d", NAV_INFO_SUCCESS}}},
+        {"a shorter retention set later applies to the gone ones",
+            [](ReleaseFixture& f) {
+                f.PublishAndGo("a");
+                f.Advance(milliseconds(10));
+                f.core->SetGoneRetention(milliseconds(10));
+            },
+            {{"a", NAV_INFO_ERR_NOT_FOUND}}},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        ReleaseFixture f;
+        row.act(f);
+        for (const auto& [bundle, result] : row.reads) {
+            EXPECT_EQ(f.Read(bundle), result) << bundle;
+        }
+        ServiceSnapshot snapshot;
+        ASSERT_EQ(f.core->InspectService(f.sys, snapshot), 0);
+        size_t readable = 0;
+        for (const auto& entry : row.reads) {
+            readable += entry.second == NAV_INFO_SUCCESS ? 1 : 0;
+        }
+        EXPECT_EQ(snapshot.statuses.size(), readable) << "a released bundle leaves nothing to dump";
+    }
+}
+
+TEST(CoreReleaseTest, AGoneBundleKeepsABareUnavailableAndARestoreAfterReleaseIsTaken)
+{
+    ReleaseFixture f;
+    NavigationStatus own = Status(MAP_STATUS_UNAVAILABLE);
+    own.customData = std::string(4096, 'x');
+    CallerInfo nav = MakeCaller("a", 50);
+    ASSERT_EQ(f.core->UpdateNavigationStatus(nav, own), 0);
+    NavigationStatus read;
+    ASSERT_EQ(f.core->GetNavigationStatus(f.sys, "a", read), 0);
+    const int64_t saidAt = read.updateTime;
+    f.core->OnClientGone(nav.clientId);
+    ASSERT_EQ(f.core->GetNavigationStatus(f.sys, "a", read), 0);
+    EXPECT_EQ(read.status, MAP_STATUS_UNAVAILABLE);
+    EXPECT_EQ(read.customData, "") << "nothing of its last status but the fact is kept";
+    EXPECT_TRUE(read.passPoint.empty());
+    EXPECT_EQ(read.updateTime, saidAt) << "it said so itself, then";
+
+    f.Advance(ReleaseFixture::RETENTION);
+    ASSERT_EQ(f.core->RestoreNavigationStatus(MakeCaller("a", 51), Status(1, 8)), 0);
+    ASSERT_EQ(f.core->GetNavigationStatus(f.sys, "a", read), 0);
+    EXPECT_EQ(read.routeIndex, 8) << "after release the bundle is new: a restore is taken";
+}
+
+// Another client publishes while a snapshot is being copied.
+TEST(CoreReleaseTest, ASnapshotCopiesItsRecordsWithoutTheLockAndWithinItsByteBound)
+{
+    auto executor = std::make_shared<ManualExecutor>();
+    std::shared_ptr<NavInfoServiceCore> core;
+    bool publishedDuringCopy = false;
+    std::future<int32_t> publish; // outlives the hook: a publish that waits must not be waited for there
+    CoreOptions options;
+    options.executor = executor;
+    options.policy = RuleAccessPolicy::AllowAll();
+    options.maxSnapshotRecordBytes = 3 * 70 * 1024; // room for three of the four records below
+    options.beforeSnapshotCopy = [&core, &publish, &publishedDuringCopy] {
+        // On another thread: were the lock still held, the publish would wait for it.
+        publish = std::async(std::launch::async,
+            [&core] { return core->UpdateNavigationStatus(MakeCaller("other", 60), Status(1)); });
+        publishedDuringCopy = publish.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    };
+    core = NavInfoServiceCore::Create(options);
+    for (int i = 0; i < 4; ++i) {
+        NavigationStatus large = Status(1);
+        large.customData = std::string(64 * 1024 - 16, static_cast<char>('a' + i));
+        ASSERT_EQ(core->UpdateNavigationStatus(MakeCaller("big" + std::to_string(i), 70 + i), large), 0);
+    }
+    ServiceSnapshot snapshot;
+    ASSERT_EQ(core->InspectService(MakeCaller("com.sys", 2), snapshot), 0);
+    EXPECT_TRUE(publishedDuringCopy) << "a publish completes while the snapshot copies";
+    EXPECT_EQ(publish.get(), NAV_INFO_SUCCESS);
+    ASSERT_EQ(snapshot.statuses.size(), 3u) << "the records beyond the byte bound are left out";
+    EXPECT_TRUE(snapshot.truncated);
+    EXPECT_EQ(snapshot.statuses[2].status.customData[0], 'c');
 }
 
 } // namespace

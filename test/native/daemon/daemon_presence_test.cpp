@@ -169,5 +169,21 @@ TEST_F(LivenessTest, AnOwnerIsGoneOnlyWhenItsKeepAlivesGoUnanswered)
     }
 }
 
+// The daemon's retention (the policy's goneRetentionSeconds) reaches its core:
+// once it passes, the gone bundle reads as never published.
+TEST_F(DaemonTest, AGoneBundleReadsAsNeverPublishedOnceTheDaemonsRetentionPassed)
+{
+    StopDaemon();
+    config_.goneRetention = std::chrono::milliseconds(1);
+    StartDaemon();
+    auto owner = Client(MAP);
+    auto dash = Client(DASH);
+    ASSERT_EQ(owner->UpdateNavigationStatus(Navigating(3)), NAV_INFO_SUCCESS);
+    NavigationStatus read;
+    ASSERT_EQ(dash->GetNavigationStatus(MAP, read), NAV_INFO_SUCCESS) << "kept while its publisher is live";
+    owner.reset();
+    EXPECT_TRUE(WaitUntil([&] { return dash->GetNavigationStatus(MAP, read) == NAV_INFO_ERR_NOT_FOUND; }));
+}
+
 } // namespace
 } // namespace OHOS::NavigationInfoService
