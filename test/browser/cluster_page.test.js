@@ -7,55 +7,38 @@
 // <build>/artifacts/.
 const { test, before, after } = require('node:test');
 const assert = require('node:assert/strict');
-const fs = require('node:fs');
-const os = require('node:os');
 const path = require('node:path');
-const { chromium } = require('playwright-core');
-const paths = require('../js/support/paths');
+const { openPage, ARTIFACTS } = require('./support/chromium');
 const { createClient } = require('navigation-info-mgr/client');
 const { createSimulator } = require('../../apps/sim/main');
 const { runSimulator } = require('../../apps/sim/runner');
 const { createClusterServer } = require('../../apps/cluster/server');
 
-const CHROMIUM = '/usr/bin/chromium';
-// Without the background-networking switches Chromium reaches out to the
-// network at start, which a closed network refuses.
-const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
-const ARTIFACTS = path.join(paths.buildDir, 'artifacts');
 const BUNDLE = process.env.NAVINFO_BUNDLE_NAME || 'com.example.navigation';
 
 let client;
 let simulator;
 let run;
 let cluster;
-let browser;
-let profile;
+let opened; // the browser and its page
 let page;
 let worstCase; // the timer that publishes the widest figures
 let url;
 const published = []; // every guidance record the simulator published, in order
 
 before(async () => {
-  assert.ok(fs.existsSync(CHROMIUM), `${CHROMIUM} is missing: scripts/setup.sh installs Debian's chromium`);
   client = createClient();
   simulator = createSimulator({ values: { home: 'urban', company: 'highway', loop: true } });
   client.followMetadata(BUNDLE).on('metadata', (m) => published.push(m));
   run = runSimulator({ client, simulator, rate: 10, speedFactor: 4 });
   cluster = createClusterServer({ client, bundle: BUNDLE });
   url = await cluster.listen(0);
-  profile = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-chromium-'));
-  browser = await chromium.launchPersistentContext(profile, {
-    executablePath: CHROMIUM, headless: true, args: CHROMIUM_ARGS, viewport: { width: 1280, height: 800 }, timeout: 60000,
-  });
-  page = await browser.newPage();
-  await page.goto(url);
-  fs.mkdirSync(ARTIFACTS, { recursive: true });
+  opened = await openPage(url);
+  page = opened.page;
 });
 
 after(async () => {
-  if (browser) await browser.close();
-  if (profile) fs.rmSync(profile, { recursive: true, force: true });
+  if (opened) await opened.close();
   if (run) run.stop();
   if (worstCase) clearInterval(worstCase);
   if (cluster) await cluster.close();

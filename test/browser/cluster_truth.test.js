@@ -8,17 +8,10 @@
 const { test, before, after } = require('node:test');
 const assert = require('node:assert/strict');
 const { spawn } = require('node:child_process');
-const fs = require('node:fs');
-const os = require('node:os');
 const path = require('node:path');
-const { chromium } = require('playwright-core');
 const paths = require('../js/support/paths');
 const { startDaemon, tempDir, writePolicy, killAll } = require('../js/support/daemon');
-
-const CHROMIUM = '/usr/bin/chromium';
-const CHROMIUM_ARGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
-const ARTIFACTS = path.join(paths.buildDir, 'artifacts');
+const { openPage, ARTIFACTS } = require('./support/chromium');
 const NAV = 'com.example.truth.navigation';
 const CLUSTER = 'com.example.truth.cluster';
 // The page must show the truth within a second of it; the wait allows for a
@@ -30,12 +23,10 @@ let daemon;
 let sim;
 let client;
 let cluster;
-let browser;
-let profile;
+let opened; // the browser and its page
 let page;
 
 before(async () => {
-  assert.ok(fs.existsSync(CHROMIUM), `${CHROMIUM} is missing: scripts/setup.sh installs Debian's chromium`);
   const policy = writePolicy(tmp.file('policy.json'), {
     [NAV]: { navigationPermission: true }, [CLUSTER]: { systemApp: true, navigationPermission: true },
   });
@@ -49,18 +40,12 @@ before(async () => {
   await client.ready({ timeout: 10000 });
   cluster = createClusterServer({ client, bundle: NAV });
   const url = await cluster.listen(0);
-  profile = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-chromium-'));
-  browser = await chromium.launchPersistentContext(profile, {
-    executablePath: CHROMIUM, headless: true, args: CHROMIUM_ARGS, viewport: { width: 1280, height: 800 }, timeout: 60000,
-  });
-  page = await browser.newPage();
-  await page.goto(url);
-  fs.mkdirSync(ARTIFACTS, { recursive: true });
+  opened = await openPage(url);
+  page = opened.page;
 });
 
 after(async () => {
-  if (browser) await browser.close();
-  if (profile) fs.rmSync(profile, { recursive: true, force: true });
+  if (opened) await opened.close();
   if (cluster) await cluster.close();
   if (client) client.close();
   if (sim) sim.kill('SIGKILL');
