@@ -17,7 +17,7 @@ using namespace Testing;
 
 // Keeps every observation; optionally blocks (at most two seconds) in the
 // first one until released, as an observer that cannot keep up.
-class RecordingObserver : public IRequestObserver {
+class RecordingObserver : public RequestObserverStub {
 public:
     void OnRequestObserved(const RequestObservation& observation, const std::string& bundle) override
     {
