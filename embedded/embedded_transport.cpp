@@ -57,9 +57,9 @@ public:
         return Core().SendNavigationCmd(caller_, bundleName, type, std::move(params), std::move(callback));
     }
     // The core's view, with this process as the one client.
-    int32_t RegisterRequestObserver(const std::string& bundleName, sptr<IRequestObserver> observer) override
+    int32_t RegisterRequestObserver(const std::string& bundleName, const sptr<IRequestObserver>& observer) override
     {
-        return Core().RegisterRequestObserver(caller_, bundleName, std::move(observer));
+        return Core().RegisterRequestObserver(caller_, bundleName, observer);
     }
     int32_t UnRegisterRequestObserver(const std::string& bundleName) override
     {

@@ -54,7 +54,7 @@ public:
     // Observing the requests sent to a bundle (system applications). Not
     // booked: a connection lost ends the observation (registered again by
     // the caller). A transport without it answers 1002.
-    virtual int32_t RegisterRequestObserver(const std::string&, sptr<IRequestObserver>)
+    virtual int32_t RegisterRequestObserver(const std::string&, const sptr<IRequestObserver>&)
     {
         return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
     }

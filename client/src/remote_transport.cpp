@@ -415,7 +415,7 @@ int32_t RemoteTransport::SendNavigationCmd(const std::string& bundleName, Comman
     return SubmitRequest(SVC_SEND_NAVIGATION_CMD, bundleName, static_cast<int32_t>(type), params, callback);
 }
 
-int32_t RemoteTransport::RegisterRequestObserver(const std::string& bundleName, sptr<IRequestObserver> observer)
+int32_t RemoteTransport::RegisterRequestObserver(const std::string& bundleName, const sptr<IRequestObserver>& observer)
 {
     ServiceLease lease = connector_->Acquire();
     if (lease.service == nullptr) {
