@@ -381,6 +381,7 @@ private:
     std::map<std::string, std::map<uint64_t, RequestObserverEntry>> requestObservers_;
     std::vector<ObserverDrain> observerDrains_;            // see ObserveLocked
     RateLimitedCount droppedForObservers_;                 // observations dropped in outboxes
+    uint64_t observerDropsToReport_ = 0;                   // what SendReady logs next
     std::unordered_map<uint64_t, size_t> followsByClient_; // clientId -> status and metadata listeners
     uint64_t nextRequestId_ = 1;
     uint64_t nextRegistrationId_ = 1;

@@ -144,10 +144,17 @@ void NavInfoServiceCore::SendReady()
 {
     std::vector<Dispatch> ready;
     std::vector<ObserverDrain> drains;
+    uint64_t dropsToReport = 0;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         ready.swap(readyToSend_);
         drains.swap(observerDrains_);
+        dropsToReport = observerDropsToReport_;
+        observerDropsToReport_ = 0;
+    }
+    if (dropsToReport != 0) {
+        SERVICE_LOGW("%{public}llu request observations dropped for observers that cannot keep up",
+            static_cast<unsigned long long>(dropsToReport));
     }
     for (auto& drain : drains) {
         auto observer = drain.first;

@@ -85,11 +85,7 @@ void NavInfoServiceCore::ObserveLocked(const std::string& bundle, const RequestO
         }
         dropped += droppedHere;
     }
-    const uint64_t report = droppedForObservers_.Add(dropped);
-    if (report != 0) {
-        SERVICE_LOGW("%{public}llu request observations of %{public}s dropped for observers that cannot keep up",
-            static_cast<unsigned long long>(report), bundle.c_str());
-    }
+    observerDropsToReport_ += droppedForObservers_.Add(dropped); // logged by SendReady, outside the lock
 }
 
 void NavInfoServiceCore::DrainObservations(const sptr<IRequestObserver>& observer,

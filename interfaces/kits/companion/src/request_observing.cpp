@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "companion_env.h"
 #include "js_values.h"
@@ -162,6 +163,33 @@ napi_value JsStopObservingRequests(napi_env env, napi_callback_info info)
         }
         return MakeInt32(env, result);
     });
+}
+
+void ForgetObservations(uint64_t envId) noexcept
+{
+    try {
+        std::vector<std::pair<std::string, std::shared_ptr<ObservationChannel>>> gone;
+        {
+            std::lock_guard<std::mutex> lock(g_mutex);
+            for (auto entry = g_channels.begin(); entry != g_channels.end();) {
+                if (entry->first.first == envId) {
+                    gone.emplace_back(entry->first.second, std::move(entry->second));
+                    entry = g_channels.erase(entry);
+                } else {
+                    ++entry;
+                }
+            }
+        }
+        for (auto& [bundle, channel] : gone) {
+            {
+                std::lock_guard<std::mutex> lock(channel->mutex);
+                channel->tsfn = nullptr;
+            }
+            NavInfoClient::GetClientInstance()->UnRegisterRequestObserver(bundle);
+        }
+    } catch (...) {
+        // Out of memory at teardown: the observers stay registered, and call nothing.
+    }
 }
 
 } // namespace NavInfoCompanion

@@ -11,10 +11,15 @@
 
 #include <node_api.h>
 
+#include <cstdint>
+
 namespace NavInfoCompanion {
 
 napi_value JsObserveRequests(napi_env env, napi_callback_info info);
 napi_value JsStopObservingRequests(napi_env env, napi_callback_info info);
+// Environment teardown: its observations end (their thread-safe functions
+// go with the environment, so they are only let go of, not released).
+void ForgetObservations(uint64_t envId) noexcept;
 
 } // namespace NavInfoCompanion
 
