@@ -57,6 +57,14 @@ public:
         return Core().SendNavigationCmd(caller_, bundleName, type, std::move(params), std::move(callback));
     }
     // The core's view, with this process as the one client.
+    int32_t RegisterRequestObserver(const std::string& bundleName, const sptr<IRequestObserver>& observer) override
+    {
+        return Core().RegisterRequestObserver(caller_, bundleName, observer);
+    }
+    int32_t UnRegisterRequestObserver(const std::string& bundleName) override
+    {
+        return Core().UnRegisterRequestObserver(caller_, bundleName);
+    }
     int32_t InspectService(ServiceSnapshot& snapshot) override
     {
         int32_t result = Core().InspectService(caller_, snapshot);

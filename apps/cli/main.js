@@ -35,6 +35,7 @@ const COMMANDS = {
     extra: `  --timeout MS      give up after MS milliseconds (default: 5000)` },
   record: { args: '<file.mcap> [bundle...]', text: 'record their status and guidance into an MCAP file, until Ctrl-C',
     extra: `  --count N         stop after N records
+  --requests        also the queries and commands others send them, with their answers
   Without a bundle: every bundle whose status or guidance the service holds.` },
   replay: { args: '<file.mcap>', text: 'act as the recorded navigation application: publish its records again',
     extra: `  --speed-factor X  recorded seconds per real second (default: 1)
@@ -87,6 +88,7 @@ const OPTIONS = {
   timeout: { type: 'string' },
   'speed-factor': { type: 'string' },
   loop: { type: 'boolean' },
+  requests: { type: 'boolean' },
   from: { type: 'string' },
   to: { type: 'string' },
   bundle: { type: 'string' },
@@ -94,7 +96,7 @@ const OPTIONS = {
   ...IDENTITY_OPTIONS,
 };
 const COMMAND_OPTIONS = {
-  watch: ['only', 'count'], query: ['timeout'], cmd: ['timeout'], record: ['count'],
+  watch: ['only', 'count'], query: ['timeout'], cmd: ['timeout'], record: ['count', 'requests'],
   replay: ['speed-factor', 'loop', 'from', 'to', 'bundle'],
 };
 
@@ -198,7 +200,7 @@ async function main(args) {
   }
   if (command === undefined) throw new UsageError('no command given');
   if (!COMMANDS[command]) throw new UsageError(`no command "${command}"`);
-  for (const option of ['only', 'count', 'timeout', 'speed-factor', 'loop', 'from', 'to', 'bundle']) {
+  for (const option of ['only', 'count', 'timeout', 'speed-factor', 'loop', 'from', 'to', 'bundle', 'requests']) {
     if (values[option] !== undefined && !(COMMAND_OPTIONS[command] || []).includes(option)) {
       throw new UsageError(`${command} takes no --${option}`);
     }

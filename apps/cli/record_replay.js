@@ -23,14 +23,15 @@ async function record(client, [file, ...named], values, EXIT) {
   const stopped = new Promise((resolve) => { stopRequested = resolve; });
   let seen = 0;
   const recording = await startRecording({
-    client, file, bundles, onRecord: () => { if (++seen >= count) stopRequested(); },
+    client, file, bundles, requests: values.requests === true, onRecord: () => { if (++seen >= count) stopRequested(); },
   });
   print(`recording ${bundles.join(', ')} to ${file}; Ctrl-C stops`);
   onStopSignal(() => stopRequested());
   await stopped;
   await recording.stop();
-  const { status, guidance } = recording.counts;
-  print(`${file}: ${status + guidance} records (${status} status, ${guidance} guidance)`);
+  const { status, guidance, requests, answers } = recording.counts;
+  const observed = values.requests ? `, ${requests} requests, ${answers} answers` : '';
+  print(`${file}: ${status + guidance + requests + answers} records (${status} status, ${guidance} guidance${observed})`);
   return EXIT.OK;
 }
 

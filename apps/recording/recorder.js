@@ -13,12 +13,14 @@ function nanoClock() {
 
 const sameRecord = (a, b) => JSON.stringify(a) === JSON.stringify(b);
 
-// Starts recording bundles into file. onRecord(bundle, kind) is called for
-// each record written. Returns { counts, stop() }: stop() ends following
+// Starts recording bundles into file; with requests, also the queries and
+// commands other applications send to them and their answers (kinds
+// 'requests' and 'answers'). onRecord(bundle, kind) is called for each
+// record written. Returns { counts, stop() }: stop() ends following
 // and resolves once the file is complete.
-async function startRecording({ client, file, bundles, onRecord = () => {}, now = nanoClock() }) {
+async function startRecording({ client, file, bundles, requests = false, onRecord = () => {}, now = nanoClock() }) {
   const recording = await createRecording(file);
-  const counts = { status: 0, guidance: 0 };
+  const counts = { status: 0, guidance: 0, requests: 0, answers: 0 };
   const subscriptions = [];
   const failed = [];
   const write = (bundle, kind, record, publishTime) => {
@@ -41,6 +43,11 @@ async function startRecording({ client, file, bundles, onRecord = () => {}, now 
         write(bundle, 'status', status, stored);
       }));
       subscriptions.push(client.followMetadata(bundle).on('metadata', (metadata) => write(bundle, 'guidance', metadata)));
+      if (requests) {
+        subscriptions.push(client.observeRequests(bundle)
+          .on('request', (request) => write(bundle, 'requests', request))
+          .on('answer', (answer) => write(bundle, 'answers', answer)));
+      }
     }
   } catch (error) {
     for (const s of subscriptions) s.close();

@@ -15,7 +15,9 @@ const NOT_CARRIED_OUT = 1;
 // The part of a recording that a replay plays: bundle's messages from `from`
 // to `to` seconds after the recording's first message, and the status
 // standing at `from` (published first, so that followers start with it).
-function replayPlan(messages, { bundle, from = 0, to = Infinity }) {
+function replayPlan(recorded, { bundle, from = 0, to = Infinity }) {
+  // The requests and answers of a --requests recording are not published.
+  const messages = recorded.filter((m) => m.kind === 'status' || m.kind === 'guidance');
   const bundles = [...new Set(messages.map((m) => m.bundle))];
   if (bundles.length === 0) throw new Error('the recording holds no status or guidance');
   const chosen = bundle ?? bundles[0];

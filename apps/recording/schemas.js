@@ -54,12 +54,44 @@ const GUIDANCE_SCHEMA = {
   },
 };
 
+// A query or command another application sent to the recorded bundle (--requests).
+const REQUEST_SCHEMA = {
+  title: 'navinfo.ObservedRequest',
+  description: 'A query or command the service accepted for the recorded navigation application',
+  type: 'object',
+  properties: {
+    requestId: { type: 'integer', description: 'the service\'s id of the request; its answer carries the same' },
+    requester: { type: 'string', description: 'bundle name of the application that asked' },
+    kind: { type: 'string', description: 'query or command' },
+    type: { type: 'string', description: 'QueryType or CommandType' },
+    params: { type: 'object', description: 'the parameters of the request' },
+  },
+};
+
+// What the requester was answered: the navigation application's answer, or
+// the service's own (1004 timed out, 1003 not found, 1002 unavailable).
+const ANSWER_SCHEMA = {
+  title: 'navinfo.ObservedAnswer',
+  description: 'The answer to a query or command the recorded navigation application was sent',
+  type: 'object',
+  properties: {
+    requestId: { type: 'integer', description: 'the id of the request answered' },
+    kind: { type: 'string', description: 'query or command' },
+    type: { type: 'string', description: 'QueryType or CommandType' },
+    code: { type: 'integer', description: '0, or a result code' },
+    message: { type: 'string' },
+    data: { type: 'object' },
+  },
+};
+
 // The kinds of record, by the name their channels carry.
 const KINDS = {
   status: { topic: 'status', schema: STATUS_SCHEMA },
   guidance: { topic: 'guidance', schema: GUIDANCE_SCHEMA },
+  requests: { topic: 'requests', schema: REQUEST_SCHEMA },
+  answers: { topic: 'answers', schema: ANSWER_SCHEMA },
 };
 
 const topicOf = (bundle, kind) => `/${bundle}/${KINDS[kind].topic}`;
 
-module.exports = { KINDS, topicOf, STATUS_SCHEMA, GUIDANCE_SCHEMA };
+module.exports = { KINDS, topicOf, STATUS_SCHEMA, GUIDANCE_SCHEMA, REQUEST_SCHEMA, ANSWER_SCHEMA };

@@ -19,6 +19,7 @@
 #include "nav_info_service_events.h"
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
+#include "request_observer.h"
 #include "nav_info_errors.h"
 #include "service_snapshot.h"
 #include "refbase.h"
@@ -82,6 +83,11 @@ public:
     // reading a status: 1015 for a bundle that is not a system application,
     // 1005 without the permission. snapshot is written only on success.
     int32_t InspectService(ServiceSnapshot& snapshot);
+    // Observing the queries and commands other applications send to
+    // bundleName, and their answers (request_observer.h), as a system
+    // application with the permission. Not kept over a lost connection.
+    int32_t RegisterRequestObserver(std::string bundleName, sptr<RequestObserverStub> observer);
+    int32_t UnRegisterRequestObserver(std::string bundleName);
 
     // The seam through which tests put a transport of their own in front of
     // the service (nav_info_transport.h); applications have no use for it.

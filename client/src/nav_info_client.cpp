@@ -265,6 +265,18 @@ int32_t NavInfoClient::SendNavigationCmd(std::string bundleName, CommandType typ
     });
 }
 
+int32_t NavInfoClient::RegisterRequestObserver(std::string bundleName, sptr<RequestObserverStub> observer)
+{
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.RegisterRequestObserver(bundleName, observer); });
+}
+
+int32_t NavInfoClient::UnRegisterRequestObserver(std::string bundleName)
+{
+    return Through(transport_, __func__,
+        [&](NavInfoTransport& transport) { return transport.UnRegisterRequestObserver(bundleName); });
+}
+
 int32_t NavInfoClient::InspectService(ServiceSnapshot& snapshot)
 {
     return Through(transport_, __func__,

@@ -211,6 +211,25 @@ int32_t NavInfoServiceProxy::RegisterKeepAlive(const sptr<IRemoteObject>& respon
     return Transact(SVC_REGISTER_KEEP_ALIVE, data);
 }
 
+int32_t NavInfoServiceProxy::RegisterRequestObserver(const std::string& bundleName, const sptr<IRemoteObject>& observer)
+{
+    MessageParcel data;
+    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteBoundedString(data, bundleName) ||
+        !WriteOptionalObject(data, observer)) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    return Transact(SVC_REGISTER_REQUEST_OBSERVER, data);
+}
+
+int32_t NavInfoServiceProxy::UnRegisterRequestObserver(const std::string& bundleName)
+{
+    MessageParcel data;
+    if (!data.WriteInterfaceToken(NavInfoServiceDescriptor()) || !Marshalling::WriteBoundedString(data, bundleName)) {
+        return NAV_INFO_ERR_INVALID_PARAM;
+    }
+    return Transact(SVC_UNREGISTER_REQUEST_OBSERVER, data);
+}
+
 int32_t NavInfoServiceProxy::InspectService(ServiceSnapshot& snapshot)
 {
     MessageParcel data;

@@ -51,6 +51,9 @@ public:
         const sptr<IRemoteObject>& callback);
     // snapshot is written only when the result is NAV_INFO_SUCCESS.
     int32_t InspectService(ServiceSnapshot& snapshot);
+    // observer: a RequestObserverStub of this process, or null.
+    int32_t RegisterRequestObserver(const std::string& bundleName, const sptr<IRemoteObject>& observer);
+    int32_t UnRegisterRequestObserver(const std::string& bundleName);
     // Hands the daemon this connection's keep-alive responder (the connection
     // owns its bundle). A daemon without keep-alives answers 1002.
     int32_t RegisterKeepAlive(const sptr<IRemoteObject>& responder);

@@ -9,8 +9,10 @@
 #include <string>
 
 #include "nav_info_endpoint.h"
+#include "nav_info_errors.h"
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
+#include "request_observer.h"
 #include "service_snapshot.h"
 
 namespace OHOS::NavigationInfoService {
@@ -49,6 +51,14 @@ public:
     virtual uint64_t ConnectionGeneration() const { return 0; }
     // What the service holds, for system applications.
     virtual int32_t InspectService(ServiceSnapshot& snapshot) = 0;
+    // Observing the requests sent to a bundle (system applications). Not
+    // booked: a connection lost ends the observation (registered again by
+    // the caller). A transport without it answers 1002.
+    virtual int32_t RegisterRequestObserver(const std::string&, const sptr<IRequestObserver>&)
+    {
+        return NAV_INFO_ERR_SERVICE_UNAVAILABLE;
+    }
+    virtual int32_t UnRegisterRequestObserver(const std::string&) { return NAV_INFO_ERR_SERVICE_UNAVAILABLE; }
 };
 
 // The environment variable that selects the daemon's socket.

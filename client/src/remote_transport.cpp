@@ -415,6 +415,25 @@ int32_t RemoteTransport::SendNavigationCmd(const std::string& bundleName, Comman
     return SubmitRequest(SVC_SEND_NAVIGATION_CMD, bundleName, static_cast<int32_t>(type), params, callback);
 }
 
+int32_t RemoteTransport::RegisterRequestObserver(const std::string& bundleName, const sptr<IRequestObserver>& observer)
+{
+    ServiceLease lease = connector_->Acquire();
+    if (lease.service == nullptr) {
+        return lease.failure;
+    }
+    sptr<IRemoteObject> object = observer == nullptr ? nullptr : observer->AsObject();
+    return NavInfoServiceProxy(lease.service).RegisterRequestObserver(bundleName, object);
+}
+
+int32_t RemoteTransport::UnRegisterRequestObserver(const std::string& bundleName)
+{
+    ServiceLease lease = connector_->Acquire();
+    if (lease.service == nullptr) {
+        return lease.failure;
+    }
+    return NavInfoServiceProxy(lease.service).UnRegisterRequestObserver(bundleName);
+}
+
 int32_t RemoteTransport::InspectService(ServiceSnapshot& snapshot)
 {
     ServiceLease lease = connector_->Acquire();

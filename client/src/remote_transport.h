@@ -79,6 +79,8 @@ public:
     bool Connect() override;
     void HoldConnection(bool hold) override;
     int32_t InspectService(ServiceSnapshot& snapshot) override;
+    int32_t RegisterRequestObserver(const std::string& bundleName, const sptr<IRequestObserver>& observer) override;
+    int32_t UnRegisterRequestObserver(const std::string& bundleName) override;
 
     // For tests: requests sent and not yet settled; the live connection's
     // generation (0: none).

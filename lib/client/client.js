@@ -11,6 +11,7 @@ const EventEmitter = require('node:events');
 const { nav, companion, QUERY_TYPES, COMMAND_TYPES } = require('./bindings');
 const following = require('./following');
 const serving = require('./serving');
+const { RequestObservation } = require('./observing');
 const { sendRequest } = require('./requests');
 const { waitUntilReady } = require('./ready');
 const { kServiceEvent, watchConnection, unwatchConnection } = require('./connection');
@@ -150,6 +151,16 @@ class NavigationClient extends EventEmitter {
       statuses: snapshot.statuses.map(({ updateTime, ...r }) => ({ ...r, updatedAt: new Date(updateTime) })),
       metadata: snapshot.metadata.map(({ updateTime, ...r }) => ({ ...r, updatedAt: new Date(updateTime) })),
     };
+  }
+
+  // The queries and commands other applications send to bundleName, and
+  // their answers, as they happen (observing.js). Throws NavInfoError as
+  // following does.
+  observeRequests(bundleName, options = undefined) {
+    this.#checkOpen();
+    checkBundleName(bundleName);
+    const { signal } = checkOptions(options, ['signal']);
+    return this.#track(new RequestObservation(bundleName), signal);
   }
 
   query(bundleName, type, params = {}, options = undefined) {

@@ -64,6 +64,22 @@ export type NavigationMetadataInput = Partial<NavigationMetadata>;
 
 export interface StatusSnapshot { bundleName: string; status: NavigationStatus; updatedAt: Date }
 
+/** A request the service accepted for an observed bundle, and its completion under the same id. */
+export interface ObservedRequest {
+  requestId: number; requester: string; kind: 'query' | 'command'; type: string; params: WantObject;
+}
+export interface ObservedAnswer {
+  requestId: number; kind: 'query' | 'command'; type: string; code: number; message: string; data: WantObject;
+}
+export interface RequestObservation extends EventEmitter {
+  readonly bundleName: string;
+  readonly closed: boolean;
+  on(event: 'request', listener: (request: ObservedRequest) => void): this;
+  on(event: 'answer', listener: (answer: ObservedAnswer) => void): this;
+  on(event: 'close', listener: () => void): this;
+  close(): void;
+}
+
 /** What the service holds at one moment (inspectService). Ids are the service's client ids. */
 export interface ServiceSnapshot {
   takenAt: Date;
@@ -233,6 +249,8 @@ export declare class NavigationClient extends EventEmitter implements Disposable
   getStatus(bundleName: string): StatusSnapshot | null;
   /** What the service holds: connections, registrations, latest records, requests waiting (system applications). */
   inspectService(): ServiceSnapshot;
+  /** The queries and commands other applications send to the bundle, and their answers (system applications). */
+  observeRequests(bundleName: string, options?: SignalOption): RequestObservation;
   query(bundleName: string, type: QueryTypeName, params?: WantObject, options?: RequestOptions): Promise<Answer>;
   command(bundleName: string, type: CommandTypeName, params?: WantObject, options?: RequestOptions): Promise<Answer>;
 

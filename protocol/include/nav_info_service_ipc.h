@@ -42,6 +42,11 @@ enum NavInfoServiceTransaction : uint32_t {
     SVC_REGISTER_KEEP_ALIVE = 13,
     // One-way: the answer to a keep-alive, uint64 sequence; no reply.
     SVC_KEEP_ALIVE_ANSWER = 14,
+    // Observing the requests sent to a bundle (system applications only):
+    // string bundle, optional object IRequestObserver; reply: the result.
+    SVC_REGISTER_REQUEST_OBSERVER = 15,
+    // string bundle; reply: the result.
+    SVC_UNREGISTER_REQUEST_OBSERVER = 16,
 };
 
 // The client's keep-alive responder. The daemon sends it KEEP_ALIVE (one-way,

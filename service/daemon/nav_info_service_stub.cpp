@@ -150,6 +150,8 @@ int NavInfoServiceStub::Dispatch(uint32_t code, const CallerInfo& caller, Messag
         {SVC_INSPECT_SERVICE, &NavInfoServiceStub::Inspect},
         {SVC_REGISTER_KEEP_ALIVE, &NavInfoServiceStub::RegisterKeepAlive},
         {SVC_KEEP_ALIVE_ANSWER, &NavInfoServiceStub::KeepAliveAnswer},
+        {SVC_REGISTER_REQUEST_OBSERVER, &NavInfoServiceStub::RegisterRequestObserver},
+        {SVC_UNREGISTER_REQUEST_OBSERVER, &NavInfoServiceStub::UnregisterRequestObserver},
     };
     for (const Route& route : routes) {
         if (route.code == code) {
@@ -246,6 +248,25 @@ int NavInfoServiceStub::UnregisterStatusListener(const CallerInfo& caller, Messa
         return IPC_ERR_INVALID_DATA;
     }
     return ReplyResult(reply, core_->UnRegisterNavigationStatusListener(caller, bundleName));
+}
+
+int NavInfoServiceStub::RegisterRequestObserver(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    std::string bundleName;
+    sptr<IRemoteObject> object;
+    if (!Marshalling::ReadBoundedString(data, bundleName) || !ReadOptionalObject(data, object)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply, core_->RegisterRequestObserver(caller, bundleName, RequestObserverFromObject(object)));
+}
+
+int NavInfoServiceStub::UnregisterRequestObserver(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)
+{
+    std::string bundleName;
+    if (!Marshalling::ReadBoundedString(data, bundleName)) {
+        return IPC_ERR_INVALID_DATA;
+    }
+    return ReplyResult(reply, core_->UnRegisterRequestObserver(caller, bundleName));
 }
 
 int NavInfoServiceStub::RegisterMetadataListener(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply)

@@ -58,6 +58,8 @@ private:
     int Query(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
     int Command(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
     int Inspect(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
+    int RegisterRequestObserver(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
+    int UnregisterRequestObserver(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);
     // Passes result on; a success made the calling connection its bundle's owner.
     int32_t KeepOwnerConnection(const CallerInfo& caller, int32_t result);
     int RegisterKeepAlive(const CallerInfo& caller, MessageParcel& data, MessageParcel& reply);

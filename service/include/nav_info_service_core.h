@@ -58,6 +58,7 @@
 #include "navigation_info_data.h"
 #include "navigation_listeners.h"
 #include "rate_limited_count.h"
+#include "request_observer.h"
 #include "request_pacer.h"
 #include "service_settings.h"
 #include "service_snapshot.h"
@@ -172,6 +173,18 @@ public:
     int32_t SendNavigationCmd(const CallerInfo& caller, const std::string& bundleName, CommandType type,
         AAFwk::WantParams params, sptr<IMapCallback> callback);
 
+    // Observes the requests sent to bundleName (request_observer.h): each
+    // request accepted for it from now on, and its completion, through the
+    // observer's outbox (at followerOutboxCapacity pending observations the
+    // pending ones are dropped, counted in the log). One observer per
+    // (caller's clientId, bundle): registering again replaces it. A refused
+    // request is not observed. Null observer or bad bundle name: 1001; a
+    // client with maxFollowsPerClient observers already: 1006.
+    int32_t RegisterRequestObserver(const CallerInfo& caller, const std::string& bundleName,
+        sptr<IRequestObserver> observer);
+    // Not registered: 1003.
+    int32_t UnRegisterRequestObserver(const CallerInfo& caller, const std::string& bundleName);
+
     // --- Inspection (a system application with the permission) ---
     // Fills what the core holds: follows, servers, requests waiting and the
     // latest records, each list cut at MAX_SNAPSHOT_ENTRIES (then
@@ -254,6 +267,12 @@ private:
     using StatusFollowers = Followers<INavigationStatusListener, NavigationStatus>;
     using MetadataFollowers = Followers<INavigationMetadataListener, NavigationMetadata>;
 
+    struct RequestObserverEntry {
+        sptr<IRequestObserver> observer;
+        std::shared_ptr<FollowerOutbox<RequestObservation>> outbox;
+    };
+    using ObserverDrain = std::pair<sptr<IRequestObserver>, std::shared_ptr<FollowerOutbox<RequestObservation>>>;
+
     int32_t CheckPublisher(const CallerInfo& caller) const;
     int32_t CheckSystemApp(const CallerInfo& caller) const;
     int32_t SubmitRequest(const CallerInfo& caller, const std::string& bundleName, RequestKind kind, int32_t type,
@@ -307,8 +326,15 @@ private:
     // mutex_ held: removes a pending request and its time-out, returns its
     // callback (null if absent). A waiting request that may go out in its
     // place is added to readyToSend_.
-    sptr<IMapCallback> TakePendingLocked(uint64_t requestId);
-    // Without mutex_: hands the requests in readyToSend_ to their listeners.
+    // outcome: what its requester is answered, told to the bundle's observers.
+    sptr<IMapCallback> TakePendingLocked(uint64_t requestId, const ResultData& outcome);
+    // mutex_ held: puts the observation in the outbox of every observer of
+    // bundle; the drains to schedule go to observerDrains_ (SendReady).
+    void ObserveLocked(const std::string& bundle, const RequestObservation& observation);
+    static void DrainObservations(const sptr<IRequestObserver>& observer,
+        const std::shared_ptr<FollowerOutbox<RequestObservation>>& outbox);
+    // Without mutex_: hands the requests in readyToSend_ to their listeners
+    // and schedules the observer drains in observerDrains_.
     void SendReady();
     // Without mutex_: posts the request to its listener; false if it could not be.
     bool Send(Dispatch dispatch);
@@ -350,7 +376,12 @@ private:
     std::unordered_map<uint64_t, PendingRequest> pending_;       // by request id
     std::unordered_map<uint64_t, size_t> outstandingByClient_;   // requester clientId -> pending count
     RequestPacer pacer_;
-    std::vector<Dispatch> readyToSend_;                    // see TakePendingLocked
+    std::vector<Dispatch> readyToSend_; // see TakePendingLocked
+    // bundle observed -> observer's clientId -> observer
+    std::map<std::string, std::map<uint64_t, RequestObserverEntry>> requestObservers_;
+    std::vector<ObserverDrain> observerDrains_;            // see ObserveLocked
+    RateLimitedCount droppedForObservers_;                 // observations dropped in outboxes
+    uint64_t observerDropsToReport_ = 0;                   // what SendReady logs next
     std::unordered_map<uint64_t, size_t> followsByClient_; // clientId -> status and metadata listeners
     uint64_t nextRequestId_ = 1;
     uint64_t nextRegistrationId_ = 1;

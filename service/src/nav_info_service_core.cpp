@@ -342,6 +342,7 @@ int32_t NavInfoServiceCore::RegisterSystemNavigationListener(const CallerInfo& c
         entry.registrationId = nextRegistrationId_++;
     }
     DeliverAnswers(answers);
+    SendReady(); // the observers' drains
     return NAV_INFO_SUCCESS;
 }
 
@@ -370,6 +371,7 @@ int32_t NavInfoServiceCore::UnRegisterSystemNavigationListener(const CallerInfo&
         systemListeners_.erase(found);
     }
     DeliverAnswers(answers);
+    SendReady(); // the observers' drains
     return NAV_INFO_SUCCESS;
 }
 
@@ -546,6 +548,7 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
     std::vector<MetadataFollowers::mapped_type::mapped_type> metadataGraveyard;
     std::vector<sptr<ISystemNavigationListener>> systemGraveyard;
     std::vector<sptr<IMapCallback>> dropped;
+    std::vector<sptr<IRequestObserver>> observerGraveyard;
     std::vector<std::string> gone;
     Drains<INavigationStatusListener, NavigationStatus> drains;
     {
@@ -560,6 +563,15 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
         RemoveClientFollowers(statusFollowers_, clientId, statusGraveyard);
         RemoveClientFollowers(metadataFollowers_, clientId, metadataGraveyard);
         followsByClient_.erase(clientId);
+        for (auto observers = requestObservers_.begin(); observers != requestObservers_.end();) {
+            auto own = observers->second.find(clientId);
+            if (own != observers->second.end()) {
+                own->second.outbox->Discard();
+                observerGraveyard.push_back(std::move(own->second.observer));
+                observers->second.erase(own);
+            }
+            observers = observers->second.empty() ? requestObservers_.erase(observers) : std::next(observers);
+        }
         // Its own requests first: nobody is left to answer them to.
         std::vector<uint64_t> own;
         for (const auto& entry : pending_) {
@@ -568,7 +580,8 @@ void NavInfoServiceCore::OnClientGone(uint64_t clientId)
             }
         }
         for (uint64_t requestId : own) {
-            dropped.push_back(TakePendingLocked(requestId));
+            // Nobody is answered; its observers learn that the requester went.
+            dropped.push_back(TakePendingLocked(requestId, ResultData{NAV_INFO_ERR_NOT_FOUND, "Requester gone", {}}));
         }
         for (auto entry = systemListeners_.begin(); entry != systemListeners_.end();) {
             if (entry->second.clientId == clientId) {
@@ -673,6 +686,7 @@ void NavInfoServiceCore::Reset()
     StatusFollowers statusFollowers;
     MetadataFollowers metadataFollowers;
     std::map<std::string, SystemListenerEntry> systemListeners;
+    std::map<std::string, std::map<uint64_t, RequestObserverEntry>> requestObservers;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         // Every listener goes, so every outstanding request is answered NOT_FOUND.
@@ -689,6 +703,8 @@ void NavInfoServiceCore::Reset()
         statusFollowers.swap(statusFollowers_);
         metadataFollowers.swap(metadataFollowers_);
         systemListeners.swap(systemListeners_);
+        requestObservers.swap(requestObservers_);
+        observerDrains_.clear();
         statuses_.clear();
         metadata_.clear();
         metadataTimes_.clear();

@@ -77,6 +77,16 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
         ++outstandingByClient_[caller.clientId];
         timer_.Schedule(requestId, DeadlineTimer::Clock::now() + requestTimeout_);
         pending.inFlight = sendNow;
+        if (requestObservers_.count(bundleName) != 0) {
+            RequestObservation seen;
+            seen.requestId = requestId;
+            seen.requester = caller.bundleName;
+            seen.kind = kind == RequestKind::QUERY ? RequestObservation::Kind::QUERY
+                                                   : RequestObservation::Kind::COMMAND;
+            seen.type = type;
+            seen.params = params;
+            ObserveLocked(bundleName, seen);
+        }
         if (sendNow) {
             dispatch = Dispatch{requestId, target->second.listener, kind, type, std::move(params)};
         } else {
@@ -85,6 +95,7 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
         }
     }
     if (!sendNow) {
+        SendReady();             // the observers' drains
         return NAV_INFO_SUCCESS; // sent when its turn comes
     }
     const uint64_t requestId = dispatch.requestId;
@@ -92,14 +103,17 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
         sptr<IMapCallback> taken;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            taken = TakePendingLocked(requestId);
+            taken = TakePendingLocked(requestId,
+                ResultData{NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}});
         }
         SendReady();
         if (taken != nullptr) {
             return NAV_INFO_ERR_SERVICE_UNAVAILABLE; // refused, so never called back
         }
         // Completed in between (time-out or listener gone): that answer stands.
+        return NAV_INFO_SUCCESS;
     }
+    SendReady(); // the observers' drains
     return NAV_INFO_SUCCESS;
 }
 
@@ -129,9 +143,28 @@ bool NavInfoServiceCore::Send(Dispatch dispatch)
 void NavInfoServiceCore::SendReady()
 {
     std::vector<Dispatch> ready;
+    std::vector<ObserverDrain> drains;
+    uint64_t dropsToReport = 0;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         ready.swap(readyToSend_);
+        drains.swap(observerDrains_);
+        dropsToReport = observerDropsToReport_;
+        observerDropsToReport_ = 0;
+    }
+    if (dropsToReport != 0) {
+        SERVICE_LOGW("%{public}llu request observations dropped for observers that cannot keep up",
+            static_cast<unsigned long long>(dropsToReport));
+    }
+    for (auto& drain : drains) {
+        auto observer = drain.first;
+        auto outbox = drain.second;
+        if (executor_ == nullptr ||
+            !executor_->Post(observer.GetRefPtr(), [observer, outbox] { DrainObservations(observer, outbox); })) {
+            outbox->Unschedule(); // the next observation tries again
+            SERVICE_LOGE("request observations of %{public}s not delivered: no thread to run it",
+                outbox->Bundle().c_str());
+        }
     }
     for (Dispatch& dispatch : ready) {
         const uint64_t requestId = dispatch.requestId;
@@ -142,11 +175,11 @@ void NavInfoServiceCore::SendReady()
         std::vector<Answer> answers;
         {
             std::lock_guard<std::mutex> lock(mutex_);
-            sptr<IMapCallback> callback = TakePendingLocked(requestId);
+            ResultData unavailable{NAV_INFO_ERR_SERVICE_UNAVAILABLE,
+                NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}};
+            sptr<IMapCallback> callback = TakePendingLocked(requestId, unavailable);
             if (callback != nullptr) {
-                answers.push_back({std::move(callback),
-                    ResultData{NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE),
-                        {}}});
+                answers.push_back({std::move(callback), std::move(unavailable)});
             }
         }
         DeliverAnswers(answers);
@@ -159,7 +192,7 @@ void NavInfoServiceCore::CompleteRequest(uint64_t requestId, ResultData data)
     std::vector<Answer> answers;
     {
         std::lock_guard<std::mutex> lock(mutex_);
-        sptr<IMapCallback> callback = TakePendingLocked(requestId);
+        sptr<IMapCallback> callback = TakePendingLocked(requestId, data);
         if (callback == nullptr) {
             SERVICE_LOGD("request %{public}llu already answered", static_cast<unsigned long long>(requestId));
             return;
@@ -175,13 +208,23 @@ void NavInfoServiceCore::OnRequestTimedOut(uint64_t requestId)
     CompleteRequest(requestId, ResultData{NAV_INFO_ERR_TIMEOUT, NavInfoResultText(NAV_INFO_ERR_TIMEOUT), {}});
 }
 
-sptr<IMapCallback> NavInfoServiceCore::TakePendingLocked(uint64_t requestId)
+sptr<IMapCallback> NavInfoServiceCore::TakePendingLocked(uint64_t requestId, const ResultData& outcome)
 {
     auto found = pending_.find(requestId);
     if (found == pending_.end()) {
         return nullptr;
     }
     PendingRequest& request = found->second;
+    if (requestObservers_.count(request.bundleName) != 0) {
+        RequestObservation done;
+        done.requestId = requestId;
+        done.answered = true;
+        done.kind = request.kind == RequestKind::QUERY ? RequestObservation::Kind::QUERY
+                                                       : RequestObservation::Kind::COMMAND;
+        done.type = request.type;
+        done.answer = outcome;
+        ObserveLocked(request.bundleName, done);
+    }
     sptr<IMapCallback> callback = std::move(request.callback);
     auto outstanding = outstandingByClient_.find(request.requesterClientId);
     if (outstanding != outstandingByClient_.end() && --outstanding->second == 0) {
@@ -215,8 +258,9 @@ void NavInfoServiceCore::TakeRequestsOfRegistrationLocked(uint64_t registrationI
         }
     }
     for (uint64_t requestId : ids) {
-        answers.push_back({TakePendingLocked(requestId),
-            ResultData{NAV_INFO_ERR_NOT_FOUND, NavInfoResultText(NAV_INFO_ERR_NOT_FOUND), {}}});
+        ResultData notFound{NAV_INFO_ERR_NOT_FOUND, NavInfoResultText(NAV_INFO_ERR_NOT_FOUND), {}};
+        sptr<IMapCallback> callback = TakePendingLocked(requestId, notFound);
+        answers.push_back({std::move(callback), std::move(notFound)});
     }
 }
 

@@ -131,6 +131,47 @@ test('a recorded drive reads back with @mcap/core: channels, schemas, count and 
   for (const message of read) assert.ok(message.publishTime <= message.logTime, 'published before it was received');
 });
 
+test('--requests records the queries and commands another application sends, each followed by its answer', async () => {
+  const daemon = await freshDaemon('requests');
+  const app = await startApp(daemon.socketPath, NAV);
+  assert.ok((await app.call('listenSystem', [])).ok);
+  const file = tmp.file('requests.mcap');
+  const recorder = startCli(daemon.socketPath, ['record', file, NAV, '--requests', '--count', '4']);
+  await recorder.started;
+  const asker = await startApp(daemon.socketPath, FOLLOWER);
+  // Refused (an unknown type): never reaches the recording.
+  const refused = await asker.call('query', [NAV, 'noSuchType', {}]);
+  assert.ok(!refused.ok || refused.value.code !== 0, JSON.stringify(refused));
+  for (const [op, type, params] of [['query', 'navigationStatus', { detail: 'full' }], ['command', 'changeTheme', { theme: 1 }]]) {
+    const { ok, value } = await asker.call(op, [NAV, type, params]);
+    assert.ok(ok, `${op} ${type}`);
+    assert.equal(value.code, 0);
+  }
+  assert.deepEqual(await recorder.exited, { code: 0, signal: null }, recorder.lines.join('\n'));
+  await asker.kill();
+  await app.kill();
+
+  const { messages } = readRecording(file);
+  const observed = messages.filter((m) => m.kind === 'requests' || m.kind === 'answers');
+  assert.deepEqual(observed.map((m) => [m.topic, m.record.kind, m.record.type]), [
+    [`/${NAV}/requests`, 'query', 'navigationStatus'],
+    [`/${NAV}/answers`, 'query', 'navigationStatus'],
+    [`/${NAV}/requests`, 'command', 'changeTheme'],
+    [`/${NAV}/answers`, 'command', 'changeTheme'],
+  ]);
+  const [query, queryAnswer, command, commandAnswer] = observed.map((m) => m.record);
+  assert.equal(query.requester, FOLLOWER);
+  assert.deepEqual(query.params, { detail: 'full' });
+  assert.deepEqual(command.params, { theme: 1 });
+  assert.equal(queryAnswer.requestId, query.requestId);
+  assert.equal(commandAnswer.requestId, command.requestId);
+  assert.notEqual(query.requestId, command.requestId);
+  assert.deepEqual([queryAnswer.code, queryAnswer.message, queryAnswer.data.params], [0, 'ok:navigationStatus', { detail: 'full' }]);
+  assert.deepEqual([commandAnswer.code, commandAnswer.message], [0, 'ok:changeTheme']);
+  // A replay of such a recording publishes only the status and guidance.
+  assert.throws(() => replayPlan(messages, {}), /no status or guidance/);
+});
+
 test('replaying the recording into a daemon gives a follower the recorded records in the recorded order, at the recorded pace', async () => {
   const { messages } = readRecording(recordingFile);
   const follower = await startApp(daemons[1].socketPath, FOLLOWER);

@@ -15,6 +15,7 @@
 #include "nav_info_service_ipc.h"
 #include "record_marshalling.h"
 #include "record_samples.h"
+#include "request_observer.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -173,6 +174,68 @@ TEST_F(DaemonTest, QueriesAndCommandsAreAnsweredAcrossConnections)
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     EXPECT_EQ(queryAnswer->Count(), 1u);
     EXPECT_EQ(daemon_->Core().OutstandingRequestCount(), 0u);
+}
+
+// Keeps what the daemon tells an observer of another connection.
+class ObservationLog : public RequestObserverStub {
+public:
+    void OnRequestObserved(const RequestObservation& observation, const std::string& bundle) override
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        seen_.push_back(observation);
+        bundles_.push_back(bundle);
+    }
+    std::vector<RequestObservation> Seen()
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        return seen_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<RequestObservation> seen_;
+    std::vector<std::string> bundles_;
+};
+
+TEST_F(DaemonTest, AnObserverOfAnotherConnectionSeesEachRequestAndItsAnswerInOrder)
+{
+    auto nav = Client(MAP);
+    auto sys = Client(DASH);
+    auto recorder = Client(DASH);
+    sptr<HoldingSystemListener> listener = new HoldingSystemListener();
+    listener->answerAtOnce = [](const HoldingSystemListener::Request& request) {
+        request.callback->Callback(
+            Answer(request.isQuery ? 0 : 7, request.isQuery ? "query" : "command", "type", request.type));
+    };
+    ASSERT_EQ(nav->RegisterSystemNavigationListener(listener), NAV_INFO_SUCCESS);
+    sptr<ObservationLog> observer = new ObservationLog();
+    EXPECT_EQ(nav->RegisterRequestObserver(MAP, observer), NAV_INFO_ERR_NOT_SYSTEM_APP);
+    ASSERT_EQ(recorder->RegisterRequestObserver(MAP, observer), NAV_INFO_SUCCESS);
+
+    sptr<RecordingCallback> queryAnswer = new RecordingCallback();
+    sptr<RecordingCallback> commandAnswer = new RecordingCallback();
+    ASSERT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_METADATA, RichParams(), queryAnswer), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return queryAnswer->Count() == 1; }));
+    ASSERT_EQ(sys->SendNavigationCmd(MAP, CHANGE_THEME, {}, commandAnswer), NAV_INFO_SUCCESS);
+    ASSERT_TRUE(WaitUntil([&] { return observer->Seen().size() == 4; }));
+
+    const auto seen = observer->Seen();
+    EXPECT_FALSE(seen[0].answered);
+    EXPECT_EQ(seen[0].requester, DASH);
+    EXPECT_EQ(seen[0].kind, RequestObservation::Kind::QUERY);
+    EXPECT_EQ(seen[0].type, NAVIGATION_METADATA);
+    EXPECT_EQ(seen[0].params, RichParams());
+    EXPECT_TRUE(seen[1].answered);
+    EXPECT_EQ(seen[1].requestId, seen[0].requestId);
+    EXPECT_EQ(seen[1].answer.message, "query");
+    EXPECT_EQ(seen[1].answer.data.GetParam("type")->GetInt(), NAVIGATION_METADATA);
+    EXPECT_EQ(seen[2].kind, RequestObservation::Kind::COMMAND);
+    EXPECT_EQ(seen[2].type, CHANGE_THEME);
+    EXPECT_EQ(seen[3].requestId, seen[2].requestId);
+    EXPECT_EQ(seen[3].answer.code, 7);
+
+    ASSERT_EQ(recorder->UnRegisterRequestObserver(MAP), NAV_INFO_SUCCESS);
+    EXPECT_EQ(recorder->UnRegisterRequestObserver(MAP), NAV_INFO_ERR_NOT_FOUND);
 }
 
 // Every request hands the navigation client one callback object. Keeping

@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "request_observing.h"
 #include "service_events.h"
 #include "thread_claims.h"
 
@@ -20,6 +21,7 @@ bool InitCompanionEnv(napi_env env)
     auto finalize = [](napi_env, void* data, void*) {
         std::unique_ptr<CompanionEnv> gone(static_cast<CompanionEnv*>(data));
         ReleaseAllRoles(gone->id);
+        ForgetObservations(gone->id);
         if (gone->events != nullptr) {
             StopEvents(*gone->events);
         }

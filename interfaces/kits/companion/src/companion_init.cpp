@@ -2,6 +2,7 @@
 #include <node_api.h>
 
 #include "companion_env.h"
+#include "request_observing.h"
 #include "request_sender.h"
 #include "service_events.h"
 #include "service_inspector.h"
@@ -32,6 +33,9 @@ napi_value Init(napi_env env, napi_value exports)
         {"configure", nullptr, JsConfigure, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"endpoint", nullptr, JsEndpoint, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
         {"setEventHandler", nullptr, JsSetEventHandler, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"observeRequests", nullptr, JsObserveRequests, nullptr, nullptr, nullptr, napi_enumerable, nullptr},
+        {"stopObservingRequests", nullptr, JsStopObservingRequests, nullptr, nullptr, nullptr, napi_enumerable,
+            nullptr},
     };
     if (napi_define_properties(env, exports, sizeof(properties) / sizeof(properties[0]), properties) != napi_ok) {
         return nullptr;
