@@ -116,6 +116,13 @@ struct CallLog {
         std::lock_guard<std::mutex> lock(mutex);
         return calls;
     }
+    // The latest entry, or a value-initialised one before the first: safe to
+    // poll while the first calls are still on their way.
+    Entry Last()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        return calls.empty() ? Entry{} : calls.back();
+    }
     std::mutex mutex;
     std::vector<Entry> calls;
 };

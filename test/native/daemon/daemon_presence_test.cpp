@@ -58,7 +58,7 @@ TEST_F(DaemonTest, ASecondConnectionOfABundleGets1005UntilTheOwnersConnectionEnd
     EXPECT_EQ(read.destLocation.name, "");
 
     EXPECT_EQ(second->UpdateNavigationStatus(Navigating(9)), NAV_INFO_SUCCESS) << "the waiting one takes over";
-    ASSERT_TRUE(WaitUntil([&] { return follower->Calls().back().status.routeIndex == 9; }));
+    ASSERT_TRUE(WaitUntil([&] { return follower->Last().status.routeIndex == 9; }));
     ASSERT_EQ(dash->InspectService(snapshot), NAV_INFO_SUCCESS);
     ASSERT_EQ(snapshot.owners.size(), 1u);
     EXPECT_FALSE(snapshot.owners[0].waiting);
@@ -165,7 +165,7 @@ TEST_F(LivenessTest, AnOwnerIsGoneOnlyWhenItsKeepAlivesGoUnanswered)
         library.reset();
         raw = nullptr;
         // The next row's owner must not meet this one's UNAVAILABLE as news.
-        ASSERT_TRUE(WaitUntil([&] { return follower->Calls().back().status.status == MAP_STATUS_UNAVAILABLE; }));
+        ASSERT_TRUE(WaitUntil([&] { return follower->Last().status.status == MAP_STATUS_UNAVAILABLE; }));
     }
 }
 

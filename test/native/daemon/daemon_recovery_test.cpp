@@ -140,7 +140,7 @@ TEST_F(DaemonRecoveryTest, ARefusedFollowerFollowsAgainWithinTheBoundWithoutACal
         }
         status.routeIndex = 3;
         ASSERT_EQ(nav->UpdateNavigationStatus(status), NAV_INFO_SUCCESS);
-        ASSERT_TRUE(WaitUntil([&] { return follower->Calls().back().status.routeIndex == 3; }));
+        ASSERT_TRUE(WaitUntil([&] { return follower->Last().status.routeIndex == 3; }));
     }
 }
 
