@@ -21,8 +21,7 @@ namespace OHOS::NavigationInfoService {
 // this order, whichever delivery thread queues its item first. A delivery
 // that ends without queueing gives its place up, so later ones do not wait.
 template <typename Data>
-bool StartDelivery(const ThreadSafeFnSlot& slot, Data data,
-    void (*callThreadSafeFunc)(const ThreadSafeFnInfo&, const Data&))
+bool StartDelivery(const ThreadSafeFnSlot& slot, Data data, void (*callThreadSafeFunc)(const ThreadSafeFnInfo&, Data))
 {
     sptr<ThreadSafeFnInfo> current = slot.Get();
     if (current == nullptr) {
@@ -32,7 +31,7 @@ bool StartDelivery(const ThreadSafeFnSlot& slot, Data data,
     auto ticket = std::make_shared<NapiHost::HandOffTicket>(NapiHost::HandOffTicket::Take(record.tsfn));
     return StartDeliveryThread([callThreadSafeFunc, record, data = std::move(data), ticket]() mutable {
         NapiHost::HandOffTicket::Use inOrder(*ticket);
-        callThreadSafeFunc(record, data);
+        callThreadSafeFunc(record, std::move(data));
     });
 }
 

@@ -77,7 +77,8 @@ void ForEachProperty(napi_env env, napi_value object, Visit visit)
 // Values and records to JavaScript.
 napi_value CreateNapiNumber(napi_env env, const int32_t& value);
 napi_value CreateNapiStr(napi_env env, const std::string& value);
-napi_value SetDestLocation(napi_env env, const Location& location);
+// NOLINTNEXTLINE(performance-unnecessary-value-param): takes its Location by value
+napi_value SetDestLocation(napi_env env, Location location);
 void SetNavigationStatusData(napi_env env, const NavigationStatus& status, napi_value& result);
 void SetNavigationMetadata(napi_env env, const NavigationMetadata& metadata, napi_value& result);
 

@@ -27,7 +27,9 @@ public:
     void OnStatusChanged(const NavigationStatus& status, const std::string& bundleName) override;
 
     // Delivery thread: queues one change on the thread-safe function.
-    static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data);
+    // data by value: the delivery thread gets its own copy.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param)
+    static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data);
     // JavaScript thread: calls onStatusChanged; owns and frees data.
     static void CallJsStatusChanged(napi_env env, napi_value jsCallback, void* context, void* data);
 };

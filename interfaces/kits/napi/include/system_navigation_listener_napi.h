@@ -28,7 +28,9 @@ public:
     void OnReceiveNavigationCmd(CommandType type, AAFwk::WantParams parameters, sptr<IMapCallback> callback) override;
 
     // Delivery thread.
-    static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data);
+    // data by value: the delivery thread gets its own copy.
+    // NOLINTNEXTLINE(performance-unnecessary-value-param)
+    static void CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data);
     // JavaScript thread.
     static void CallJsQueryNavigationInfo(napi_env env, napi_value function, void* context, void* data);
     static void CallJsReceiveNavigationCmd(napi_env env, napi_value function, void* context, void* data);

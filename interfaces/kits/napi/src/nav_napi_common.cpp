@@ -245,7 +245,8 @@ bool SetFlag(napi_env env, napi_value object, const char* name, bool flag)
 
 } // namespace
 
-napi_value SetDestLocation(napi_env env, const Location& location)
+// NOLINTNEXTLINE(performance-unnecessary-value-param): takes its Location by value
+napi_value SetDestLocation(napi_env env, Location location)
 {
     napi_value object = nullptr;
     if (!Check(env, napi_create_object(env, &object))) {

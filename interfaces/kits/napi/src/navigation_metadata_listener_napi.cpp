@@ -29,7 +29,8 @@ void NavigationMetadataListenerNapi::OnMetadataChanged(const NavigationMetadata&
     StartDelivery<JsCallbackData>(g_metadataChangedFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
-void NavigationMetadataListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data)
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the delivery's own copy
+void NavigationMetadataListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data)
 {
     NAVI_LOGI("CallThreadSafeFunc");
     if (!QueueDelivery(info, data)) {

@@ -28,7 +28,8 @@ void NavigationStatusListenerNapi::OnStatusChanged(const NavigationStatus& statu
     StartDelivery<JsCallbackData>(g_statusChangedFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
-void NavigationStatusListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data)
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the delivery's own copy
+void NavigationStatusListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data)
 {
     if (!QueueDelivery(info, data)) {
         NAVI_LOGI("acquire threadsafe function failed");

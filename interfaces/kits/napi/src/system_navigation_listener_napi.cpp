@@ -74,7 +74,8 @@ void SystemNavigationListenerNapi::OnReceiveNavigationCmd(CommandType type, AAFw
     StartDelivery<JsCallbackData>(g_receiveNavigationCmdFnInfo, std::move(data), CallThreadSafeFunc);
 }
 
-void SystemNavigationListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, const JsCallbackData& data)
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the delivery's own copy
+void SystemNavigationListenerNapi::CallThreadSafeFunc(const ThreadSafeFnInfo& info, JsCallbackData data)
 {
     if (!QueueDelivery(info, data)) {
         NAVI_LOGI("acquire threadsafe function failed");
