@@ -99,7 +99,19 @@ function outOfRange(name, range, value) {
     'ERR_OUT_OF_RANGE');
 }
 
+// A refused subscription or server reports its refusal: an 'error' event
+// where the application listens for one, else a process warning rather than
+// an uncaught exception, for it is tried again and may resume.
+function reportRefusal(emitter, error) {
+  if (emitter.listenerCount('error') > 0) {
+    emitter.emit('error', error);
+    return;
+  }
+  process.emitWarning(`${error.message} (tried again until it is allowed)`,
+    { type: 'NavInfoRefusalWarning', code: error.code });
+}
+
 module.exports = {
   RESULTS, AnswerCode, NavInfoError, AbortError, resultError, isSystemAnswer, fromModuleError,
-  invalidType, invalidValue, outOfRange,
+  invalidType, invalidValue, outOfRange, reportRefusal,
 };

@@ -18,7 +18,7 @@ const { nav, companion } = require('./bindings');
 const { LoopHold } = require('./keep_alive');
 const { recordIterator } = require('./record_iterator');
 const { onRegistrationEvent, usesEmbeddedService } = require('./connection');
-const { NavInfoError, resultError, fromModuleError } = require('./errors');
+const { NavInfoError, resultError, fromModuleError, reportRefusal } = require('./errors');
 
 const REFUSALS = new Set([1005, 1015]);
 const UNAVAILABLE = 5; // MapStatus.UNAVAILABLE
@@ -114,16 +114,8 @@ class Subscription extends EventEmitter {
     }
   }
 
-  // Without an 'error' listener a refusal is a process warning, not an
-  // uncaught exception: the subscription is tried again and may resume.
   [kRefused](error) {
-    if (this.#closed) return;
-    if (this.listenerCount('error') > 0) {
-      this.emit('error', error);
-      return;
-    }
-    process.emitWarning(`${error.message} (tried again until it is allowed)`,
-      { type: 'NavInfoRefusalWarning', code: error.code });
+    if (!this.#closed) reportRefusal(this, error);
   }
 
   [kResumed]() {

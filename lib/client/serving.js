@@ -17,7 +17,7 @@ const { LoopHold } = require('./keep_alive');
 const { checkAnswer, isPlainObject } = require('./validate');
 const { onRegistrationEvent, usesEmbeddedService } = require('./connection');
 const {
-  AnswerCode, RESULTS, NavInfoError, resultError, fromModuleError, invalidType, invalidValue,
+  AnswerCode, RESULTS, NavInfoError, resultError, fromModuleError, invalidType, invalidValue, reportRefusal,
 } = require('./errors');
 
 const REFUSALS = new Set([1005, 1015]);
@@ -118,12 +118,7 @@ class NavigationServer extends EventEmitter {
   [kRefused](error) {
     if (this.#closed) return;
     this.#refused = true;
-    if (this.listenerCount('error') > 0) {
-      this.emit('error', error);
-      return;
-    }
-    process.emitWarning(`${error.message} (tried again until it is allowed)`,
-      { type: 'NavInfoRefusalWarning', code: error.code });
+    reportRefusal(this, error);
   }
 
   [kResumed]() {
