@@ -36,9 +36,11 @@ public:
     // Another daemon claims a bundle: logged when it is one of ours.
     void OnClaim(const navinfo_bridge_Claim& claim, const SampleSender& sender);
     // A request, carried out only when its requester is the participant that
-    // wrote it: the answer goes to the requester, and a participant naming
+    // wrote it (the answer goes to the requester, and a participant naming
     // another daemon's instance and correlation id would have this daemon
-    // answer that daemon's open request in its place.
+    // answer that daemon's open request in its place) and its node the one
+    // that participant's request writer announced. The core judges it as
+    // the remote requester "node/bundle".
     void OnRequest(const navinfo_bridge_Request& request, const SampleSender& sender);
 
 private:
@@ -46,12 +48,8 @@ private:
     // daemons have asked, the one that asked longest ago is forgotten (its
     // open requests dropped, as for a local client that went) and its id reused.
     uint64_t RemoteClientId(const std::string& requester);
-    // May the remote system application act here under that name? Only when a
-    // local one could without proving its uid or token.
-    bool RemoteIdentityAllowed(const std::string& requesterBundle) const;
     void Reply(const std::string& requester, uint64_t correlation, int32_t code);
 
-    DaemonService& service_;
     const std::shared_ptr<NavInfoServiceCore> core_;
     const std::shared_ptr<DdsOutbound> outbound_;
     const std::set<std::string> exports_;
@@ -65,6 +63,7 @@ private:
     uint64_t requestCount_ = 0;
     std::set<std::string> contested_;  // "bundle\nnode" already logged
     RateLimitedCount droppedRequests_; // whose requester is not their writer's participant
+    RateLimitedCount droppedNodes_;    // whose node is not the one their writer announced
 };
 
 } // namespace OHOS::NavigationInfoService
