@@ -128,15 +128,16 @@ bool NavInfoServiceCore::Send(Dispatch dispatch)
         const void* key = listener.GetRefPtr();
         const int32_t type = dispatch.type;
         if (dynamic_cast<RequesterAwareListener*>(listener.GetRefPtr()) != nullptr) {
-            return executor_->Post(key, [listener, type, kind = dispatch.kind, requester = std::move(dispatch.requester),
-                                            params = std::move(dispatch.params), forwarder] {
-                auto* aware = dynamic_cast<RequesterAwareListener*>(listener.GetRefPtr());
-                if (kind == RequestKind::QUERY) {
-                    aware->OnQueryNavigationInfoFrom(requester, static_cast<QueryType>(type), params, forwarder);
-                } else {
-                    aware->OnReceiveNavigationCmdFrom(requester, static_cast<CommandType>(type), params, forwarder);
-                }
-            });
+            return executor_->Post(key,
+                [listener, type, kind = dispatch.kind, requester = std::move(dispatch.requester),
+                    params = std::move(dispatch.params), forwarder] {
+                    auto* aware = dynamic_cast<RequesterAwareListener*>(listener.GetRefPtr());
+                    if (kind == RequestKind::QUERY) {
+                        aware->OnQueryNavigationInfoFrom(requester, static_cast<QueryType>(type), params, forwarder);
+                    } else {
+                        aware->OnReceiveNavigationCmdFrom(requester, static_cast<CommandType>(type), params, forwarder);
+                    }
+                });
         }
         if (dispatch.kind == RequestKind::QUERY) {
             return executor_->Post(key, [listener, type, params = std::move(dispatch.params), forwarder] {

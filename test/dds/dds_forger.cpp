@@ -123,7 +123,8 @@ int main(int argc, char** argv)
         nullptr);
     dds_delete_qos(state);
     dds_delete_qos(exchange);
-    if (claimReader < 0 || claimWriter < 0 || statusWriter < 0 || requestReader < 0 || requestWriter < 0 || replyWriter < 0) {
+    if (claimReader < 0 || claimWriter < 0 || statusWriter < 0 || requestReader < 0 || requestWriter < 0 ||
+        replyWriter < 0) {
         dds_delete(participant);
         return Fail("cannot create the endpoints");
     }

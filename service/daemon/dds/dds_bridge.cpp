@@ -209,8 +209,7 @@ std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const 
         bridge->Start();
         DAEMON_LOGI("DDS bridge of node %{public}s in domain %{public}u, partition %{public}s: %{public}zu "
                     "exported, %{public}zu imported",
-            named.node.c_str(), policy.domain, policy.partition.c_str(), policy.exports.size(),
-            policy.imports.size());
+            named.node.c_str(), policy.domain, policy.partition.c_str(), policy.exports.size(), policy.imports.size());
         return bridge;
     } catch (const std::exception& e) {
         error = std::string("cannot start the DDS bridge: ") + e.what();
