@@ -130,9 +130,10 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
       assert.equal(code, 1, output);
       assert.match(output, /cannot create the endpoints/);
     }],
-    ['a third node with valid credentials cannot speak for A\'s bundle nor ask in B\'s name', async () => {
-      // Its records, replies, second claim and requests (test/dds/dds_forger.cpp), as node C.
-      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '20', 'C'],
+    ['a third node with valid credentials posing as B cannot speak for A\'s bundle nor ask in B\'s name', async () => {
+      // Its records, replies, second claim and requests (test/dds/dds_forger.cpp), with C's
+      // certificate but announcing itself as node B and naming B in its own requests.
+      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '20', 'B'],
         { env: { ...process.env, ...uriOf('C') }, stdio: ['ignore', 'pipe', 'pipe'] });
       let output = '';
       forger.stdout.on('data', (chunk) => { output += chunk; });
@@ -157,9 +158,9 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
           'no request of C reached the navigation process');
         await b.waitStderr(/dropped \d+ records not written by the daemon that claims their bundle/, 5000);
         await b.waitStderr(/dropped \d+ replies not written by the daemon the request went to/, 5000);
-        await b.waitStderr(/com\.example\.map is claimed by C too, while A serves it/, 5000);
+        await b.waitStderr(/com\.example\.map is claimed by B too, while A serves it/, 5000);
         await a.waitStderr(/dropped \d+ requests whose requester is not the daemon that sent them/, 5000);
-        await a.waitStderr(/dropped \d+ requests whose node is not the one their sender announced/, 5000);
+        await a.waitStderr(/dropped \d+ requests whose node is not the one their sender's certificate names/, 5000);
       } finally {
         forger.kill('SIGKILL');
         await nav.call('answerWith', [{ delayMs: 0 }]);

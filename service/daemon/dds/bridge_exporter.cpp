@@ -9,6 +9,7 @@
 #include "daemon_service.h"
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
+#include "node_identity.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -84,11 +85,12 @@ bool ValidName(const char* text)
 } // namespace
 
 BridgeExporter::BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound,
-    const BridgePolicy& policy, std::string node)
+    const BridgePolicy& policy, std::string node, bool secure)
     : core_(service.SharedCore()),
       outbound_(std::move(outbound)),
       exports_(policy.exports.begin(), policy.exports.end()),
       node_(std::move(node)),
+      secure_(secure),
       livelinessMs_(static_cast<uint32_t>(policy.liveliness.count()))
 {
 }
@@ -151,6 +153,15 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
         sender.announcedNode != r.requesterNode) {
         if (uint64_t due = droppedNodes_.Add(1)) {
             DAEMON_LOGW("dropped %{public}llu requests whose node is not the one their sender announced",
+                static_cast<unsigned long long>(due));
+        }
+        return;
+    }
+    // With DDS Security the participant has proven a certificate, and its
+    // GUID tells whose: it must be the node's own (node_identity.h).
+    if (secure_ && !ParticipantIsNode(sender.participant, r.requesterNode)) {
+        if (uint64_t due = droppedCertificates_.Add(1)) {
+            DAEMON_LOGW("dropped %{public}llu requests whose node is not the one their sender's certificate names",
                 static_cast<unsigned long long>(due));
         }
         return;

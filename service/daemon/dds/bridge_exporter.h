@@ -26,8 +26,10 @@ class DaemonService;
 
 class BridgeExporter {
 public:
+    // secure: DDS Security is on, so a requester's node is checked against
+    // its participant's certificate too.
     BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound, const BridgePolicy& policy,
-        std::string node);
+        std::string node, bool secure);
     // Claims and follows every exported bundle.
     void Start();
     // Writes the claims again: a daemon that lost sight of this one (its
@@ -39,8 +41,9 @@ public:
     // wrote it (the answer goes to the requester, and a participant naming
     // another daemon's instance and correlation id would have this daemon
     // answer that daemon's open request in its place) and its node the one
-    // that participant's request writer announced. The core judges it as
-    // the remote requester "node/bundle".
+    // that participant's request writer announced (with DDS Security: and
+    // whose certificate that participant holds). The core judges it as the
+    // remote requester "node/bundle".
     void OnRequest(const navinfo_bridge_Request& request, const SampleSender& sender);
 
 private:
@@ -54,6 +57,7 @@ private:
     const std::shared_ptr<DdsOutbound> outbound_;
     const std::set<std::string> exports_;
     const std::string node_;
+    const bool secure_;
     const uint32_t livelinessMs_;
     struct RemoteClient {
         uint64_t clientId = 0;
@@ -61,9 +65,10 @@ private:
     };
     std::map<std::string, RemoteClient> remoteClients_; // by requester instance
     uint64_t requestCount_ = 0;
-    std::set<std::string> contested_;  // "bundle\nnode" already logged
-    RateLimitedCount droppedRequests_; // whose requester is not their writer's participant
-    RateLimitedCount droppedNodes_;    // whose node is not the one their writer announced
+    std::set<std::string> contested_;      // "bundle\nnode" already logged
+    RateLimitedCount droppedRequests_;     // whose requester is not their writer's participant
+    RateLimitedCount droppedNodes_;        // whose node is not the one their writer announced
+    RateLimitedCount droppedCertificates_; // whose node's certificate their writer's participant does not hold
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -58,11 +58,11 @@ size_t TakeEach(dds_entity_t reader, Handle&& handle)
 
 class DdsBridge : public NetworkBridge {
 public:
-    DdsBridge(DaemonService& service, const BridgePolicy& policy, DdsEntities entities)
+    DdsBridge(DaemonService& service, const BridgePolicy& policy, DdsEntities entities, bool secure)
         : policy_(policy),
           entities_(std::move(entities)),
           outbound_(std::make_shared<DdsOutbound>(entities_)),
-          exporter_(service, outbound_, policy, policy.node),
+          exporter_(service, outbound_, policy, policy.node, secure),
           importer_(std::make_shared<BridgeImporter>(service.SharedCore(), outbound_, policy, policy.node,
               service.Config().requestTimeout))
     {
@@ -185,7 +185,8 @@ std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const 
 {
     // Secure by default: without DDS Security anybody on the vehicle network
     // reads the records and may claim a bundle first.
-    if (!CycloneConfigHasSecurity(std::getenv("CYCLONEDDS_URI"))) {
+    const bool secure = CycloneConfigHasSecurity(std::getenv("CYCLONEDDS_URI"));
+    if (!secure) {
         if (!policy.insecure) {
             error = "the DDS bridge needs DDS Security, and the Cyclone configuration (CYCLONEDDS_URI) has no "
                     "Security element: make one per node with `navinfo-dds-security init` and set CYCLONEDDS_URI to "
@@ -205,7 +206,7 @@ std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const 
         return nullptr;
     }
     try {
-        auto bridge = std::make_unique<DdsBridge>(service, named, std::move(entities));
+        auto bridge = std::make_unique<DdsBridge>(service, named, std::move(entities), secure);
         bridge->Start();
         DAEMON_LOGI("DDS bridge of node %{public}s in domain %{public}u, partition %{public}s: %{public}zu "
                     "exported, %{public}zu imported",
