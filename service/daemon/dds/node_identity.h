@@ -1,7 +1,7 @@
 // With DDS Security, a participant's GUID is not its own choice: its first 48
 // bits are a 1 bit and the first 47 bits of the SHA-256 of its identity
-// certificate's subject (DER), and authentication refuses a participant whose
-// GUID does not fit the certificate it proves. navinfo-dds-security init gives
+// certificate's subject (DER), which DDS Security's authentication holds a
+// remote participant to (docs/dds-bridge.md). navinfo-dds-security init gives
 // each node the subject O=navinfo, CN=<node>, so the GUID of a participant
 // tells whether it holds the certificate of a given node name.
 #ifndef SERVICE_DAEMON_DDS_NODE_IDENTITY_H
