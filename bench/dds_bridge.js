@@ -67,9 +67,9 @@ async function ddsperfRoundTripNs(domain, env) {
 
     const floorNs = await ddsperfRoundTripNs(domain + 1, env);
 
-    const startDaemon = async (name, bundles, bridge) => {
+    const startDaemon = async (name, bundles, bridge, remoteRequesters = {}) => {
       const policy = path.join(dir, `${name}.json`);
-      fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles,
+      fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles, remoteRequesters,
         bridge: { domain, partition: 'bench', node: name, insecure: true, ...bridge } }));
       const socket = path.join(dir, `${name}.sock`);
       const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'), ['--socket', socket, '--policy', policy],
@@ -78,8 +78,9 @@ async function ddsperfRoundTripNs(domain, env) {
       await waitForLine(daemon, /listening on/);
       return socket;
     };
-    const socketA = await startDaemon('A', { [MAP]: { navigationPermission: true },
-      'navinfo-service.bridge': { systemApp: true, navigationPermission: true } }, { export: [MAP] });
+    // B's system application asks A as "B/<its bundle>".
+    const socketA = await startDaemon('A', { [MAP]: { navigationPermission: true } }, { export: [MAP] },
+      { [`B/${DASH}`]: { systemApp: true, navigationPermission: true } });
     const socketB = await startDaemon('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
       [DASH]: { systemApp: true, navigationPermission: true } }, { import: [MAP] });
 

@@ -8,11 +8,15 @@
 //    open correlation id ({0, "HIJACKED"});
 //  - a request in the requester's name with the same correlation id, a
 //    command (goHome, params {forged: true}), so that the exporter, were it to
-//    believe the name, would answer the requester's open query with it.
+//    believe the name, would answer the requester's open query with it;
+//  - a request of its own (its own instance, so that the answer would come
+//    to it) naming the requester's node and system application, the same
+//    command: its request writer announces NODE, not the node it names;
+//  - a second claim of the bundle, as NODE.
 // It prints "ready" once its writers are matched with the daemons' readers
 // (the importer's for records and replies, the exporter's for requests).
 //
-// Usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS
+// Usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS [NODE]
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -50,6 +54,17 @@ dds_qos_t* Qos(bool state)
     return qos;
 }
 
+std::string Hex(const dds_guid_t& guid)
+{
+    static const char digits[] = "0123456789abcdef";
+    std::string out;
+    for (uint8_t byte : guid.v) {
+        out += digits[byte >> 4];
+        out += digits[byte & 0xf];
+    }
+    return out;
+}
+
 uint32_t Matched(dds_entity_t writer)
 {
     dds_publication_matched_status_t status{};
@@ -67,9 +82,10 @@ int Fail(const char* what)
 
 int main(int argc, char** argv)
 {
-    if (argc != 5) {
-        return Fail("usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS");
+    if (argc != 5 && argc != 6) {
+        return Fail("usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS [NODE]");
     }
+    const std::string node = argc == 6 ? argv[5] : "forger";
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(std::atoi(argv[4]));
     const std::string bundle = argv[3];
     dds_entity_t participant = dds_create_participant(static_cast<dds_domainid_t>(std::atoi(argv[1])), nullptr,
@@ -77,6 +93,11 @@ int main(int argc, char** argv)
     if (participant < 0) {
         return Fail("cannot join the domain");
     }
+    dds_guid_t guid;
+    if (dds_get_guid(participant, &guid) != DDS_RETCODE_OK) {
+        return Fail("no participant id");
+    }
+    const std::string instance = Hex(guid);
     dds_qos_t* partition = dds_create_qos();
     dds_qset_partition1(partition, argv[2]);
     dds_entity_t publisher = dds_create_publisher(participant, partition, nullptr);
@@ -84,20 +105,26 @@ int main(int argc, char** argv)
     dds_delete_qos(partition);
     dds_qos_t* state = Qos(true);
     dds_qos_t* exchange = Qos(false);
-    dds_entity_t claimReader = dds_create_reader(subscriber,
-        dds_create_topic(participant, &navinfo_bridge_Claim_desc, "navinfo_Claim", nullptr, nullptr), state, nullptr);
+    dds_entity_t claimTopic = dds_create_topic(participant, &navinfo_bridge_Claim_desc, "navinfo_Claim", nullptr,
+        nullptr);
+    dds_entity_t claimReader = dds_create_reader(subscriber, claimTopic, state, nullptr);
+    dds_entity_t claimWriter = dds_create_writer(publisher, claimTopic, state, nullptr);
     dds_entity_t statusWriter = dds_create_writer(publisher,
         dds_create_topic(participant, &navinfo_bridge_Record_desc, "navinfo_Status", nullptr, nullptr), state, nullptr);
     dds_entity_t requestTopic = dds_create_topic(participant, &navinfo_bridge_Request_desc, "navinfo_Request", nullptr,
         nullptr);
     dds_entity_t requestReader = dds_create_reader(subscriber, requestTopic, exchange, nullptr);
-    dds_entity_t requestWriter = dds_create_writer(publisher, requestTopic, exchange, nullptr);
+    dds_qos_t* announcing = Qos(false);
+    dds_qset_userdata(announcing, node.data(), node.size()); // as a daemon announces its node
+    dds_entity_t requestWriter = dds_create_writer(publisher, requestTopic, announcing, nullptr);
+    dds_delete_qos(announcing);
     dds_entity_t replyWriter = dds_create_writer(publisher,
         dds_create_topic(participant, &navinfo_bridge_Reply_desc, "navinfo_Reply", nullptr, nullptr), exchange,
         nullptr);
     dds_delete_qos(state);
     dds_delete_qos(exchange);
-    if (claimReader < 0 || statusWriter < 0 || requestReader < 0 || requestWriter < 0 || replyWriter < 0) {
+    if (claimReader < 0 || claimWriter < 0 || statusWriter < 0 || requestReader < 0 || requestWriter < 0 ||
+        replyWriter < 0) {
         dds_delete(participant);
         return Fail("cannot create the endpoints");
     }
@@ -143,6 +170,8 @@ int main(int argc, char** argv)
         if (ready) {
             navinfo_bridge_Record sample{Text(bundle), Text(claimant), Octets(record)};
             dds_write(statusWriter, &sample);
+            navinfo_bridge_Claim claim{Text(bundle), Text(node), Text(instance), 2000};
+            dds_write(claimWriter, &claim);
         }
         n = dds_take(requestReader, samples, infos, 16, 16);
         for (dds_return_t i = 0; i < n; ++i) {
@@ -156,6 +185,8 @@ int main(int argc, char** argv)
             command.kind = 1;
             command.type = CommandType::GO_HOME;
             command.params = Octets(commandParams);
+            dds_write(requestWriter, &command);
+            command.requester = Text(instance); // its own, with the requester's node and bundle
             dds_write(requestWriter, &command);
         }
         if (n > 0) {

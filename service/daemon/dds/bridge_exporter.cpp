@@ -9,6 +9,7 @@
 #include "daemon_service.h"
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
+#include "node_identity.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -84,12 +85,12 @@ bool ValidName(const char* text)
 } // namespace
 
 BridgeExporter::BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound,
-    const BridgePolicy& policy, std::string node)
-    : service_(service),
-      core_(service.SharedCore()),
+    const BridgePolicy& policy, std::string node, bool secure)
+    : core_(service.SharedCore()),
       outbound_(std::move(outbound)),
       exports_(policy.exports.begin(), policy.exports.end()),
       node_(std::move(node)),
+      secure_(secure),
       livelinessMs_(static_cast<uint32_t>(policy.liveliness.count()))
 {
 }
@@ -145,6 +146,26 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
         }
         return;
     }
+    // The node a request names must be the one its writer announced: a
+    // participant cannot ask in another daemon's node name through its own
+    // writer unless it announces that name too (see docs/dds-bridge.md).
+    if (!ValidName(r.requesterNode) || std::strchr(r.requesterNode, '/') != nullptr ||
+        sender.announcedNode != r.requesterNode) {
+        if (uint64_t due = droppedNodes_.Add(1)) {
+            DAEMON_LOGW("dropped %{public}llu requests whose node is not the one their sender announced",
+                static_cast<unsigned long long>(due));
+        }
+        return;
+    }
+    // With DDS Security the participant has proven a certificate, and its
+    // GUID tells whose: it must be the node's own (node_identity.h).
+    if (secure_ && !ParticipantIsNode(sender.participant, r.requesterNode)) {
+        if (uint64_t due = droppedCertificates_.Add(1)) {
+            DAEMON_LOGW("dropped %{public}llu requests whose node is not the one their sender's certificate names",
+                static_cast<unsigned long long>(due));
+        }
+        return;
+    }
     if (!ValidName(r.bundle) || exports_.count(r.bundle) == 0 || !ValidName(r.requesterBundle)) {
         Reply(r.requester, r.correlation, NAV_INFO_ERR_NOT_FOUND);
         return;
@@ -154,11 +175,9 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
         Reply(r.requester, r.correlation, NAV_INFO_ERR_INVALID_PARAM);
         return;
     }
-    if (!RemoteIdentityAllowed(r.requesterBundle)) {
-        Reply(r.requester, r.correlation, NAV_INFO_ERR_NO_PERMISSION);
-        return;
-    }
-    CallerInfo caller{r.requesterBundle, 0, 0, RemoteClientId(r.requester)};
+    // Judged by the policy's remoteRequesters rule of "node/bundle" in the
+    // core, which refuses it with the code a local requester would get.
+    CallerInfo caller{std::string(r.requesterNode) + "/" + r.requesterBundle, 0, 0, RemoteClientId(r.requester), true};
     sptr<IMapCallback> answer = new ReplyWriter(outbound_, r.requester, r.correlation);
     int32_t result = r.kind == 0
         ? core_->QueryNavigationInfo(caller, r.bundle, static_cast<QueryType>(r.type), std::move(params), answer)
@@ -190,19 +209,6 @@ uint64_t BridgeExporter::RemoteClientId(const std::string& requester)
     }
     remoteClients_.emplace(requester, RemoteClient{id, requestCount_});
     return id;
-}
-
-bool BridgeExporter::RemoteIdentityAllowed(const std::string& requesterBundle) const
-{
-    auto policy = service_.Policy();
-    if (policy == nullptr) {
-        return false;
-    }
-    const BundleAccess* rule = policy->FindBundle(requesterBundle);
-    if (rule == nullptr) {
-        return !policy->DefaultDeny();
-    }
-    return rule->uids.empty() && rule->token.empty();
 }
 
 void BridgeExporter::Reply(const std::string& requester, uint64_t correlation, int32_t code)

@@ -10,6 +10,7 @@
 #include "daemon_log.h"
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
+#include "requester_aware_listener.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -20,27 +21,41 @@ constexpr size_t MAX_LOGGED_REFUSALS = 1024;
 // Senders whose record of a bundle waits for its claim, per kind and bundle.
 constexpr size_t MAX_PARKED_SENDERS = 4;
 
-class RemoteNavigationListener : public SystemNavigationListener {
+// The core calls the stand-in with the requester's name (RequesterAwareListener),
+// so that the claimant's policy judges that application; the plain calls
+// come only from a core that does not know who asks, and carry no name.
+class RemoteNavigationListener : public SystemNavigationListener, public RequesterAwareListener {
 public:
     RemoteNavigationListener(std::weak_ptr<BridgeImporter> importer, std::string bundle)
         : importer_(std::move(importer)),
           bundle_(std::move(bundle))
     {
     }
+    void OnQueryNavigationInfoFrom(const std::string& requester, QueryType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) override
+    {
+        Pass(requester, 0, type, params, callback);
+    }
+    void OnReceiveNavigationCmdFrom(const std::string& requester, CommandType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) override
+    {
+        Pass(requester, 1, type, params, callback);
+    }
     void OnQueryNavigationInfo(QueryType type, AAFwk::WantParams params, sptr<IMapCallback> callback) override
     {
-        Pass(0, type, params, callback);
+        Pass({}, 0, type, params, callback);
     }
     void OnReceiveNavigationCmd(CommandType type, AAFwk::WantParams params, sptr<IMapCallback> callback) override
     {
-        Pass(1, type, params, callback);
+        Pass({}, 1, type, params, callback);
     }
 
 private:
-    void Pass(int32_t kind, int32_t type, const AAFwk::WantParams& params, const sptr<IMapCallback>& callback)
+    void Pass(const std::string& requester, int32_t kind, int32_t type, const AAFwk::WantParams& params,
+        const sptr<IMapCallback>& callback)
     {
         if (auto importer = importer_.lock()) {
-            importer->Forward(bundle_, kind, type, params, callback);
+            importer->Forward(requester, bundle_, kind, type, params, callback);
         } else if (callback != nullptr) {
             callback->Callback(
                 {NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}});
@@ -63,10 +78,11 @@ CallerInfo ImportedCaller(const std::string& bundle)
 } // namespace
 
 BridgeImporter::BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
-    const BridgePolicy& policy, std::chrono::milliseconds requestTimeout)
+    const BridgePolicy& policy, std::string node, std::chrono::milliseconds requestTimeout)
     : core_(std::move(core)),
       outbound_(std::move(outbound)),
       imports_(policy.imports.begin(), policy.imports.end()),
+      node_(std::move(node)),
       forgetAfter_(requestTimeout * 2 + std::chrono::seconds(1))
 {
 }
@@ -246,19 +262,25 @@ void BridgeImporter::Publish(RecordKind kind, const std::string& bundle, const B
     }
 }
 
-void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t type, const AAFwk::WantParams& params,
-    const sptr<IMapCallback>& callback)
+void BridgeImporter::Forward(const std::string& requester, const std::string& bundle, int32_t kind, int32_t type,
+    const AAFwk::WantParams& params, const sptr<IMapCallback>& callback)
 {
     if (callback == nullptr) {
+        return;
+    }
+    if (requester.empty()) {
+        // Nobody to name: the claimant could only judge this daemon, which it does not.
+        Answer(callback, NAV_INFO_ERR_NO_PERMISSION);
         return;
     }
     OutboundRequest request;
     request.kind = kind;
     request.type = type;
     request.bundle = bundle;
-    // The core does not tell the stand-in who asks; the other daemon judges
-    // the request as coming from the bridge of this one.
-    request.requesterBundle = BRIDGE_BUNDLE_NAME;
+    // The claimant judges the application that asked here, by this node's name and
+    // the bundle name this daemon verified for its connection.
+    request.requesterNode = node_;
+    request.requesterBundle = requester;
     if (!BridgePayload::Encode(params, request.params)) {
         Answer(callback, NAV_INFO_ERR_INVALID_PARAM);
         return;

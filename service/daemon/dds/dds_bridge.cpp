@@ -26,13 +26,17 @@ namespace {
 constexpr size_t TAKE_BATCH = 64;
 constexpr std::chrono::milliseconds SWEEP_PERIOD{100};
 
+// The node name of a policy that names none. '/' separates node and bundle
+// in the other daemons' remoteRequesters, so it never appears in one.
 std::string HostName()
 {
     char name[256] = {};
     if (gethostname(name, sizeof(name) - 1) != 0 || name[0] == '\0') {
         return "unnamed";
     }
-    return name;
+    std::string node = name;
+    std::replace(node.begin(), node.end(), '/', '_');
+    return node;
 }
 
 // Takes up to TAKE_BATCH samples from reader and calls handle(sample, info) on each.
@@ -54,12 +58,12 @@ size_t TakeEach(dds_entity_t reader, Handle&& handle)
 
 class DdsBridge : public NetworkBridge {
 public:
-    DdsBridge(DaemonService& service, const BridgePolicy& policy, DdsEntities entities)
+    DdsBridge(DaemonService& service, const BridgePolicy& policy, DdsEntities entities, bool secure)
         : policy_(policy),
           entities_(std::move(entities)),
           outbound_(std::make_shared<DdsOutbound>(entities_)),
-          exporter_(service, outbound_, policy, policy.node.empty() ? HostName() : policy.node),
-          importer_(std::make_shared<BridgeImporter>(service.SharedCore(), outbound_, policy,
+          exporter_(service, outbound_, policy, policy.node, secure),
+          importer_(std::make_shared<BridgeImporter>(service.SharedCore(), outbound_, policy, policy.node,
               service.Config().requestTimeout))
     {
     }
@@ -181,7 +185,8 @@ std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const 
 {
     // Secure by default: without DDS Security anybody on the vehicle network
     // reads the records and may claim a bundle first.
-    if (!CycloneConfigHasSecurity(std::getenv("CYCLONEDDS_URI"))) {
+    const bool secure = CycloneConfigHasSecurity(std::getenv("CYCLONEDDS_URI"));
+    if (!secure) {
         if (!policy.insecure) {
             error = "the DDS bridge needs DDS Security, and the Cyclone configuration (CYCLONEDDS_URI) has no "
                     "Security element: make one per node with `navinfo-dds-security init` and set CYCLONEDDS_URI to "
@@ -192,16 +197,20 @@ std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const 
         DAEMON_LOGW("the DDS bridge runs without DDS Security (\"insecure\": true in the policy): anybody on the "
                     "network can read its records and claim its bundles first");
     }
+    BridgePolicy named = policy;
+    if (named.node.empty()) {
+        named.node = HostName();
+    }
     DdsEntities entities;
-    if (!CreateDdsEntities(policy, entities, error)) {
+    if (!CreateDdsEntities(named, entities, error)) {
         return nullptr;
     }
     try {
-        auto bridge = std::make_unique<DdsBridge>(service, policy, std::move(entities));
+        auto bridge = std::make_unique<DdsBridge>(service, named, std::move(entities), secure);
         bridge->Start();
-        DAEMON_LOGI("DDS bridge in domain %{public}u, partition %{public}s: %{public}zu exported, %{public}zu "
-                    "imported",
-            policy.domain, policy.partition.c_str(), policy.exports.size(), policy.imports.size());
+        DAEMON_LOGI("DDS bridge of node %{public}s in domain %{public}u, partition %{public}s: %{public}zu "
+                    "exported, %{public}zu imported",
+            named.node.c_str(), policy.domain, policy.partition.c_str(), policy.exports.size(), policy.imports.size());
         return bridge;
     } catch (const std::exception& e) {
         error = std::string("cannot start the DDS bridge: ") + e.what();

@@ -179,6 +179,10 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
         }
         if (t.write) {
             QosPtr qos = t.state ? StateQos(policy, false, t.claims) : ExchangeQos();
+            if (t.writer == &e.requestWriter) {
+                // The node this daemon's requests name, announced once with the writer (see SampleSender).
+                dds_qset_userdata(qos.get(), policy.node.data(), policy.node.size());
+            }
             *t.writer = dds_create_writer(publisher, topic, qos.get(), nullptr);
             if (*t.writer < 0) {
                 dds_return_t code = *t.writer;
