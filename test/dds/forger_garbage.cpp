@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -69,11 +70,19 @@ struct OversizedRecordType {
     // index) still holds.
     static std::vector<uint32_t> MakeOps()
     {
-        return {DDS_OP_ADR | DDS_OP_FLAG_KEY | DDS_OP_FLAG_MU | DDS_OP_TYPE_STR,
-            offsetof(navinfo_bridge_Record, bundle), DDS_OP_ADR | DDS_OP_TYPE_STR,
-            offsetof(navinfo_bridge_Record, instance), DDS_OP_ADR | DDS_OP_TYPE_BSQ | DDS_OP_SUBTYPE_1BY,
+        // The opcodes are of several enum types; the ops are their bits or'ed.
+        const auto op = [](std::initializer_list<uint32_t> parts) {
+            uint32_t word = 0;
+            for (uint32_t part : parts) {
+                word |= part;
+            }
+            return word;
+        };
+        return {op({DDS_OP_ADR, DDS_OP_FLAG_KEY, DDS_OP_FLAG_MU, DDS_OP_TYPE_STR}),
+            offsetof(navinfo_bridge_Record, bundle), op({DDS_OP_ADR, DDS_OP_TYPE_STR}),
+            offsetof(navinfo_bridge_Record, instance), op({DDS_OP_ADR, DDS_OP_TYPE_BSQ, DDS_OP_SUBTYPE_1BY}),
             offsetof(navinfo_bridge_Record, payload), static_cast<uint32_t>(OVERSIZED_BYTES), DDS_OP_RTS,
-            DDS_OP_KOF | 1, 0u};
+            op({DDS_OP_KOF, 1}), 0u};
     }
     static dds_topic_descriptor_t MakeDescriptor(const std::vector<uint32_t>& ops)
     {

@@ -204,7 +204,9 @@ std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const 
     // samples are carved out of the heap and a flood of them leaves the heap
     // that large for good; a fixed threshold keeps every block of this size
     // in a mapping of its own, given back to the system when freed.
-    mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK_BYTES);
+    // glibc marks mallopt unsafe for its first-use setup (long done) and for
+    // concurrent mallopt calls (the daemon makes no other).
+    mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK_BYTES); // NOLINT(concurrency-mt-unsafe)
     DdsEntities entities;
     if (!CreateDdsEntities(policy, entities, error)) {
         return nullptr;
