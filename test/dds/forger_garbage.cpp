@@ -164,8 +164,11 @@ int RunGarbage(const char* domain, const char* partition, const std::string& bun
         if (n > 0) {
             dds_return_loan(claimReader, samples, n);
         }
-        // Half of them name the bundle the daemons bridge, half a new one each time.
-        const std::string name = round % 2 == 0 ? bundle : "garbage." + random.Hex(12);
+        // Half of them name the bundle the daemons bridge, the others a new one
+        // each time, one in four of those longer than any bundle name.
+        const std::string name = round % 2 == 0 ? bundle
+            : round % 4 == 1                    ? "garbage." + random.Hex(12)
+                                                : std::string(1000, 'g');
         const std::string instance = round % 3 == 0 ? claimant : random.Hex(32);
         random.Stir(bytes);
         navinfo_bridge_Record record{Text(name), Text(instance), Octets(bytes)};

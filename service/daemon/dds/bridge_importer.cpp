@@ -211,8 +211,12 @@ void BridgeImporter::OnClaimEnded(const navinfo_bridge_Claim& key, const SampleS
 
 void BridgeImporter::OnRecord(RecordKind kind, const navinfo_bridge_Record& record, const SampleSender& sender)
 {
-    if (!Bounded(record.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(record.bundle) == 0) {
+    if (!Bounded(record.bundle, MAX_BUNDLE_NAME_LENGTH)) {
+        CountDropped(malformedNames_, 1, "records without a valid bundle name");
         return;
+    }
+    if (imports_.count(record.bundle) == 0) {
+        return; // a bundle other daemons bridge, not this one
     }
     const std::string bundle = record.bundle;
     BridgePayload::Bytes payload(record.payload._buffer, record.payload._buffer + record.payload._length);
@@ -376,6 +380,7 @@ void BridgeImporter::Sweep()
     CountDropped(droppedReplies_, 0, "replies not written by the daemon the request went to");
     CountDropped(droppedClaimEnds_, 0, "claims ended by a writer other than the claimant's");
     CountDropped(malformedReplies_, 0, "malformed replies (answered 1002)");
+    CountDropped(malformedNames_, 0, "records without a valid bundle name");
     CountDropped(refusedClaimsUnlogged_, 0, "second claims of imported bundles from further participants");
     if (uint64_t due = refusedRecords_.Add(0)) {
         DAEMON_LOGW("%{public}llu records of imported bundles were refused", static_cast<unsigned long long>(due));

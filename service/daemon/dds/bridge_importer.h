@@ -118,6 +118,7 @@ private:
     RateLimitedCount droppedReplies_;        // not from the claimant the request went to
     RateLimitedCount droppedClaimEnds_;      // a claim disposed of by another writer than the claimant's
     RateLimitedCount malformedReplies_;      // from the claimant, but not a reply
+    RateLimitedCount malformedNames_;        // records whose bundle name is empty or too long
     RateLimitedCount refusedRecords_;        // from the claimant, refused by the core
     RateLimitedCount refusedClaimsUnlogged_; // second claims beyond those logged by name
 };
