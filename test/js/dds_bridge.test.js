@@ -196,6 +196,71 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     for (const [name, row] of rows) test(name, row);
   });
 
+  // The same third participant claiming the bundle itself, and flooding every
+  // topic with garbage (random 1 MiB payloads, oversized samples, random names):
+  // nothing of it reaches B's follower or system application, A's records and
+  // answers keep flowing, and neither daemon writes a log line per sample.
+  describe('a third DDS participant claiming the bundle or flooding garbage', () => {
+    const foreign = (since) => sys.events.slice(since).filter((e) => e.event === 'status' &&
+      (e.status.routeIndex === 999999 || e.status.customData === 'FORGED-BY-THIRD-PARTY'));
+    async function runForger(mode, seconds, started) {
+      const child = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP,
+        String(seconds), mode], { env: { ...process.env, ...env }, stdio: ['ignore', 'pipe', 'inherit'] });
+      forger = child;
+      let output = '';
+      const exited = new Promise((resolve) => child.once('exit', resolve));
+      await withDeadline(new Promise((resolve, reject) => {
+        child.stdout.on('data', (chunk) => { output += chunk; if (started.test(output)) resolve(); });
+        exited.then((code) => reject(new Error(`the forger exited ${code}: ${output}`)));
+      }), `the forger (${mode}) started`, 15000);
+      return { exited, output: () => output };
+    }
+    // A's records and answers while the forger runs.
+    async function realTrafficFlows(mark) {
+      await eventually(async () => {
+        await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+        return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+      }, `A's status ${mark} reaches B while the forger runs`, 15000);
+      const answer = await sys.call('query', [MAP, 'navigationStatus', { mark }], 10000);
+      assert.deepEqual(answer.value,
+        { code: 0, message: 'ok:navigationStatus', data: { type: 'navigationStatus', params: { mark } } });
+    }
+    const lines = (daemon, from) => daemon.stderr().slice(from).split('\n').filter(Boolean);
+    before(async () => {
+      assert.equal((await sys.call('followStatus', [MAP])).ok, true);
+    });
+
+    const rows = [
+      ['a second claim: refused and logged by B; its records never reach B\'s follower; A still serves', async () => {
+        const since = sys.events.length;
+        const run = await runForger('claim', 4, /ready/);
+        await b.waitStderr(/com\.example\.map is claimed by FORGER too, while A serves it/, 10000);
+        await realTrafficFlows(5151);
+        assert.equal(await run.exited, 0, run.output());
+        assert.deepEqual(foreign(since), [], 'no record of the second claimant delivered');
+        await b.waitStderr(/dropped \d+ records not written by the daemon that claims their bundle/, 5000);
+      }],
+      ['garbage on every topic: nothing delivered, A still serves, a few log lines a second at most', async () => {
+        const since = sys.events.length;
+        const [fromA, fromB] = [a.stderr().length, b.stderr().length];
+        const seconds = 4;
+        const run = await runForger('garbage', seconds, /flooding/);
+        await realTrafficFlows(6161);
+        assert.equal(await run.exited, 0, run.output());
+        assert.match(run.output(), /"written":[1-9]/);
+        await realTrafficFlows(6162);
+        assert.deepEqual(foreign(since), []);
+        assert.equal(sys.events.slice(since).filter((e) => e.event === 'status' && e.status.status !== 1).length, 0);
+        // Each kind of refusal is one line a second with its count; a line per sample would be hundreds.
+        for (const [name, daemon, from] of [['A', a, fromA], ['B', b, fromB]]) {
+          const written = lines(daemon, from);
+          assert.ok(written.length <= 8 * (seconds + 2), `${name} wrote ${written.length} lines:\n${written.join('\n')}`);
+        }
+      }],
+    ];
+    for (const [name, row] of rows) test(name, row);
+  });
+
   test('1002 while nobody serves an imported bundle, 1003 for one that is not imported', async () => {
     assert.deepEqual((await sys.call('query', [AWAY, 'navigationStatus', {}])).value,
       { code: 1002, message: 'Service unavailable', data: {} });

@@ -133,7 +133,7 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
     ['a third node with valid credentials posing as B cannot speak for A\'s bundle nor ask in B\'s name', async () => {
       // Its records, replies, second claim and requests (test/dds/dds_forger.cpp), with C's
       // certificate but announcing itself as node B and naming B in its own requests.
-      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '20', 'B'],
+      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '20', 'forge', 'B'],
         { env: { ...process.env, ...uriOf('C') }, stdio: ['ignore', 'pipe', 'pipe'] });
       let output = '';
       forger.stdout.on('data', (chunk) => { output += chunk; });
@@ -174,6 +174,41 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
     }],
   ];
   for (const [name, row] of rows) test(name, row);
+
+  // The forger's other modes without credentials: claiming the bundle itself
+  // (it waits to be matched, and never is), and garbage on every topic
+  // (written blind). Neither daemon sees any of it, so neither logs it.
+  const uncredentialed = [
+    ['claim', 1, /never matched both daemons/],
+    ['garbage', 0, /"written":[1-9]/],
+  ];
+  for (const [mode, exitCode, output] of uncredentialed) {
+    test(`a third participant without credentials (${mode}): nothing of it reaches either daemon`, async () => {
+      const plain = tmp.file('plain.xml');
+      fs.writeFileSync(plain, LOOPBACK);
+      assert.equal((await sys.call('followStatus', [MAP])).ok, true);
+      const since = sys.events.length;
+      const [fromA, fromB] = [a.stderr().length, b.stderr().length];
+      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '4', mode],
+        { env: { ...process.env, CYCLONEDDS_URI: `file://${plain}` }, stdio: ['ignore', 'pipe', 'pipe'] });
+      let text = '';
+      forger.stdout.on('data', (chunk) => { text += chunk; });
+      forger.stderr.on('data', (chunk) => { text += chunk; });
+      const mark = 7000 + exitCode;
+      await eventually(async () => {
+        await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+        return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+      }, 'A\'s status reaches B while the forger runs');
+      assert.equal((await sys.call('query', [MAP, 'navigationStatus', {}], 10000)).value.code, 0);
+      const code = await withDeadline(new Promise((resolve) => forger.once('exit', resolve)), 'the forger ends', 15000);
+      assert.equal(code, exitCode, text);
+      assert.match(text, output);
+      assert.deepEqual(sys.events.slice(since).filter((e) => e.event === 'status' && e.status.routeIndex !== mark), []);
+      for (const logged of [a.stderr().slice(fromA), b.stderr().slice(fromB)]) {
+        assert.doesNotMatch(logged, /FORGER|dropped|oversize|deserialization/);
+      }
+    });
+  }
 });
 
 describe('navinfo-dds-security init refuses what it cannot make', () => {

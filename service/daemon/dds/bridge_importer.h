@@ -117,12 +117,17 @@ private:
     // Records that came before their claim, by kind and bundle, the latest of
     // each sender (a few at most): the claimant's is published once it claims.
     std::map<std::pair<int, std::string>, std::map<std::string, BridgePayload::Bytes>> parked_;
+    size_t parkedBytes_ = 0;                        // of all the payloads in parked_
     std::unordered_map<uint64_t, Pending> pending_; // by correlation id
     uint64_t nextCorrelation_ = 1;
 
-    RateLimitedCount droppedRecords_;   // not from their bundle's claimant
-    RateLimitedCount droppedReplies_;   // not from the claimant the request went to
-    RateLimitedCount droppedClaimEnds_; // a claim disposed of by another writer than the claimant's
+    RateLimitedCount droppedRecords_;        // not from their bundle's claimant
+    RateLimitedCount droppedReplies_;        // not from the claimant the request went to
+    RateLimitedCount droppedClaimEnds_;      // a claim disposed of by another writer than the claimant's
+    RateLimitedCount malformedReplies_;      // from the claimant, but not a reply
+    RateLimitedCount malformedNames_;        // records whose bundle name is empty or too long
+    RateLimitedCount refusedRecords_;        // from the claimant, refused by the core
+    RateLimitedCount refusedClaimsUnlogged_; // second claims beyond those logged by name
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -1,5 +1,6 @@
 // The DDS bridge: its entities, its exporting and importing halves, and one
 // thread that waits on every reader and hands each sample to its half.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 
 #include "bridge_exporter.h"
 #include "bridge_importer.h"
+#include "cyclone_log.h"
 #include "cyclone_security.h"
 #include "daemon_log.h"
 #include "daemon_service.h"
@@ -25,6 +27,8 @@ namespace {
 // Samples taken from one reader per wake-up, so that no topic starves the others.
 constexpr size_t TAKE_BATCH = 64;
 constexpr std::chrono::milliseconds SWEEP_PERIOD{100};
+// Blocks from this size on are mapped on their own (see StartNetworkBridge).
+constexpr int LARGE_BLOCK_BYTES = 256 * 1024;
 
 // The node name of a policy that names none. '/' separates node and bundle
 // in the other daemons' remoteRequesters, so it never appears in one.
@@ -108,6 +112,8 @@ private:
             }
             if (now >= nextSweep) {
                 importer_->Sweep();
+                exporter_.Sweep();
+                cycloneLog_.Flush();
                 nextSweep = now + SWEEP_PERIOD;
             }
         }
@@ -158,6 +164,7 @@ private:
         return taken;
     }
 
+    CycloneLog cycloneLog_; // first made, last gone: Cyclone's messages while the entities exist
     const BridgePolicy policy_;
     DdsEntities entities_;
     const std::shared_ptr<DdsOutbound> outbound_;
@@ -201,6 +208,14 @@ std::unique_ptr<NetworkBridge> StartNetworkBridge(DaemonService& service, const 
     if (named.node.empty()) {
         named.node = HostName();
     }
+    // Samples from the network are up to a megabyte each. glibc raises its
+    // mmap threshold to the size of the largest block freed, after which such
+    // samples are carved out of the heap and a flood of them leaves the heap
+    // that large for good; a fixed threshold keeps every block of this size
+    // in a mapping of its own, given back to the system when freed.
+    // glibc marks mallopt unsafe for its first-use setup (long done) and for
+    // concurrent mallopt calls (the daemon makes no other).
+    mallopt(M_MMAP_THRESHOLD, LARGE_BLOCK_BYTES); // NOLINT(concurrency-mt-unsafe)
     DdsEntities entities;
     if (!CreateDdsEntities(named, entities, error)) {
         return nullptr;

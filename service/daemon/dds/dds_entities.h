@@ -18,6 +18,7 @@
 namespace OHOS::NavigationInfoService {
 
 struct DdsEntities {
+    dds_entity_t domain = 0; // made with the bridge's limits (cyclone_limits.h)
     dds_entity_t participant = 0;
     dds_entity_t claimWriter = 0, claimReader = 0;
     dds_entity_t statusWriter = 0, statusReader = 0;
