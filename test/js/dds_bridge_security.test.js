@@ -187,6 +187,8 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
       const plain = tmp.file('plain.xml');
       fs.writeFileSync(plain, LOOPBACK);
       assert.equal((await sys.call('followStatus', [MAP])).ok, true);
+      // Drops of the rows before are counted and logged up to a second later.
+      await new Promise((resolve) => setTimeout(resolve, 1500));
       const since = sys.events.length;
       const [fromA, fromB] = [a.stderr().length, b.stderr().length];
       const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '4', mode],
