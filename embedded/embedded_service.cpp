@@ -15,10 +15,6 @@ CoreOptions EmbeddedCoreOptions()
 {
     CoreOptions options;
     options.executor = IpcThreads();
-    // The requesters here are this process's own callbacks, which only queue
-    // the answer for their JavaScript thread: an answer needs no IPC thread
-    // of its own on the way.
-    options.answerOnCompletingThread = true;
     PolicyLoadResult policy = PolicyFromEnvironment();
     options.policy = std::move(policy.policy);
     options.goneRetention = policy.goneRetention;

@@ -93,13 +93,6 @@ struct CoreOptions {
     // The clock of the retention; null: std::chrono::steady_clock::now.
     // Tests set their own.
     std::function<std::chrono::steady_clock::time_point()> clock;
-    // Answers (the navigation application's, and those the core gives itself:
-    // time-outs, a listener's end) reach the requester's callback on the
-    // thread that completed the request, not through the executor: one
-    // thread hand-over less per request. Only for callbacks that never block
-    // (the embedded service's, which queue the answer for their own thread);
-    // a callback that writes to a socket needs the executor.
-    bool answerOnCompletingThread = false;
     // For tests: called by InspectService after it let go of the lock and
     // before it copies the records it took, so that a test can make calls
     // while a snapshot is being copied.
@@ -347,12 +340,10 @@ private:
     bool Send(Dispatch dispatch);
     // mutex_ held: takes every request sent to that registration, answering each NOT_FOUND.
     void TakeRequestsOfRegistrationLocked(uint64_t registrationId, std::vector<Answer>& answers);
-    // Without mutex_: posts each answer to its callback (or, with
-    // answerOnCompletingThread, calls it).
+    // Without mutex_: posts each answer to its callback.
     void DeliverAnswers(std::vector<Answer>& answers);
 
     const std::shared_ptr<Executor> executor_;
-    const bool answerOnCompletingThread_;
     const size_t maxOutstandingPerClient_;
     const size_t followerOutboxCapacity_;
     const NotificationLimits limits_;

@@ -69,7 +69,6 @@ std::shared_ptr<NavInfoServiceCore> NavInfoServiceCore::Create(CoreOptions optio
 
 NavInfoServiceCore::NavInfoServiceCore(Passkey, CoreOptions options)
     : executor_(std::move(options.executor)),
-      answerOnCompletingThread_(options.answerOnCompletingThread),
       maxOutstandingPerClient_(options.maxOutstandingPerClient),
       followerOutboxCapacity_(options.followerOutboxCapacity),
       limits_(std::move(options.limits)),

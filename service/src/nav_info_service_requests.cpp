@@ -268,18 +268,6 @@ void NavInfoServiceCore::DeliverAnswers(std::vector<Answer>& answers)
 {
     for (auto& answer : answers) {
         sptr<IMapCallback> callback = std::move(answer.callback);
-        if (answerOnCompletingThread_) {
-            // The completing thread may be a JavaScript thread inside a
-            // Node-API callback: nothing a callback throws may leave here.
-            try {
-                callback->Callback(std::move(answer.data));
-            } catch (const std::exception& e) {
-                SERVICE_LOGE("an answer's callback failed: %{public}s", e.what());
-            } catch (...) {
-                SERVICE_LOGE("an answer's callback failed");
-            }
-            continue;
-        }
         const void* key = callback.GetRefPtr();
         bool posted = false;
         try {

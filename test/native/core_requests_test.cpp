@@ -20,14 +20,13 @@ class CoreRequestTest : public ::testing::Test {
 protected:
     void SetUp() override { Build(); }
     void Build(size_t maxOutstanding = DEFAULT_MAX_OUTSTANDING_REQUESTS,
-        size_t maxInFlight = DEFAULT_MAX_IN_FLIGHT_PER_LISTENER, bool answerOnCompletingThread = false)
+        size_t maxInFlight = DEFAULT_MAX_IN_FLIGHT_PER_LISTENER)
     {
         CoreOptions options;
         options.executor = executor_;
         options.policy = RuleAccessPolicy::AllowAll();
         options.maxOutstandingPerClient = maxOutstanding;
         options.maxInFlightPerListener = maxInFlight;
-        options.answerOnCompletingThread = answerOnCompletingThread;
         core_ = NavInfoServiceCore::Create(options);
         listener_ = new HoldingSystemListener();
         ASSERT_EQ(core_->RegisterSystemNavigationListener(nav_, listener_), NAV_INFO_SUCCESS);
@@ -98,38 +97,6 @@ TEST_F(CoreRequestTest, OnlyUnansweredRequestsTimeOutOnceAndLateAnswersAreDroppe
     executor_->RunAll();
     EXPECT_EQ(answered->Count(), 1u);
     EXPECT_EQ(unanswered->Count(), 1u);
-    EXPECT_EQ(core_->OutstandingRequestCount(), 0u);
-}
-
-// With answerOnCompletingThread (the embedded service), every kind of answer
-// reaches the requester inside the call that completes the request, on its
-// thread, once: the listener's, a time-out, the listener's end.
-TEST_F(CoreRequestTest, AnswersOnTheCompletingThreadBypassTheExecutor)
-{
-    Build(DEFAULT_MAX_OUTSTANDING_REQUESTS, DEFAULT_MAX_IN_FLIGHT_PER_LISTENER, true);
-    sptr<RecordingCallback> answered = Accepted();
-    sptr<RecordingCallback> waiting = Accepted();
-    sptr<RecordingCallback> alsoWaiting = Accepted();
-    executor_->RunAll(); // the listener gets the three requests through the executor
-    ASSERT_EQ(listener_->Count(), 3u);
-
-    listener_->CallbackAt(0)->Callback(Answer(0, "ok"));
-    listener_->CallbackAt(0)->Callback(Answer(0, "again"));
-    ASSERT_EQ(answered->Count(), 1u) << "answered inside the listener's call";
-    EXPECT_EQ(answered->First().message, "ok");
-    EXPECT_EQ(answered->threads[0], std::this_thread::get_id());
-
-    core_->SetRequestTimeout(milliseconds(20));
-    sptr<RecordingCallback> late = Accepted();
-    ASSERT_TRUE(WaitUntil([&] { return late->Count() > 0; })) << "the time-out needs no executor";
-    EXPECT_EQ(late->First().code, NAV_INFO_ERR_TIMEOUT);
-    EXPECT_NE(late->threads[0], std::this_thread::get_id());
-
-    ASSERT_EQ(core_->UnRegisterSystemNavigationListener(nav_), NAV_INFO_SUCCESS);
-    for (const auto& callback : {waiting, alsoWaiting}) {
-        ASSERT_EQ(callback->Count(), 1u);
-        EXPECT_EQ(callback->First().code, NAV_INFO_ERR_NOT_FOUND);
-    }
     EXPECT_EQ(core_->OutstandingRequestCount(), 0u);
 }
 
