@@ -1,8 +1,16 @@
 'use strict';
-// Publishing a typical record from JavaScript, against JSON.stringify of it.
-// Rounds alternate between the two, and each figure is the best round's, so
-// that a burst of load on a shared machine skews neither side.
+// Publishing a typical record from JavaScript, against JSON.stringify of it
+// and against its floor: the same Node-API calls on the record and nothing
+// else (navinfo_bench_publish_floor, bench/native/publish_floor.cpp).
+// Rounds alternate between the three, and each figure is the best round's,
+// so that a burst of load on a shared machine skews none of them.
+const path = require('node:path');
 const { navigationInfoMgr, typicalStatus, typicalMetadata, nsPerOp } = require('./common');
+
+const buildDir = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(__dirname, '..', 'build'));
+const floor = require(path.join(buildDir, 'lib', 'navinfo_bench_publish_floor.node'));
+floor.prepare('status', typicalStatus);
+floor.prepare('metadata', typicalMetadata);
 
 const controller = navigationInfoMgr.getNavigationController();
 const iterations = Number(process.env.ITERATIONS || 20000);
@@ -18,11 +26,15 @@ function best(...fns) {
 }
 
 const figures = {};
-for (const [name, publish, record] of [
-  ['metadata', () => controller.updateNavigationMetadata(typicalMetadata), typicalMetadata],
-  ['status', () => controller.updateNavigationStatus(typicalStatus), typicalStatus],
+for (const [name, publish, floorCall, record] of [
+  ['metadata', () => controller.updateNavigationMetadata(typicalMetadata), () => floor.metadata(typicalMetadata),
+    typicalMetadata],
+  ['status', () => controller.updateNavigationStatus(typicalStatus), () => floor.status(typicalStatus), typicalStatus],
 ]) {
-  const [ours, json] = best(publish, () => JSON.stringify(record));
-  figures[name] = { nsPerOp: Math.round(ours), jsonStringifyNsPerOp: Math.round(json), ratio: +(ours / json).toFixed(2) };
+  const [ours, json, floorNs] = best(publish, () => JSON.stringify(record), floorCall);
+  figures[name] = {
+    nsPerOp: Math.round(ours), jsonStringifyNsPerOp: Math.round(json), ratio: +(ours / json).toFixed(2),
+    floorNsPerOp: Math.round(floorNs), ratioToFloor: +(ours / floorNs).toFixed(2),
+  };
 }
 console.log(JSON.stringify({ benchmark: 'publish', iterations, rounds, ...figures }));

@@ -42,6 +42,7 @@ void OnEnvCleanup(void* arg)
         return;
     }
     {
+        std::lock_guard<std::shared_mutex> gate(state->hopGate);
         std::lock_guard<std::mutex> lock(state->mu);
         state->alive = false;
         // Node closes and frees the host's thread-safe function itself.

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <thread>
 #include <unordered_map>
 
@@ -41,11 +42,18 @@ struct EnvState {
     const std::thread::id loopThread;
 
     std::mutex mu;
+    // Held shared while a thread hands a completion to hop, exclusively while
+    // hop is set or cleared: completions reach Node's queue (and wake the
+    // loop) without holding mu, which the loop thread takes for every work
+    // it creates, completes and deletes, and the cleanup hook, which runs
+    // before Node frees hop, still waits for every hand-over in progress.
+    std::shared_mutex hopGate;
     // Guarded by mu. Written on the loop thread only; read anywhere.
     bool alive = true; // false from the env's cleanup hook on
     // The host's thread-safe function that runs queue requests from other
     // threads on the loop thread (created lazily, null once not alive). Ref'd
     // while works is not empty, so outstanding works keep the loop alive.
+    // Written under both mu and hopGate; read under either.
     napi_threadsafe_function hop = nullptr;
     // Works created through the wrapper and not yet deleted.
     std::unordered_map<napi_async_work, TrackedWork> works;

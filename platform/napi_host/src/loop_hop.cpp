@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <new>
+#include <shared_mutex>
 
 #include "host_log.h"
 #include "real_napi.h"
@@ -74,11 +75,11 @@ napi_status QueueCompletion(HopItem& handed) noexcept
 {
     std::unique_ptr<HopItem> item(&handed);
     EnvState& state = *item->state;
-    std::lock_guard<std::mutex> lock(state.mu);
-    if (!state.alive || state.hop == nullptr) {
-        return napi_closing;
+    std::shared_lock<std::shared_mutex> gate(state.hopGate);
+    if (state.hop == nullptr) {
+        return napi_closing; // gone, or tearing down
     }
-    // Under state.mu: the cleanup hook, which runs before Node frees the hop,
+    // Under the gate: the cleanup hook, which runs before Node frees the hop,
     // cannot pass until this call is over. Non-blocking on an unbounded queue,
     // so it fails only when Node has already marked the hop closing.
     if (__real_napi_call_threadsafe_function(state.hop, item.get(), napi_tsfn_nonblocking) != napi_ok) {
@@ -112,6 +113,7 @@ napi_status EnsureHop(napi_env env, EnvState& state)
         return status;
     }
     napi_unref_threadsafe_function(env, hop);
+    std::lock_guard<std::shared_mutex> gate(state.hopGate);
     std::lock_guard<std::mutex> lock(state.mu);
     state.hop = hop;
     return napi_ok;
