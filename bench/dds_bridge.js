@@ -5,9 +5,13 @@
 // query from B answered on A. The floor is Cyclone's own ping-pong round
 // trip (ddsperf) between two processes, measured in the same run with the
 // same configuration. This process is the system application on B.
+// The bars: a bridged status at most one DDS round trip, a bridged query at
+// most two, above the same path through one daemon (bench/daemon_roundtrip.js,
+// measured after the bridged paths in the same run).
 //
 // Prints one JSON line. SAMPLES (default 1000) per measurement.
 const { waitForLine } = require('./child_output');
+const { measureLocalDaemon } = require('./daemon_roundtrip');
 const { spawn, fork } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
@@ -52,6 +56,22 @@ async function ddsperfRoundTripNs(domain, env) {
   const medians = [...text.matchAll(/ 50% ([\d.]+)us /g)].map((m) => Number(m[1]) * 1000);
   if (medians.length === 0) throw new Error(`ddsperf ping measured nothing: ${text}`);
   return median(medians);
+}
+
+// Through one daemon, and the bridged p50s against it plus one DDS round
+// trip (status) and two (query).
+function bars(status, query, local, floorNs) {
+  const statusBarNs = median(local.status) + floorNs;
+  const queryBarNs = median(local.query) + 2 * floorNs;
+  return {
+    localDaemonUs: { statusP50: us(median(local.status)), queryP50: us(median(local.query)) },
+    statusBarUs: us(statusBarNs),
+    statusP50VsBar: +(median(status) / statusBarNs).toFixed(2),
+    statusBarMet: median(status) <= statusBarNs,
+    queryBarUs: us(queryBarNs),
+    queryP50VsBar: +(median(query) / queryBarNs).toFixed(2),
+    queryBarMet: median(query) <= queryBarNs,
+  };
 }
 
 (async () => {
@@ -114,6 +134,7 @@ async function ddsperfRoundTripNs(domain, env) {
       if (i >= warmUp) query.push(Number(process.hrtime.bigint() - start));
     }
     clearInterval(keepAlive);
+    const local = await measureLocalDaemon({ buildDir, samples });
 
     const ratio = (value, base) => +(value / base).toFixed(2);
     console.log(JSON.stringify({
@@ -125,6 +146,7 @@ async function ddsperfRoundTripNs(domain, env) {
       // One way against half a DDS round trip; a round trip against one.
       statusVsHalfDdsRoundTrip: ratio(median(status), floorNs / 2),
       queryVsDdsRoundTrip: ratio(median(query), floorNs),
+      ...bars(status, query, local, floorNs),
     }));
   } finally {
     for (const child of children) child.kill('SIGKILL');
