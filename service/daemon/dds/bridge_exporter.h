@@ -3,8 +3,11 @@
 // out the requests other daemons send for them, writing back the one answer
 // the core gives (or the result with which the core refused the request).
 //
-// Threads: Start, OnRequest, OnClaim and RefreshClaims on the bridge's
-// thread; the follower calls arrive on the core's executor.
+// Threads: Start from the bridge's start; OnClaim in the bridge's state
+// drain and OnRequest in its requests drain (each one call at a time, on a
+// Cyclone thread), RefreshClaims on the bridge's thread: they share no
+// state. The follower calls arrive on whichever thread runs the core's
+// listener calls.
 #ifndef SERVICE_DAEMON_DDS_BRIDGE_EXPORTER_H
 #define SERVICE_DAEMON_DDS_BRIDGE_EXPORTER_H
 

@@ -27,9 +27,11 @@
 // from the participant that held the claim when the request was sent; any
 // other sample is dropped and counted, with one log line a second at most.
 //
-// Threads: OnClaim, OnClaimEnded, OnRecord, OnReply and Sweep on the bridge's thread;
-// Forward on the core's executor (the stand-in's calls). State under mutex_;
-// no core call and no callback while it is held.
+// Threads: OnClaim, OnClaimEnded, OnRecord and Sweep one at a time (the
+// bridge's state drain, which keeps a bundle's records and its claimant's
+// end in order); OnReply at the same time as those (the replies drain);
+// Forward on whichever thread runs the core's stand-in calls. State under
+// mutex_; no core call, no callback and no DDS write while it is held.
 #ifndef SERVICE_DAEMON_DDS_BRIDGE_IMPORTER_H
 #define SERVICE_DAEMON_DDS_BRIDGE_IMPORTER_H
 
