@@ -57,6 +57,7 @@ TEST(SerialDrain, ConcurrentAskersNeverRunItTwiceAtOnce)
         inside.store(false);
     };
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&] {
             for (int i = 0; i < 5000; ++i) {
