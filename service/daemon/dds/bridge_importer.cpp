@@ -119,6 +119,18 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
         return;
     }
     const std::string bundle = claim.bundle;
+    {
+        // The claimant claiming again, as it does every third of its period.
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = claimants_.find(bundle);
+        if (found != claimants_.end() && found->second.participant == sender.participant) {
+            found->second.staleAt = StaleAt(claim);
+            found->second.claimWriter = sender.writer;
+            return;
+        }
+    }
+    // Asked of DDS without mutex_: OnReply takes it on Cyclone's threads.
+    const bool exchanges = outbound_->Exchanges(sender.participant);
     std::vector<sptr<IMapCallback>> orphans;
     std::vector<std::string> gone; // bundles whose claimant ended
     std::vector<std::pair<RecordKind, BridgePayload::Bytes>> unparked;
@@ -136,7 +148,7 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
                     bundle.c_str(), Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
                     found->second.node.c_str());
             }
-        } else if (outbound_->Exchanges(sender.participant)) {
+        } else if (exchanges) {
             // Taken once requests and replies pass between its daemon and this
             // one (until then its records wait, and requests get 1002); its
             // next claim tries again.
