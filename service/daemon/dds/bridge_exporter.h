@@ -22,6 +22,7 @@
 #include "nav_info_service_core.h"
 #include "navinfo_bridge.h"
 #include "rate_limited_count.h"
+#include "write_offload.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -29,8 +30,8 @@ class DaemonService;
 
 class BridgeExporter {
 public:
-    BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound, const BridgePolicy& policy,
-        std::string node);
+    BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound, std::shared_ptr<WriteOffload> offload,
+        const BridgePolicy& policy, std::string node);
     // Claims and follows every exported bundle.
     void Start();
     // Writes the claims again: a daemon that lost sight of this one (its
@@ -57,6 +58,7 @@ private:
     DaemonService& service_;
     const std::shared_ptr<NavInfoServiceCore> core_;
     const std::shared_ptr<DdsOutbound> outbound_;
+    const std::shared_ptr<WriteOffload> offload_;
     const std::set<std::string> exports_;
     const std::string node_;
     const uint32_t livelinessMs_;

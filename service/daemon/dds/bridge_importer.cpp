@@ -63,9 +63,10 @@ CallerInfo ImportedCaller(const std::string& bundle)
 } // namespace
 
 BridgeImporter::BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
-    const BridgePolicy& policy, std::chrono::milliseconds requestTimeout)
+    std::shared_ptr<WriteOffload> offload, const BridgePolicy& policy, std::chrono::milliseconds requestTimeout)
     : core_(std::move(core)),
       outbound_(std::move(outbound)),
+      offload_(std::move(offload)),
       imports_(policy.imports.begin(), policy.imports.end()),
       forgetAfter_(requestTimeout * 2 + std::chrono::seconds(1))
 {
@@ -287,16 +288,23 @@ void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t ty
                 std::chrono::steady_clock::now() + forgetAfter_};
         }
     }
-    if (request.correlation == 0 || !outbound_->WriteRequest(request)) {
-        bool mine = true;
-        if (request.correlation != 0) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            mine = pending_.erase(request.correlation) > 0; // else the claimant went and answered already
+    if (request.correlation == 0) {
+        Answer(callback, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
+        return;
+    }
+    offload_->Run([self = shared_from_this(), request = std::move(request), callback] {
+        if (self->outbound_->WriteRequest(request)) {
+            return;
+        }
+        bool mine = false;
+        {
+            std::lock_guard<std::mutex> lock(self->mutex_);
+            mine = self->pending_.erase(request.correlation) > 0; // else the claimant went and answered already
         }
         if (mine) {
             Answer(callback, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
         }
-    }
+    });
 }
 
 void BridgeImporter::OnReply(const navinfo_bridge_Reply& reply, const SampleSender& sender)

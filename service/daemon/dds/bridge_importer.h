@@ -52,13 +52,14 @@
 #include "nav_info_service_core.h"
 #include "navinfo_bridge.h"
 #include "rate_limited_count.h"
+#include "write_offload.h"
 
 namespace OHOS::NavigationInfoService {
 
 class BridgeImporter : public std::enable_shared_from_this<BridgeImporter> {
 public:
     BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
-        const BridgePolicy& policy, std::chrono::milliseconds requestTimeout);
+        std::shared_ptr<WriteOffload> offload, const BridgePolicy& policy, std::chrono::milliseconds requestTimeout);
     // Registers the stand-in listeners.
     void Start();
     // A claim sample with data, written by sender.
@@ -103,6 +104,7 @@ private:
 
     const std::shared_ptr<NavInfoServiceCore> core_;
     const std::shared_ptr<DdsOutbound> outbound_;
+    const std::shared_ptr<WriteOffload> offload_;
     const std::set<std::string> imports_;
     const std::chrono::milliseconds forgetAfter_;
 

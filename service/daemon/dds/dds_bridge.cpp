@@ -34,6 +34,7 @@
 #include "navinfo_bridge.h"
 #include "network_bridge.h"
 #include "serial_drain.h"
+#include "write_offload.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -78,8 +79,9 @@ public:
           policy_(policy),
           entities_(std::move(entities)),
           outbound_(std::make_shared<DdsOutbound>(entities_)),
-          exporter_(service, outbound_, policy, policy.node.empty() ? HostName() : policy.node),
-          importer_(std::make_shared<BridgeImporter>(service.SharedCore(), outbound_, policy,
+          offload_(std::make_shared<WriteOffload>()),
+          exporter_(service, outbound_, offload_, policy, policy.node.empty() ? HostName() : policy.node),
+          importer_(std::make_shared<BridgeImporter>(service.SharedCore(), outbound_, offload_, policy,
               service.Config().requestTimeout))
     {
     }
@@ -122,6 +124,7 @@ public:
             }
         }
         gate_.Close();
+        offload_->Stop();
         outbound_->Close();
         DeleteDdsEntities(entities_);
     }
@@ -171,6 +174,7 @@ private:
         if (!gate_.Enter()) {
             return; // being torn down
         }
+        WriteOffload::InDrain inDrain;
         drain.serial.Run([this, &drain] {
             switch (drain.kind) {
                 case STATE: DrainState(); break;
@@ -279,6 +283,7 @@ private:
     const BridgePolicy policy_;
     DdsEntities entities_;
     const std::shared_ptr<DdsOutbound> outbound_;
+    const std::shared_ptr<WriteOffload> offload_;
     BridgeExporter exporter_;
     const std::shared_ptr<BridgeImporter> importer_;
     // Who wrote each sample, per reader: used inside its reader's drain only.

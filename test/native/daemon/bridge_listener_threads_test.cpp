@@ -1,7 +1,8 @@
 // What the DDS bridge relies on when Cyclone's threads call it: a drain
 // runs one call at a time, misses no asking and never makes a thread wait
 // (not even one that asks from inside the drain); a closed gate lets no
-// listener call in and waits for the one inside.
+// listener call in and waits for the one inside; a write made inside a
+// drain leaves Cyclone's thread, in order, and none is lost at the stop.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 
 #include "listener_gate.h"
 #include "serial_drain.h"
+#include "write_offload.h"
 
 using namespace OHOS::NavigationInfoService;
 
@@ -110,4 +112,40 @@ TEST(ListenerGate, CloseWaitsForTheCallInsideAndShutsOutLaterOnes)
     call.join();
     EXPECT_FALSE(gate.Enter());
     gate.Close(); // again: nothing inside
+}
+
+TEST(WriteOffload, WritesInsideADrainRunElsewhereInOrderAndTheStopRunsWhatIsQueued)
+{
+    WriteOffload offload;
+    const std::thread::id self = std::this_thread::get_id();
+    std::thread::id outside;
+    offload.Run([&] { outside = std::this_thread::get_id(); });
+    EXPECT_EQ(outside, self) << "a write outside a drain left its thread";
+
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    std::vector<int> order; // written by the offload thread only, read after Stop
+    std::vector<std::thread::id> where;
+    {
+        WriteOffload::InDrain inDrain;
+        offload.Run([&] {
+            released.wait_for(std::chrono::seconds(5)); // a write waiting for acknowledgements
+            order.push_back(1);
+            where.push_back(std::this_thread::get_id());
+        });
+        offload.Run([&] {
+            order.push_back(2);
+            where.push_back(std::this_thread::get_id());
+        });
+    }
+    release.set_value();
+    offload.Stop();
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+    ASSERT_EQ(where.size(), 2U);
+    EXPECT_NE(where[0], self) << "a write inside a drain stayed on Cyclone's thread";
+
+    WriteOffload::InDrain inDrain;
+    std::thread::id afterStop;
+    offload.Run([&] { afterStop = std::this_thread::get_id(); });
+    EXPECT_EQ(afterStop, self);
 }
