@@ -66,23 +66,24 @@ if (process.env.DAEMON_ROUNDTRIP_CHILD) {
   return;
 }
 
-// --- the parent: daemon, floors, then the child ---
-(async () => {
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-'));
+// A navinfo-service of its own (no bridge) and the measuring child against
+// it: { status, query } in ns. Also what bench/dds_bridge.js compares the
+// bridged paths with, in its own run.
+async function measureLocalDaemon({ buildDir: dir = buildDir, samples: count = samples, beforeChild } = {}) {
+  const tmp = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-'));
   const children = [];
   try {
-    const policy = path.join(dir, 'policy.json');
+    const policy = path.join(tmp, 'policy.json');
     fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true,
       bundles: { [BUNDLE]: { systemApp: true, navigationPermission: true } } }));
-    const serviceSocket = path.join(dir, 'navinfo.sock');
-    const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'), ['--socket', serviceSocket, '--policy', policy],
+    const serviceSocket = path.join(tmp, 'navinfo.sock');
+    const daemon = spawn(path.join(dir, 'bin', 'navinfo-service'), ['--socket', serviceSocket, '--policy', policy],
       { stdio: ['ignore', 'pipe', 'inherit'], env: { ...process.env, HILOG_LEVEL: 'error' } });
     children.push(daemon);
     await waitForLine(daemon, /listening on/);
-
-    const floors = await measureFloors(samples);
+    const extra = beforeChild ? await beforeChild() : undefined;
     const child = fork(__filename, [], {
-      env: { ...process.env, DAEMON_ROUNDTRIP_CHILD: '1', NAVINFO_BUILD_DIR: buildDir,
+      env: { ...process.env, DAEMON_ROUNDTRIP_CHILD: '1', NAVINFO_BUILD_DIR: dir, SAMPLES: String(count),
         NAVINFO_SERVICE_SOCKET: serviceSocket, NAVINFO_BUNDLE_NAME: BUNDLE, HILOG_LEVEL: 'error' },
     });
     children.push(child);
@@ -91,25 +92,33 @@ if (process.env.DAEMON_ROUNDTRIP_CHILD) {
       // 'close' comes after every message: a rejection then only means none came.
       child.once('close', (code) => reject(new Error(`measuring child ended (${code}) without results`)));
     });
+    return { ...measured, extra };
+  } finally {
+    for (const child of children) child.kill('SIGKILL');
+    fs.rmSync(tmp, { recursive: true, force: true });
+  }
+}
 
+module.exports = { measureLocalDaemon, median, p99 };
+
+// --- the parent: daemon, floors, then the child ---
+if (require.main === module) {
+  measureLocalDaemon({ beforeChild: () => measureFloors(samples) }).then(({ status, query, extra: floors }) => {
     const statusFloorNs = floors.socketRoundTripNs + floors.threadStartNs;
     const queryFloorNs = 2 * floors.socketRoundTripNs + floors.threadStartNs + 2 * floors.loopWakeNs;
     console.log(JSON.stringify({
       benchmark: 'daemon_roundtrip',
       samples,
       floorsUs: floorsUs(floors),
-      statusDeliveryUs: { p50: us(median(measured.status)), p99: us(p99(measured.status)) },
+      statusDeliveryUs: { p50: us(median(status)), p99: us(p99(status)) },
       statusFloorUs: us(statusFloorNs),
-      statusP50VsFloor: ratio(median(measured.status), statusFloorNs),
-      queryRoundTripUs: { p50: us(median(measured.query)), p99: us(p99(measured.query)) },
+      statusP50VsFloor: ratio(median(status), statusFloorNs),
+      queryRoundTripUs: { p50: us(median(query)), p99: us(p99(query)) },
       queryFloorUs: us(queryFloorNs),
-      queryP50VsFloor: ratio(median(measured.query), queryFloorNs),
+      queryP50VsFloor: ratio(median(query), queryFloorNs),
     }));
-  } finally {
-    for (const child of children) child.kill('SIGKILL');
-    fs.rmSync(dir, { recursive: true, force: true });
-  }
-})().catch((error) => {
-  console.error(error);
-  process.exitCode = 1;
-});
+  }, (error) => {
+    console.error(error);
+    process.exitCode = 1;
+  });
+}

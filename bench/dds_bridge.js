@@ -11,8 +11,13 @@
 // configuration per daemon), each in a child process of this script that
 // starts its own two daemons and is the system application on B.
 //
+// The bars, with Security off: a bridged status at most one DDS round trip,
+// a bridged query at most two, above the same path through one daemon
+// (bench/daemon_roundtrip.js, measured after the bridged paths in the same run).
+//
 // Prints one JSON line. SAMPLES (default 1000) per measurement.
 const { waitForLine } = require('./child_output');
+const { measureLocalDaemon } = require('./daemon_roundtrip');
 const { spawn, fork, execFileSync } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
@@ -57,6 +62,22 @@ async function ddsperfRoundTripNs(domain, env) {
   const medians = [...text.matchAll(/ 50% ([\d.]+)us /g)].map((m) => Number(m[1]) * 1000);
   if (medians.length === 0) throw new Error(`ddsperf ping measured nothing: ${text}`);
   return median(medians);
+}
+
+// Through one daemon, and the bridged p50s against it plus one DDS round
+// trip (status) and two (query).
+function bars(status, query, local, floorNs) {
+  const statusBarNs = median(local.status) + floorNs;
+  const queryBarNs = median(local.query) + 2 * floorNs;
+  return {
+    localDaemonUs: { statusP50: us(median(local.status)), queryP50: us(median(local.query)) },
+    statusBarUs: us(statusBarNs),
+    statusP50VsBar: +(median(status) / statusBarNs).toFixed(2),
+    statusBarMet: median(status) <= statusBarNs,
+    queryBarUs: us(queryBarNs),
+    queryP50VsBar: +(median(query) / queryBarNs).toFixed(2),
+    queryBarMet: median(query) <= queryBarNs,
+  };
 }
 
 const LOOPBACK = '<CycloneDDS><Domain id="any"><General><Interfaces>' +
@@ -183,15 +204,17 @@ function run(mode) {
     statusVsHalfDdsRoundTrip: ratio(median(status), floorNs / 2),
     queryVsDdsRoundTrip: ratio(median(query), floorNs),
   });
-  const insecure = figures(await run('insecure'));
-  const secure = figures(await run('secure'));
+  const insecure = await run('insecure');
+  const secure = await run('secure');
+  const local = await measureLocalDaemon({ buildDir, samples });
   console.log(JSON.stringify({
     benchmark: 'dds_bridge',
     samples,
     loadAverage: os.loadavg().map((x) => +x.toFixed(2)),
     ddsperfRoundTripUs: us(floorNs),
-    securityOff: insecure,
-    securityOn: secure,
+    securityOff: figures(insecure),
+    securityOn: figures(secure),
+    ...bars(insecure.status, insecure.query, local, floorNs),
   }));
 })().then(() => process.exit(process.exitCode || 0), (error) => {
   console.error(error);

@@ -25,6 +25,17 @@ CoreOptions CoreOptionsOf(const DaemonConfig& config, std::shared_ptr<WorkerPool
     return options;
 }
 
+// The reply and what the call and its first listener calls send leave
+// together at the end, each connection's in one write; further listener
+// calls (a publish with many followers) go to the workers, so that they do
+// not hold the reply back.
+void RunAsCall(WorkerPool& pool, const std::function<void()>& call)
+{
+    IpcConnection::WriteBatch frames;
+    WorkerPool::CallerRuns listenerCalls(pool, kListenerCallsOnReader);
+    call();
+}
+
 } // namespace
 
 DaemonService::DaemonService(DaemonConfig config)
@@ -68,13 +79,7 @@ int DaemonService::Start()
             run();
             return;
         }
-        // The reply and what the call and its first listener calls send
-        // leave together at the end, each connection's in one write; further
-        // listener calls (a publish with many followers) go to the workers,
-        // so that they do not hold the reply back.
-        IpcConnection::WriteBatch frames;
-        WorkerPool::CallerRuns listenerCalls(*pool, kListenerCallsOnReader);
-        run();
+        RunAsCall(*pool, run);
     };
     std::weak_ptr<NavInfoServiceCore> core = core_;
     auto stopping = stopping_;
@@ -101,6 +106,11 @@ int DaemonService::Start()
         return server_.StartListening(config_.listenFd, root, std::move(options));
     }
     return server_.Start(config_.socketPath, root, std::move(options));
+}
+
+void DaemonService::RunHere(const std::function<void()>& call)
+{
+    RunAsCall(*executor_, call);
 }
 
 size_t DaemonService::ReloadPolicy(const std::shared_ptr<const RuleAccessPolicy>& policy)

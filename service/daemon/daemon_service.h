@@ -27,6 +27,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -78,6 +79,13 @@ public:
     // state. Requests in flight are not answered by the daemon: every client
     // answers its own 1002 when its connection ends. Idempotent.
     void Stop();
+
+    // Runs call on this thread as a call read from a socket runs: the frames
+    // it sends leave together when it returns, and the first listener calls
+    // of the core that it causes run here after it instead of waking a
+    // worker. For threads that feed the core as reader threads do (the
+    // network bridge's) and must not wait on a client. Any thread.
+    void RunHere(const std::function<void()>& call);
 
     // Replaces the access policy (null: refuse everybody from now on).
     // Returns how many connections it closed.

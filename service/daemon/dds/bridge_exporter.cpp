@@ -72,8 +72,10 @@ private:
 // The core's one answer to a remote request, written back to the requester.
 class ReplyWriter : public MapCallback {
 public:
-    ReplyWriter(std::shared_ptr<DdsOutbound> outbound, std::string requester, uint64_t correlation)
+    ReplyWriter(std::shared_ptr<DdsOutbound> outbound, std::shared_ptr<WriteOffload> offload, std::string requester,
+        uint64_t correlation)
         : outbound_(std::move(outbound)),
+          offload_(std::move(offload)),
           requester_(std::move(requester)),
           correlation_(correlation)
     {
@@ -87,11 +89,13 @@ public:
                 {}};
             BridgePayload::Encode(failure, bytes);
         }
-        outbound_->WriteReply(requester_, correlation_, bytes);
+        offload_->Run([outbound = outbound_, requester = requester_, correlation = correlation_,
+                          bytes = std::move(bytes)] { outbound->WriteReply(requester, correlation, bytes); });
     }
 
 private:
     const std::shared_ptr<DdsOutbound> outbound_;
+    const std::shared_ptr<WriteOffload> offload_;
     const std::string requester_;
     const uint64_t correlation_;
 };
@@ -104,9 +108,10 @@ bool ValidName(const char* text)
 } // namespace
 
 BridgeExporter::BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound,
-    const BridgePolicy& policy, std::string node, bool secure)
+    std::shared_ptr<WriteOffload> offload, const BridgePolicy& policy, std::string node, bool secure)
     : core_(service.SharedCore()),
       outbound_(std::move(outbound)),
+      offload_(std::move(offload)),
       exports_(policy.exports.begin(), policy.exports.end()),
       node_(std::move(node)),
       secure_(secure),
@@ -192,7 +197,7 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
     // Judged by the policy's remoteRequesters rule of "node/bundle" in the
     // core, which refuses it with the code a local requester would get.
     CallerInfo caller{std::string(r.requesterNode) + "/" + r.requesterBundle, 0, 0, RemoteClientId(r.requester), true};
-    sptr<IMapCallback> answer = new ReplyWriter(outbound_, r.requester, r.correlation);
+    sptr<IMapCallback> answer = new ReplyWriter(outbound_, offload_, r.requester, r.correlation);
     int32_t result = r.kind == 0
         ? core_->QueryNavigationInfo(caller, r.bundle, static_cast<QueryType>(r.type), std::move(params), answer)
         : core_->SendNavigationCmd(caller, r.bundle, static_cast<CommandType>(r.type), std::move(params), answer);
@@ -271,7 +276,9 @@ void BridgeExporter::Reply(const std::string& requester, uint64_t correlation, i
 {
     BridgePayload::Bytes bytes;
     if (BridgePayload::Encode(ResultData{code, NavInfoResultText(code), {}}, bytes)) {
-        outbound_->WriteReply(requester, correlation, bytes);
+        offload_->Run([outbound = outbound_, requester, correlation, bytes = std::move(bytes)] {
+            outbound->WriteReply(requester, correlation, bytes);
+        });
     }
 }
 

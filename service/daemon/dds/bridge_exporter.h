@@ -3,8 +3,11 @@
 // out the requests other daemons send for them, writing back the one answer
 // the core gives (or the result with which the core refused the request).
 //
-// Threads: Start, OnRequest, OnClaim, RefreshClaims and Sweep on the bridge's
-// thread; the follower calls arrive on the core's executor.
+// Threads: Start from the bridge's start; OnClaim in the bridge's state
+// drain and OnRequest in its requests drain (each one call at a time, on a
+// Cyclone thread); RefreshClaims and Sweep on the bridge's thread. They
+// share nothing but the drop counts, which any thread may count. The
+// follower calls arrive on whichever thread runs the core's listener calls.
 #ifndef SERVICE_DAEMON_DDS_BRIDGE_EXPORTER_H
 #define SERVICE_DAEMON_DDS_BRIDGE_EXPORTER_H
 
@@ -19,6 +22,7 @@
 #include "nav_info_service_core.h"
 #include "navinfo_bridge.h"
 #include "rate_limited_count.h"
+#include "write_offload.h"
 
 namespace OHOS::NavigationInfoService {
 
@@ -28,8 +32,8 @@ class BridgeExporter {
 public:
     // secure: DDS Security is on, so a requester's node is checked against
     // its participant's certificate too.
-    BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound, const BridgePolicy& policy,
-        std::string node, bool secure);
+    BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound, std::shared_ptr<WriteOffload> offload,
+        const BridgePolicy& policy, std::string node, bool secure);
     // Claims and follows every exported bundle.
     void Start();
     // Writes the claims again: a daemon that lost sight of this one (its
@@ -63,6 +67,7 @@ private:
 
     const std::shared_ptr<NavInfoServiceCore> core_;
     const std::shared_ptr<DdsOutbound> outbound_;
+    const std::shared_ptr<WriteOffload> offload_;
     const std::set<std::string> exports_;
     const std::string node_;
     const bool secure_;

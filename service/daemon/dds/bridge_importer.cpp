@@ -81,9 +81,11 @@ CallerInfo ImportedCaller(const std::string& bundle)
 } // namespace
 
 BridgeImporter::BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
-    const BridgePolicy& policy, std::string node, std::chrono::milliseconds requestTimeout)
+    std::shared_ptr<WriteOffload> offload, const BridgePolicy& policy, std::string node,
+    std::chrono::milliseconds requestTimeout)
     : core_(std::move(core)),
       outbound_(std::move(outbound)),
+      offload_(std::move(offload)),
       imports_(policy.imports.begin(), policy.imports.end()),
       node_(std::move(node)),
       forgetAfter_(requestTimeout * 2 + std::chrono::seconds(1))
@@ -138,6 +140,21 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
         return;
     }
     const std::string bundle = claim.bundle;
+    bool mayTakeOver = true; // no other live claimant
+    {
+        // The claimant claiming again, as it does every third of its period.
+        std::lock_guard<std::mutex> lock(mutex_);
+        auto found = claimants_.find(bundle);
+        if (found != claimants_.end() && found->second.participant == sender.participant) {
+            found->second.staleAt = StaleAt(claim);
+            found->second.claimWriter = sender.writer;
+            return;
+        }
+        mayTakeOver = found == claimants_.end() || found->second.staleAt <= std::chrono::steady_clock::now();
+    }
+    // Asked of DDS without mutex_ (OnReply takes it on Cyclone's threads),
+    // and only of a claimant that could take the bundle.
+    const bool exchanges = mayTakeOver && outbound_->Exchanges(sender.participant);
     std::vector<sptr<IMapCallback>> orphans;
     std::vector<std::string> gone; // bundles whose claimant ended
     std::vector<std::pair<RecordKind, BridgePayload::Bytes>> unparked;
@@ -158,7 +175,7 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
             } else if (refusedClaims_.count(key) == 0) {
                 unloggedRefusals = true; // beyond the claimants logged by name
             }
-        } else if (outbound_->Exchanges(sender.participant)) {
+        } else if (exchanges) {
             // Taken once requests and replies pass between its daemon and this
             // one (until then its records wait, and requests get 1002); its
             // next claim tries again.
@@ -325,16 +342,23 @@ void BridgeImporter::Forward(const std::string& requester, const std::string& bu
                 std::chrono::steady_clock::now() + forgetAfter_};
         }
     }
-    if (request.correlation == 0 || !outbound_->WriteRequest(request)) {
-        bool mine = true;
-        if (request.correlation != 0) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            mine = pending_.erase(request.correlation) > 0; // else the claimant went and answered already
+    if (request.correlation == 0) {
+        Answer(callback, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
+        return;
+    }
+    offload_->Run([self = shared_from_this(), request = std::move(request), callback] {
+        if (self->outbound_->WriteRequest(request)) {
+            return;
+        }
+        bool mine = false;
+        {
+            std::lock_guard<std::mutex> lock(self->mutex_);
+            mine = self->pending_.erase(request.correlation) > 0; // else the claimant went and answered already
         }
         if (mine) {
             Answer(callback, NAV_INFO_ERR_SERVICE_UNAVAILABLE);
         }
-    }
+    });
 }
 
 void BridgeImporter::OnReply(const navinfo_bridge_Reply& reply, const SampleSender& sender)

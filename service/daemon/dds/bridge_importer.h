@@ -31,9 +31,11 @@
 // from the participant that held the claim when the request was sent; any
 // other sample is dropped and counted, with one log line a second at most.
 //
-// Threads: OnClaim, OnClaimEnded, OnRecord, OnReply and Sweep on the bridge's thread;
-// Forward on the core's executor (the stand-in's calls). State under mutex_;
-// no core call and no callback while it is held.
+// Threads: OnClaim, OnClaimEnded, OnRecord and Sweep one at a time (the
+// bridge's state drain, which keeps a bundle's records and its claimant's
+// end in order); OnReply at the same time as those (the replies drain);
+// Forward on whichever thread runs the core's stand-in calls. State under
+// mutex_; no core call, no callback and no DDS write while it is held.
 #ifndef SERVICE_DAEMON_DDS_BRIDGE_IMPORTER_H
 #define SERVICE_DAEMON_DDS_BRIDGE_IMPORTER_H
 
@@ -54,13 +56,15 @@
 #include "nav_info_service_core.h"
 #include "navinfo_bridge.h"
 #include "rate_limited_count.h"
+#include "write_offload.h"
 
 namespace OHOS::NavigationInfoService {
 
 class BridgeImporter : public std::enable_shared_from_this<BridgeImporter> {
 public:
     BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
-        const BridgePolicy& policy, std::string node, std::chrono::milliseconds requestTimeout);
+        std::shared_ptr<WriteOffload> offload, const BridgePolicy& policy, std::string node,
+        std::chrono::milliseconds requestTimeout);
     // Registers the stand-in listeners.
     void Start();
     // A claim sample with data, written by sender.
@@ -107,6 +111,7 @@ private:
 
     const std::shared_ptr<NavInfoServiceCore> core_;
     const std::shared_ptr<DdsOutbound> outbound_;
+    const std::shared_ptr<WriteOffload> offload_;
     const std::set<std::string> imports_;
     const std::string node_; // this daemon's node name, which its requests carry
     const std::chrono::milliseconds forgetAfter_;

@@ -231,27 +231,8 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
     if (e.waitset < 0 || e.stopGuard < 0) {
         return Fail(e, error, "cannot create the wait set", e.waitset < 0 ? e.waitset : e.stopGuard);
     }
-    const dds_entity_t readers[] = {e.claimReader, e.statusReader, e.metadataReader, e.requestReader, e.replyReader};
-    for (dds_entity_t reader : readers) {
-        if (reader == 0) {
-            continue; // not this daemon's role
-        }
-        dds_entity_t condition = dds_create_readcondition(reader, DDS_ANY_STATE);
-        rc = condition < 0 ? condition : dds_waitset_attach(e.waitset, condition, reader);
-        if (rc < 0) {
-            return Fail(e, error, "cannot wait for samples", rc);
-        }
-    }
-    // A claimant whose liveliness lapses wakes the bridge too.
-    if (e.claimReader != 0) {
-        rc = dds_set_status_mask(e.claimReader, DDS_LIVELINESS_CHANGED_STATUS);
-        if (rc == DDS_RETCODE_OK) {
-            rc = dds_waitset_attach(e.waitset, e.claimReader, e.claimReader);
-        }
-        if (rc < 0) {
-            return Fail(e, error, "cannot watch the claims' liveliness", rc);
-        }
-    }
+    // The bridge's own thread sleeps in it between its timed duties; samples
+    // are taken by the readers' listeners (dds_bridge.cpp).
     rc = dds_waitset_attach(e.waitset, e.stopGuard, 0);
     if (rc < 0) {
         return Fail(e, error, "cannot wait for the stop", rc);

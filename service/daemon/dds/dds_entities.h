@@ -25,8 +25,8 @@ struct DdsEntities {
     dds_entity_t metadataWriter = 0, metadataReader = 0;
     dds_entity_t requestWriter = 0, requestReader = 0;
     dds_entity_t replyWriter = 0, replyReader = 0;
-    dds_entity_t waitset = 0;
-    dds_entity_t stopGuard = 0; // triggered to end the bridge's wait
+    dds_entity_t waitset = 0;   // the bridge's thread waits in it for its next duty
+    dds_entity_t stopGuard = 0; // triggered to end that wait
     std::string instance;       // the participant's GUID in hex: unique per run
 };
 

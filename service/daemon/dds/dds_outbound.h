@@ -1,5 +1,6 @@
 // Everything the bridge writes to DDS. Listener calls of the service core
-// (executor threads) and the bridge's own thread write at once; Close makes
+// (on socket readers, workers, or Cyclone's threads inside the bridge's
+// drains) and the bridge's own thread write at once; Close makes
 // every later write a no-op, so that a callback the core calls after the
 // bridge stopped touches no deleted entity.
 //

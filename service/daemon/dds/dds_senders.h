@@ -6,7 +6,8 @@
 // that participant has proven its identity; without it, it is at least the
 // participant that actually sent the sample, not one whose id was copied.
 //
-// Threads: one SampleSenders per reader, used by the bridge's thread only.
+// Threads: one SampleSenders per reader, used inside that reader's drain
+// only (one call at a time, dds_bridge.cpp).
 #ifndef SERVICE_DAEMON_DDS_DDS_SENDERS_H
 #define SERVICE_DAEMON_DDS_DDS_SENDERS_H
 
