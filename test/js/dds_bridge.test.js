@@ -4,7 +4,7 @@
 // own): a navigation process on daemon A, a system process on daemon B.
 const { describe, test, before, after } = require('node:test');
 const assert = require('node:assert/strict');
-const { spawn } = require('node:child_process');
+const { spawn, execFileSync } = require('node:child_process');
 const fs = require('node:fs');
 const path = require('node:path');
 const paths = require('./support/paths');
@@ -19,10 +19,15 @@ const HUD = 'com.example.hud';     // a system application on both, unlisted as 
 const cache = fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8');
 const built = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache);
 
-describe('two daemons bridged over DDS on loopback', { skip: !built && 'built without NAVINFO_DDS_BRIDGE' }, () => {
+// The story runs twice: with DDS Security off ("insecure": true), where the
+// third participants' rows run too, and with Security on, each daemon's
+// credentials and Cyclone configuration made by `navinfo-dds-security init`
+// (the third participants under Security: dds_bridge_security.test.js).
+function story(secure) {
   const tmp = tempDir();
-  const domain = 1 + (process.pid % 200);
-  const partition = `navinfo-test-${process.pid}`;
+  const domain = 1 + ((process.pid + (secure ? 50 : 0)) % 200);
+  const partition = `navinfo-test-${secure ? 'secure-' : ''}${process.pid}`;
+  const credentials = tmp.file('dds-security');
   let env;
   let a;
   let b;
@@ -33,11 +38,16 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
   function policy(name, bundles, bridge, remoteRequesters = {}) {
     const file = tmp.file(`${name}.json`);
     fs.writeFileSync(file, JSON.stringify({ version: 1, defaultDeny: true, bundles, remoteRequesters,
-      bridge: { domain, partition, node: name, livelinessMs: 500, insecure: true, ...bridge } }));
+      bridge: { domain, partition, node: name, livelinessMs: 500, ...(secure ? {} : { insecure: true }), ...bridge } }));
     return file;
   }
+  const envOf = (name) => (secure ? { CYCLONEDDS_URI: `file://${path.join(credentials, name, 'cyclonedds.xml')}` } : env);
   const startNamed = (name, policyFile) => startDaemon(['--socket', tmp.file(`${name}.sock`), '--policy', policyFile,
-    '--request-timeout-ms', '3000'], { env });
+    '--request-timeout-ms', '3000'], { env: envOf(name), timeoutMs: 15000 });
+
+  // Rows about running without Security, and third participants (under Security: dds_bridge_security.test.js).
+  const insecureOnly = { skip: secure && 'with Security off only' };
+  const secondClaimantPolicy = () => policy('C', { [MAP]: { navigationPermission: true } }, { export: [MAP] });
 
   // Polls check (bounded) until it returns something truthy.
   async function eventually(check, label, timeoutMs = 10000) {
@@ -59,18 +69,26 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     env = { CYCLONEDDS_URI: `file://${tmp.file('cyclonedds.xml')}` };
     // B's applications ask A as "B/<bundle>", judged by A's remoteRequesters
     // only: A's local rule for HUD does not make B's HUD anything on A.
-    a = await startNamed('A', policy('A', { [MAP]: { navigationPermission: true },
+    const policyA = policy('A', { [MAP]: { navigationPermission: true },
       [HUD]: { systemApp: true, navigationPermission: true } }, { export: [MAP] },
-    { [`B/${DASH}`]: { systemApp: true, navigationPermission: true }, [`B/${VOICE}`]: { systemApp: true } }));
+    { [`B/${DASH}`]: { systemApp: true, navigationPermission: true }, [`B/${VOICE}`]: { systemApp: true } });
+    // The token keeps local processes from posing as the imported bundle.
+    const policyB = policy('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
+      [AWAY]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true },
+      [VOICE]: { systemApp: true, navigationPermission: true }, [HUD]: { systemApp: true, navigationPermission: true } },
+    { import: [MAP, AWAY] });
+    if (secure) {
+      // C is the second claimant of the bundle below, a node with an exporter's rights.
+      execFileSync(process.execPath, [path.join(paths.root, 'bin', 'navinfo-dds-security.js'), 'init', '--out',
+        credentials, '--policy', policyA, '--policy', policyB, '--policy', secondClaimantPolicy(), '--interface', 'lo',
+        '--peer', '127.0.0.1'], { stdio: 'pipe' });
+    }
+    a = await startNamed('A', policyA);
     nav = await startApp(a.socketPath, MAP);
     assert.deepEqual(await nav.call('listenSystem'), { ok: true });
     // Published before daemon B exists: B joins late.
     assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 7, customData: 'before B' }]), { ok: true });
-    // The token keeps local processes from posing as the imported bundle.
-    b = await startNamed('B', policy('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
-      [AWAY]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true },
-      [VOICE]: { systemApp: true, navigationPermission: true }, [HUD]: { systemApp: true, navigationPermission: true } },
-    { import: [MAP, AWAY] }));
+    b = await startNamed('B', policyB);
     sys = await startApp(b.socketPath, DASH);
   });
 
@@ -82,9 +100,10 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
 
   test('the late joiner reads the current record, then follows status and metadata', async () => {
     const read = await eventually(async () => {
+      // Until A's claim reaches B (with Security: once the two have authenticated each other), B has none.
       const r = await sys.call('getStatus', [MAP]);
-      return r.ok && r.value;
-    }, 'B reads the status published before it started');
+      return r.ok && r.value.customData === 'before B' && r.value;
+    }, 'B reads the status published before it started', 15000);
     assert.equal(read.customData, 'before B');
     assert.equal(read.routeIndex, 7);
 
@@ -142,7 +161,7 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
   // A's instance from the claim topic and the open correlation ids from the
   // request topic (test/dds/dds_forger.cpp). Each row: what it forges, and
   // what B or A must make of it.
-  describe('a third DDS participant forging samples in the claimant\'s name', () => {
+  describe('a third DDS participant forging samples in the claimant\'s name', insecureOnly, () => {
     const forged = (e) => e.event === 'status' && e.status.routeIndex === 999999;
     before(async () => {
       forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '20'],
@@ -200,7 +219,7 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
   // topic with garbage (random 1 MiB payloads, oversized samples, random names):
   // nothing of it reaches B's follower or system application, A's records and
   // answers keep flowing, and neither daemon writes a log line per sample.
-  describe('a third DDS participant claiming the bundle or flooding garbage', () => {
+  describe('a third DDS participant claiming the bundle or flooding garbage', insecureOnly, () => {
     const foreign = (since) => sys.events.slice(since).filter((e) => e.event === 'status' &&
       (e.status.routeIndex === 999999 || e.status.customData === 'FORGED-BY-THIRD-PARTY'));
     async function runForger(mode, seconds, started) {
@@ -283,9 +302,9 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
       assert.equal(a.stderr().match(/the DDS bridge runs without DDS Security/g).length, 1, a.stderr());
     }],
   ];
-  for (const [name, row] of secureByDefault) test(name, row);
+  for (const [name, row] of secureByDefault) test(name, insecureOnly, row);
 
-  test('a bridge that cannot join its domain stops the daemon with the reason', async () => {
+  test('a bridge that cannot join its domain stops the daemon with the reason', insecureOnly, async () => {
     const broken = '<CycloneDDS><Domain><General><Interfaces><NetworkInterface name="no-such-nic"/></Interfaces>' +
       '</General></Domain></CycloneDDS>';
     await assert.rejects(startDaemon(['--socket', tmp.file('D.sock'), '--policy', policy('D', {}, { export: [MAP] })],
@@ -299,7 +318,7 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
   });
 
   test('a second daemon claiming the bundle is refused and logged', async () => {
-    const c = await startNamed('C', policy('C', { [MAP]: { navigationPermission: true } }, { export: [MAP] }));
+    const c = await startNamed('C', secondClaimantPolicy());
     await b.waitStderr(/com\.example\.map is claimed by C too, while A serves it/, 10000);
     await c.stop();
   });
@@ -350,4 +369,9 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
       assert.equal((await sys.call('command', [MAP, 'goHome', {}])).value.code, 0);
     }
   });
-});
+}
+
+describe('two daemons bridged over DDS on loopback', { skip: !built && 'built without NAVINFO_DDS_BRIDGE' },
+  () => story(false));
+describe('two daemons bridged over DDS on loopback, with DDS Security on',
+  { skip: !built && 'built without NAVINFO_DDS_BRIDGE' }, () => story(true));
