@@ -4,9 +4,11 @@
 const { test, after } = require('node:test');
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
+const path = require('node:path');
 const { spawnSync } = require('node:child_process');
 const { daemonBinary, startDaemon, startApp, tempDir, writePolicy, killAll } = require('./support/daemon');
 const { runScript } = require('./support/child');
+const paths = require('./support/paths');
 
 const tmp = tempDir();
 after(() => {
@@ -26,8 +28,10 @@ test('--help lists every option and variable, --version the package version; bad
     assert.ok(help.stdout.includes(name), name);
   }
   const { version } = require('../../package.json');
+  const cache = fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8');
+  const bridge = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache) ? 'built in' : 'not built in';
   for (const flag of ['--version', '-v', '-V']) {
-    assert.equal(run([flag]).stdout, `navinfo-service ${version}\n`, flag);
+    assert.equal(run([flag]).stdout, `navinfo-service ${version}\nDDS bridge: ${bridge}\n`, flag);
   }
   for (const [args, reason] of [
     [['--bogus'], 'unknown option --bogus'],
@@ -118,7 +122,7 @@ test('the systemd units verify, with ExecStart pointing at the daemon built here
   const folder = tmp.file('units');
   fs.mkdirSync(folder);
   for (const unit of ['navinfo-service.socket', 'navinfo-service.service']) {
-    const text = fs.readFileSync(require('node:path').join(__dirname, '../../deploy/systemd', unit), 'utf8');
+    const text = fs.readFileSync(path.join(__dirname, '../../deploy/systemd', unit), 'utf8');
     fs.writeFileSync(`${folder}/${unit}`, text.replace('/opt/navinfo-service/navinfo-service', daemonBinary));
   }
   const verify = spawnSync('systemd-analyze', ['verify', 'navinfo-service.socket', 'navinfo-service.service'],
