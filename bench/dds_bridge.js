@@ -4,11 +4,16 @@
 // daemon A until a system process on daemon B gets onStatusChanged, and a
 // query from B answered on A. The floor is Cyclone's own ping-pong round
 // trip (ddsperf) between two processes, measured in the same run with the
-// same configuration. This process is the system application on B.
+// same configuration (without DDS Security).
+//
+// Both with DDS Security off ("insecure": true) and on (credentials made by
+// `navinfo-dds-security init` into a temporary folder, one Cyclone
+// configuration per daemon), each in a child process of this script that
+// starts its own two daemons and is the system application on B.
 //
 // Prints one JSON line. SAMPLES (default 1000) per measurement.
 const { waitForLine } = require('./child_output');
-const { spawn, fork } = require('node:child_process');
+const { spawn, fork, execFileSync } = require('node:child_process');
 const fs = require('node:fs');
 const os = require('node:os');
 const path = require('node:path');
@@ -54,36 +59,52 @@ async function ddsperfRoundTripNs(domain, env) {
   return median(medians);
 }
 
-(async () => {
+const LOOPBACK = '<CycloneDDS><Domain id="any"><General><Interfaces>' +
+  '<NetworkInterface name="lo"/></Interfaces><AllowMulticast>false</AllowMulticast></General><Discovery>' +
+  '<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>20</MaxAutoParticipantIndex>' +
+  '<Peers><Peer address="127.0.0.1"/></Peers></Discovery></Domain></CycloneDDS>';
+
+// One measurement (DDS_BRIDGE_RUN=insecure or secure): two daemons, the
+// navigation process on A, this process the system application on B.
+async function measure(secure) {
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-dds-'));
   const children = [];
   try {
-    const domain = 1 + (process.pid % 200);
-    fs.writeFileSync(path.join(dir, 'cyclonedds.xml'), '<CycloneDDS><Domain id="any"><General><Interfaces>' +
-      '<NetworkInterface name="lo"/></Interfaces><AllowMulticast>false</AllowMulticast></General><Discovery>' +
-      '<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>20</MaxAutoParticipantIndex>' +
-      '<Peers><Peer address="127.0.0.1"/></Peers></Discovery></Domain></CycloneDDS>');
-    const env = { ...process.env, CYCLONEDDS_URI: `file://${path.join(dir, 'cyclonedds.xml')}`, HILOG_LEVEL: 'error' };
+    const domain = 1 + ((process.pid + (secure ? 7 : 0)) % 200);
+    fs.writeFileSync(path.join(dir, 'cyclonedds.xml'), LOOPBACK);
+    const base = { ...process.env, HILOG_LEVEL: 'error' };
+    const policies = {
+      // B's system application asks A as "B/<its bundle>".
+      A: [{ [MAP]: { navigationPermission: true } }, { export: [MAP] },
+        { [`B/${DASH}`]: { systemApp: true, navigationPermission: true } }],
+      B: [{ [MAP]: { navigationPermission: true, token: 'imported only' },
+        [DASH]: { systemApp: true, navigationPermission: true } }, { import: [MAP] }, {}],
+    };
+    for (const [name, [bundles, bridge, remoteRequesters]] of Object.entries(policies)) {
+      fs.writeFileSync(path.join(dir, `${name}.json`), JSON.stringify({ version: 1, defaultDeny: true, bundles,
+        remoteRequesters, bridge: { domain, partition: 'bench', node: name, ...(secure ? {} : { insecure: true }), ...bridge } }));
+    }
+    if (secure) {
+      execFileSync(process.execPath, [path.join(root, 'bin', 'navinfo-dds-security.js'), 'init', '--out',
+        path.join(dir, 'dds'), '--policy', path.join(dir, 'A.json'), '--policy', path.join(dir, 'B.json'),
+        '--interface', 'lo', '--peer', '127.0.0.1'], { stdio: 'pipe' });
+    }
+    const envOf = (name) => ({ ...base, CYCLONEDDS_URI: secure ? `file://${path.join(dir, 'dds', name, 'cyclonedds.xml')}`
+      : `file://${path.join(dir, 'cyclonedds.xml')}` });
 
-    const floorNs = await ddsperfRoundTripNs(domain + 1, env);
-
-    const startDaemon = async (name, bundles, bridge) => {
-      const policy = path.join(dir, `${name}.json`);
-      fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles,
-        bridge: { domain, partition: 'bench', node: name, insecure: true, ...bridge } }));
+    const startDaemon = async (name) => {
       const socket = path.join(dir, `${name}.sock`);
-      const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'), ['--socket', socket, '--policy', policy],
-        { stdio: ['ignore', 'pipe', 'inherit'], env });
+      const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'),
+        ['--socket', socket, '--policy', path.join(dir, `${name}.json`)],
+        { stdio: ['ignore', 'pipe', 'inherit'], env: envOf(name) });
       children.push(daemon);
       await waitForLine(daemon, /listening on/);
       return socket;
     };
-    const socketA = await startDaemon('A', { [MAP]: { navigationPermission: true },
-      'navinfo-service.bridge': { systemApp: true, navigationPermission: true } }, { export: [MAP] });
-    const socketB = await startDaemon('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
-      [DASH]: { systemApp: true, navigationPermission: true } }, { import: [MAP] });
+    const socketA = await startDaemon('A');
+    const socketB = await startDaemon('B');
 
-    const nav = fork(__filename, [], { env: { ...env, DDS_BRIDGE_NAV_CHILD: '1', NAVINFO_BUILD_DIR: buildDir,
+    const nav = fork(__filename, [], { env: { ...base, DDS_BRIDGE_NAV_CHILD: '1', NAVINFO_BUILD_DIR: buildDir,
       NAVINFO_SERVICE_SOCKET: socketA, NAVINFO_BUNDLE_NAME: MAP } });
     children.push(nav);
     await new Promise((resolve) => nav.once('message', resolve));
@@ -97,9 +118,10 @@ async function ddsperfRoundTripNs(domain, env) {
 
     const status = [];
     for (let i = 0; i < samples + warmUp; i++) {
-      // Bounded: a lost delivery ends the run rather than hanging it.
+      // Bounded: a lost delivery ends the run rather than hanging it (the first
+      // waits for the daemons to find, and with Security authenticate, each other).
       const arrived = new Promise((resolve, reject) => {
-        const timer = setTimeout(() => reject(new Error(`status ${i} never arrived`)), 10000);
+        const timer = setTimeout(() => reject(new Error(`status ${i} never arrived`)), i === 0 ? 20000 : 10000);
         delivered = (s) => { if (s.routeIndex === i) { clearTimeout(timer); resolve(s); } };
       });
       nav.send({ publish: i });
@@ -114,22 +136,63 @@ async function ddsperfRoundTripNs(domain, env) {
       if (i >= warmUp) query.push(Number(process.hrtime.bigint() - start));
     }
     clearInterval(keepAlive);
-
-    const ratio = (value, base) => +(value / base).toFixed(2);
-    console.log(JSON.stringify({
-      benchmark: 'dds_bridge',
-      samples,
-      ddsperfRoundTripUs: us(floorNs),
-      statusDeliveryUs: { p50: us(median(status)), p99: us(p99(status)) },
-      queryRoundTripUs: { p50: us(median(query)), p99: us(p99(query)) },
-      // One way against half a DDS round trip; a round trip against one.
-      statusVsHalfDdsRoundTrip: ratio(median(status), floorNs / 2),
-      queryVsDdsRoundTrip: ratio(median(query), floorNs),
-    }));
+    return { status, query };
   } finally {
     for (const child of children) child.kill('SIGKILL');
     fs.rmSync(dir, { recursive: true, force: true });
   }
+}
+
+if (process.env.DDS_BRIDGE_RUN) {
+  measure(process.env.DDS_BRIDGE_RUN === 'secure').then((result) => {
+    process.stdout.write(`${JSON.stringify(result)}\n`);
+    process.exit(0);
+  }, (error) => {
+    console.error(error);
+    process.exit(1);
+  });
+  return;
+}
+
+// A measurement in a child process of its own (the module connects to one daemon per process).
+function run(mode) {
+  return new Promise((resolve, reject) => {
+    const child = spawn(process.execPath, [__filename], { env: { ...process.env, DDS_BRIDGE_RUN: mode },
+      stdio: ['ignore', 'pipe', 'inherit'] });
+    let text = '';
+    child.stdout.on('data', (chunk) => { text += chunk; });
+    child.once('exit', (code) => (code === 0 ? resolve(JSON.parse(text)) : reject(new Error(`${mode} run exited ${code}`))));
+  });
+}
+
+(async () => {
+  const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-dds-'));
+  let floorNs;
+  try {
+    fs.writeFileSync(path.join(dir, 'cyclonedds.xml'), LOOPBACK);
+    floorNs = await ddsperfRoundTripNs(1 + ((process.pid + 1) % 200),
+      { ...process.env, CYCLONEDDS_URI: `file://${path.join(dir, 'cyclonedds.xml')}` });
+  } finally {
+    fs.rmSync(dir, { recursive: true, force: true });
+  }
+  const ratio = (value, base) => +(value / base).toFixed(2);
+  const figures = ({ status, query }) => ({
+    statusDeliveryUs: { p50: us(median(status)), p99: us(p99(status)) },
+    queryRoundTripUs: { p50: us(median(query)), p99: us(p99(query)) },
+    // One way against half a DDS round trip; a round trip against one.
+    statusVsHalfDdsRoundTrip: ratio(median(status), floorNs / 2),
+    queryVsDdsRoundTrip: ratio(median(query), floorNs),
+  });
+  const insecure = figures(await run('insecure'));
+  const secure = figures(await run('secure'));
+  console.log(JSON.stringify({
+    benchmark: 'dds_bridge',
+    samples,
+    loadAverage: os.loadavg().map((x) => +x.toFixed(2)),
+    ddsperfRoundTripUs: us(floorNs),
+    securityOff: insecure,
+    securityOn: secure,
+  }));
 })().then(() => process.exit(process.exitCode || 0), (error) => {
   console.error(error);
   process.exit(1);

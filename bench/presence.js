@@ -62,9 +62,9 @@ if (process.env.PRESENCE_ROLE === 'follower') {
   const appEnv = (bundle, socket, extra) => ({ ...daemonEnv, NAVINFO_BUILD_DIR: buildDir,
     NAVINFO_SERVICE_SOCKET: socket, NAVINFO_BUNDLE_NAME: bundle, ...extra });
   try {
-    const startDaemon = async (name, bundles, bridge) => {
+    const startDaemon = async (name, bundles, bridge, remoteRequesters = {}) => {
       const policy = path.join(dir, `${name}.json`);
-      fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles,
+      fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles, remoteRequesters,
         ...(bridge ? { bridge: { domain, partition: 'bench', node: name, insecure: true, ...bridge } } : {}) }));
       const daemon = spawn(path.join(buildDir, 'bin', 'navinfo-service'), ['--socket', socketOf(name), '--policy', policy],
         { stdio: ['ignore', 'pipe', 'inherit'], env: daemonEnv });
@@ -79,8 +79,8 @@ if (process.env.PRESENCE_ROLE === 'follower') {
         '<NetworkInterface name="lo"/></Interfaces><AllowMulticast>false</AllowMulticast></General><Discovery>' +
         '<ParticipantIndex>auto</ParticipantIndex><MaxAutoParticipantIndex>20</MaxAutoParticipantIndex>' +
         '<Peers><Peer address="127.0.0.1"/></Peers></Discovery></Domain></CycloneDDS>');
-      publisherSocket = await startDaemon('A', { [MAP]: { navigationPermission: true, livenessTimeoutMs: livenessMs },
-        'navinfo-service.bridge': { systemApp: true, navigationPermission: true } }, { export: [MAP] });
+      publisherSocket = await startDaemon('A', { [MAP]: { navigationPermission: true, livenessTimeoutMs: livenessMs } },
+        { export: [MAP] }, { [`B/${DASH}`]: { systemApp: true, navigationPermission: true } });
       followerSocket = await startDaemon('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
         [DASH]: { systemApp: true, navigationPermission: true } }, { import: [MAP] });
     } else {

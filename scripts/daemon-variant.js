@@ -15,7 +15,7 @@ const { prebuildFolder, PROGRAM_CHOICES } = require('../lib/load-binding');
 
 const DAEMON = 'navinfo-service';
 const BRIDGED_DAEMON = 'navinfo-service-dds';
-const CYCLONE_PACKAGES = 'cyclonedds-dev cyclonedds-tools';
+const CYCLONE_PACKAGES = 'cyclonedds-dev cyclonedds-tools libssl-dev';
 
 const WISHES = new Map([
   ['1', 'on'], ['on', 'on'], ['true', 'on'], ['yes', 'on'],
@@ -66,6 +66,10 @@ function missingForBridgeBuild() {
     missing.push('Cyclone DDS with its development files (Debian: cyclonedds-dev)');
   }
   if (!succeeds('idlc', ['-v'])) missing.push("Cyclone DDS's IDL compiler, idlc (Debian: cyclonedds-tools)");
+  // The bridge hashes certificates with OpenSSL's libcrypto.
+  if (!succeeds('pkg-config', ['--exists', 'libcrypto']) && !fs.existsSync('/usr/include/openssl/evp.h')) {
+    missing.push("OpenSSL's development files (Debian: libssl-dev)");
+  }
   return missing;
 }
 

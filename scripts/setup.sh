@@ -8,10 +8,10 @@ cd "$(dirname "$0")/.."
 # clang and its runtime libraries (libFuzzer, the sanitizers) build the fuzz
 # targets; chromium runs the cluster page's browser test; libsystemd-dev gives
 # the daemon its systemd support, systemd the systemd-socket-activate of its tests;
-# Cyclone DDS (its library, and idlc and ddsperf) the daemon's DDS bridge;
+# Cyclone DDS (its library, and idlc and ddsperf) and OpenSSL's libcrypto the daemon's DDS bridge;
 # clang-format and clang-tidy are scripts/lint.sh's.
 packages=(cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev binutils clang libclang-rt-14-dev
-  chromium libsystemd-dev systemd cyclonedds-dev cyclonedds-tools clang-format clang-tidy)
+  chromium libsystemd-dev systemd cyclonedds-dev cyclonedds-tools libssl-dev clang-format clang-tidy)
 # The linux-arm64 prebuild: Debian's cross toolchain, and qemu and file to
 # check what it made on this machine.
 if [ "${1:-}" = "arm64" ]; then

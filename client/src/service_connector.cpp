@@ -211,7 +211,8 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
     RunHook("onConnected", hooks_.onConnected, service, generation);
 
     bool stopped = false;
-    bool back = false;
+    bool back = false;        // up before, lost, and that loss was told
+    bool afterFailed = false; // never up before, and a failure was told
     {
         std::lock_guard<std::mutex> lock(stateMutex_);
         stopped = stopping_;
@@ -219,7 +220,8 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
             service_ = service;
             generation_ = generation;
             lastFailure_ = NAV_INFO_SUCCESS;
-            back = lossTold_;
+            back = lossTold_ && everConnected_;
+            afterFailed = lossTold_ && !everConnected_;
             lossTold_ = false;
             everConnected_ = true;
             backoffMs_ = RETRY_BACKOFF_MIN_MS;
@@ -235,6 +237,10 @@ ServiceLease ServiceConnector::Connect(bool waitForTurn)
     if (back) {
         CLIENT_LOGW("connection to %{public}s is back (generation %{public}llu)", endpoint_.socketPath.c_str(),
             static_cast<unsigned long long>(generation));
+    } else if (afterFailed) {
+        // Said at the level the failure was, so that whoever saw it sees the end of it.
+        CLIENT_LOGW("connected to %{public}s as %{public}s (generation %{public}llu)", endpoint_.socketPath.c_str(),
+            endpoint_.bundleName.c_str(), static_cast<unsigned long long>(generation));
     } else {
         CLIENT_LOGI("connected to %{public}s as %{public}s (generation %{public}llu)", endpoint_.socketPath.c_str(),
             endpoint_.bundleName.c_str(), static_cast<unsigned long long>(generation));

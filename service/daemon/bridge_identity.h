@@ -7,8 +7,9 @@
 //    serves their requests, as those bundles: the policy must let them
 //    publish exactly as it would a local application of that name;
 //  - from BRIDGE_REMOTE_CLIENT_BASE on, one id per daemon that sends
-//    requests, under its system application's bundle name, which the policy
-//    judges as it would a local one (caps per client apply per daemon).
+//    requests, as remote callers named "node/bundle" (CallerInfo::remote),
+//    which the policy judges by its remoteRequesters rules (caps per client
+//    apply per daemon).
 #ifndef SERVICE_DAEMON_BRIDGE_IDENTITY_H
 #define SERVICE_DAEMON_BRIDGE_IDENTITY_H
 

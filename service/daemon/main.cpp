@@ -127,9 +127,8 @@ int Serve(DaemonService& service, const sigset_t& signals, const std::string& po
         // The status takes the server's and the core's locks: a service that
         // hangs in either stops feeding the watchdog.
         std::string now = service.StatusText();
-        if (now != status) {
-            status = now;
-            ServiceManager::Notify("STATUS=" + status);
+        if (now != status && ServiceManager::Notify("STATUS=" + now)) {
+            status = now; // a status that did not fit is sent again next period
         }
         if (watchdog.count() > 0) {
             ServiceManager::Notify("WATCHDOG=1");

@@ -3,7 +3,10 @@
 
 #include <systemd/sd-daemon.h>
 #include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -38,9 +41,35 @@ ActivationSocket TakeActivationSocket()
     return result;
 }
 
+// Sent without waiting: sd_notify's socket blocks while the receiver's queue
+// is full, and the main thread, which feeds the watchdog, is also the one
+// that takes the stop signals. A notification that does not fit is dropped;
+// the next watchdog period sends again.
 bool Notify(const std::string& state)
 {
-    return sd_notify(0, state.c_str()) > 0;
+    const char* path = std::getenv("NOTIFY_SOCKET");
+    if (path == nullptr || (path[0] != '/' && path[0] != '@')) {
+        return false;
+    }
+    struct sockaddr_un addr {};
+    addr.sun_family = AF_UNIX;
+    const size_t length = std::strlen(path);
+    if (length >= sizeof(addr.sun_path)) {
+        return false;
+    }
+    std::memcpy(addr.sun_path, path, length);
+    if (path[0] == '@') {
+        addr.sun_path[0] = '\0'; // an abstract socket address
+    }
+    const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0) {
+        return false;
+    }
+    const auto addrLength = static_cast<socklen_t>(offsetof(struct sockaddr_un, sun_path) + length);
+    const ssize_t sent = sendto(fd, state.data(), state.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+        reinterpret_cast<const struct sockaddr*>(&addr), addrLength);
+    close(fd);
+    return sent == static_cast<ssize_t>(state.size());
 }
 
 bool Supervised()

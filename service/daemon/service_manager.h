@@ -1,7 +1,7 @@
 // What navinfo-service exchanges with the service manager (systemd) when it
-// runs under one, through libsystemd's sd-daemon calls: the listening socket
-// of socket activation, readiness, status, reload and stopping notices, and
-// the watchdog. Without a service manager (no LISTEN_FDS, no NOTIFY_SOCKET)
+// runs under one: the listening socket of socket activation (libsystemd),
+// readiness, status, reload and stopping notices, and the watchdog (a
+// datagram to NOTIFY_SOCKET that never waits). Without a service manager (no LISTEN_FDS, no NOTIFY_SOCKET)
 // every function is a no-op and the daemon behaves as a plain program.
 //
 // Threads: TakeActivationSocket once, from main, before other threads exist
@@ -26,7 +26,7 @@ ActivationSocket TakeActivationSocket();
 
 // Sends a notification ("READY=1", "STATUS=...", "RELOADING=1",
 // "STOPPING=1", "WATCHDOG=1", several separated by newlines). False when
-// there is nobody to tell.
+// there is nobody to tell or the receiver's queue is full; it never blocks.
 bool Notify(const std::string& state);
 
 // True when notifications have a receiver (NOTIFY_SOCKET is set).

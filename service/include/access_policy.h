@@ -50,7 +50,11 @@ public:
     // Bundles listed get their own rule. Unlisted bundles get nothing when
     // defaultDeny, and everything (system application with the permission)
     // otherwise.
-    RuleAccessPolicy(bool defaultDeny, std::map<std::string, BundleAccess> bundles);
+    // Remote requesters ("node/bundle", see CallerInfo::remote) are judged by
+    // their own rules (systemApp and navigationPermission only), and unlisted
+    // ones as unlisted bundles are.
+    RuleAccessPolicy(bool defaultDeny, std::map<std::string, BundleAccess> bundles,
+        std::map<std::string, BundleAccess> remoteRequesters = {});
 
     // Every bundle is a system application with the permission.
     static std::shared_ptr<const RuleAccessPolicy> AllowAll();
@@ -72,10 +76,15 @@ public:
     // The rule of a listed bundle, or null.
     const BundleAccess* FindBundle(const std::string& bundleName) const;
     const std::map<std::string, BundleAccess>& Bundles() const { return bundles_; }
+    const std::map<std::string, BundleAccess>& RemoteRequesters() const { return remoteRequesters_; }
 
 private:
+    // The rule the caller is judged by: a remote requester's or a bundle's; null when unlisted.
+    const BundleAccess* RuleOf(const CallerInfo& caller) const;
+
     const bool defaultDeny_;
     const std::map<std::string, BundleAccess> bundles_;
+    const std::map<std::string, BundleAccess> remoteRequesters_; // by "node/bundle"
 };
 
 } // namespace OHOS::NavigationInfoService

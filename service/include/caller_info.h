@@ -16,6 +16,10 @@ struct CallerInfo {
     // One id per client connection. Subscriptions, listeners and outstanding
     // requests belong to it, and OnClientGone(clientId) drops them.
     uint64_t clientId = 0;
+    // An application of another machine, asking through the network bridge:
+    // bundleName is then "node/bundle", and the policy judges it by its
+    // remoteRequesters rules, never by a local bundle's rule.
+    bool remote = false;
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -240,6 +240,7 @@ private:
         RequestKind kind = RequestKind::QUERY;
         int32_t type = 0;
         AAFwk::WantParams params;
+        std::string requester; // the caller's bundle name, for a RequesterAwareListener
         // What InspectService shows besides kind and type.
         std::string bundleName;
         std::chrono::steady_clock::time_point acceptedAt;
@@ -251,6 +252,7 @@ private:
         RequestKind kind = RequestKind::QUERY;
         int32_t type = 0;
         AAFwk::WantParams params;
+        std::string requester;
     };
     struct Answer {
         sptr<IMapCallback> callback;

@@ -4,9 +4,11 @@
 
 namespace OHOS::NavigationInfoService {
 
-RuleAccessPolicy::RuleAccessPolicy(bool defaultDeny, std::map<std::string, BundleAccess> bundles)
+RuleAccessPolicy::RuleAccessPolicy(bool defaultDeny, std::map<std::string, BundleAccess> bundles,
+    std::map<std::string, BundleAccess> remoteRequesters)
     : defaultDeny_(defaultDeny),
-      bundles_(std::move(bundles))
+      bundles_(std::move(bundles)),
+      remoteRequesters_(std::move(remoteRequesters))
 {
 }
 
@@ -26,15 +28,24 @@ const BundleAccess* RuleAccessPolicy::FindBundle(const std::string& bundleName) 
     return found == bundles_.end() ? nullptr : &found->second;
 }
 
+const BundleAccess* RuleAccessPolicy::RuleOf(const CallerInfo& caller) const
+{
+    if (!caller.remote) {
+        return FindBundle(caller.bundleName);
+    }
+    auto found = remoteRequesters_.find(caller.bundleName);
+    return found == remoteRequesters_.end() ? nullptr : &found->second;
+}
+
 bool RuleAccessPolicy::IsSystemApp(const CallerInfo& caller) const
 {
-    const BundleAccess* rule = FindBundle(caller.bundleName);
+    const BundleAccess* rule = RuleOf(caller);
     return rule != nullptr ? rule->systemApp : !defaultDeny_;
 }
 
 bool RuleAccessPolicy::HasNavigationPermission(const CallerInfo& caller) const
 {
-    const BundleAccess* rule = FindBundle(caller.bundleName);
+    const BundleAccess* rule = RuleOf(caller);
     return rule != nullptr ? rule->navigationPermission : !defaultDeny_;
 }
 

@@ -16,6 +16,7 @@
 
 #include "access_policy_file.h"
 #include "bridge_policy_parse.h"
+#include "nav_info_service_ipc.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -187,6 +188,33 @@ bool ReadBundle(const std::string& name, const json& value, BundleAccess& access
     return true;
 }
 
+// A remote requester is "node/bundle": the node of the daemon it asks through
+// (a bridge's node name has no '/') and the bundle that daemon verified. It can
+// prove neither a uid nor a token here, so its rule has only the two rights.
+bool ReadRemoteRequester(const std::string& name, const json& value, BundleAccess& access, std::string& error)
+{
+    const std::string where = "remoteRequesters[" + Quote(name) + "]: ";
+    const size_t slash = name.find('/');
+    if (slash == std::string::npos || slash == 0 || slash > MAX_BUNDLE_NAME_LENGTH || slash + 1 == name.size() ||
+        name.size() - slash - 1 > MAX_BUNDLE_NAME_LENGTH) {
+        error = where + "must be \"node/bundle\", each a name of 1 to " + std::to_string(MAX_BUNDLE_NAME_LENGTH) +
+            " bytes";
+        return false;
+    }
+    if (!value.is_object()) {
+        error = where + "must be an object";
+        return false;
+    }
+    for (const auto& item : value.items()) {
+        if (item.key() != "systemApp" && item.key() != "navigationPermission") {
+            error = where + "unknown key " + Quote(item.key()) + " (known: systemApp, navigationPermission)";
+            return false;
+        }
+    }
+    return ReadBool(value, "systemApp", access.systemApp, where, error) &&
+        ReadBool(value, "navigationPermission", access.navigationPermission, where, error);
+}
+
 PolicyLoadResult ParseDocument(const json& document)
 {
     if (!document.is_object()) {
@@ -194,7 +222,7 @@ PolicyLoadResult ParseDocument(const json& document)
     }
     for (const auto& item : document.items()) {
         if (item.key() != "version" && item.key() != "defaultDeny" && item.key() != "bundles" &&
-            item.key() != "bridge" && item.key() != "goneRetentionSeconds") {
+            item.key() != "bridge" && item.key() != "goneRetentionSeconds" && item.key() != "remoteRequesters") {
             return Failure("unknown key " + Quote(item.key()));
         }
     }
@@ -224,6 +252,20 @@ PolicyLoadResult ParseDocument(const json& document)
             bundles.emplace(item.key(), std::move(access));
         }
     }
+    std::map<std::string, BundleAccess> remoteRequesters;
+    auto remote = document.find("remoteRequesters");
+    if (remote != document.end()) {
+        if (!remote->is_object()) {
+            return Failure("\"remoteRequesters\" must be an object keyed by \"node/bundle\"");
+        }
+        for (const auto& item : remote->items()) {
+            BundleAccess access;
+            if (!ReadRemoteRequester(item.key(), item.value(), access, error)) {
+                return Failure(error);
+            }
+            remoteRequesters.emplace(item.key(), std::move(access));
+        }
+    }
     auto retention = document.find("goneRetentionSeconds");
     const int64_t maxRetentionSeconds = MAX_GONE_RETENTION.count() / 1000;
     if (retention != document.end() &&
@@ -242,7 +284,8 @@ PolicyLoadResult ParseDocument(const json& document)
         bridge = std::move(parsed);
     }
     PolicyLoadResult result;
-    result.policy = std::make_shared<const RuleAccessPolicy>(defaultDeny, std::move(bundles));
+    result.policy = std::make_shared<const RuleAccessPolicy>(defaultDeny, std::move(bundles),
+        std::move(remoteRequesters));
     result.bridge = std::move(bridge);
     if (retention != document.end()) {
         result.goneRetention = std::chrono::seconds(retention->get<int64_t>());

@@ -83,8 +83,11 @@ bool ParseBridgePolicy(const json& section, BridgePolicy& bridge, std::string& e
         }
     }
     auto node = section.find("node");
-    if (node != section.end() && !ReadName(*node, MAX_BUNDLE_NAME_LENGTH, bridge.node)) {
-        error = "bridge: \"node\" must be a name of 1 to " + std::to_string(MAX_BUNDLE_NAME_LENGTH) + " bytes";
+    // No '/': the other daemons name this one's requesters "node/bundle".
+    if (node != section.end() &&
+        (!ReadName(*node, MAX_BUNDLE_NAME_LENGTH, bridge.node) || bridge.node.find('/') != std::string::npos)) {
+        error = "bridge: \"node\" must be a name of 1 to " + std::to_string(MAX_BUNDLE_NAME_LENGTH) +
+            " bytes without '/'";
         return false;
     }
     auto liveliness = section.find("livelinessMs");

@@ -11,6 +11,7 @@
 #include "nav_info_errors.h"
 #include "nav_info_service_core.h"
 #include "request_answer_forwarder.h"
+#include "requester_aware_listener.h"
 #include "service_log.h"
 
 namespace OHOS::NavigationInfoService {
@@ -88,10 +89,11 @@ int32_t NavInfoServiceCore::SubmitRequest(const CallerInfo& caller, const std::s
             ObserveLocked(bundleName, seen);
         }
         if (sendNow) {
-            dispatch = Dispatch{requestId, target->second.listener, kind, type, std::move(params)};
+            dispatch = Dispatch{requestId, target->second.listener, kind, type, std::move(params), caller.bundleName};
         } else {
             pending.listener = target->second.listener;
             pending.params = std::move(params);
+            pending.requester = caller.bundleName;
         }
     }
     if (!sendNow) {
@@ -125,6 +127,18 @@ bool NavInfoServiceCore::Send(Dispatch dispatch)
         sptr<ISystemNavigationListener> listener = std::move(dispatch.listener);
         const void* key = listener.GetRefPtr();
         const int32_t type = dispatch.type;
+        if (dynamic_cast<RequesterAwareListener*>(listener.GetRefPtr()) != nullptr) {
+            return executor_->Post(key,
+                [listener, type, kind = dispatch.kind, requester = std::move(dispatch.requester),
+                    params = std::move(dispatch.params), forwarder] {
+                    auto* aware = dynamic_cast<RequesterAwareListener*>(listener.GetRefPtr());
+                    if (kind == RequestKind::QUERY) {
+                        aware->OnQueryNavigationInfoFrom(requester, static_cast<QueryType>(type), params, forwarder);
+                    } else {
+                        aware->OnReceiveNavigationCmdFrom(requester, static_cast<CommandType>(type), params, forwarder);
+                    }
+                });
+        }
         if (dispatch.kind == RequestKind::QUERY) {
             return executor_->Post(key, [listener, type, params = std::move(dispatch.params), forwarder] {
                 listener->OnQueryNavigationInfo(static_cast<QueryType>(type), params, forwarder);
@@ -239,7 +253,7 @@ sptr<IMapCallback> NavInfoServiceCore::TakePendingLocked(uint64_t requestId, con
         next->second.inFlight = true;
         try {
             readyToSend_.push_back(Dispatch{promoted, std::move(next->second.listener), next->second.kind,
-                next->second.type, std::move(next->second.params)});
+                next->second.type, std::move(next->second.params), std::move(next->second.requester)});
         } catch (const std::bad_alloc&) {
             // Out of memory: it is answered by its time-out.
             SERVICE_LOGE("request %{public}llu could not be sent", static_cast<unsigned long long>(promoted));

@@ -8,11 +8,20 @@
 //    open correlation id ({0, "HIJACKED"});
 //  - a request in the requester's name with the same correlation id, a
 //    command (goHome, params {forged: true}), so that the exporter, were it to
-//    believe the name, would answer the requester's open query with it.
+//    believe the name, would answer the requester's open query with it;
+//  - a request of its own (its own instance, so that the answer would come
+//    to it) naming the requester's node and system application, the same
+//    command: its request writer announces NODE, not the node it names;
+//  - a second claim of the bundle, as NODE.
 // It prints "ready" once its writers are matched with the daemons' readers
 // (the importer's for records and replies, the exporter's for requests).
 //
-// Usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS
+// MODE claim: it claims the bundle itself (node "FORGER", its own instance)
+// and writes its records (the forged one above) as that claimant; "ready"
+// once both daemons read its claim and the importer its records.
+// MODE garbage: forger_garbage.h.
+//
+// Usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS [forge [NODE] | claim | garbage]
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -22,61 +31,108 @@
 #include <dds/dds.h>
 
 #include "bridge_payload.h"
+#include "dds_entities.h"
+#include "forger_common.h"
+#include "forger_garbage.h"
 #include "navinfo_bridge.h"
 
 using namespace OHOS::NavigationInfoService;
+using Forger::Fail;
+using Forger::Matched;
+using Forger::Qos;
+using Forger::Text;
 
 namespace {
 
 constexpr int32_t FORGED_ROUTE_INDEX = 999999;
 
-char* Text(const std::string& value)
-{
-    return const_cast<char*>(value.c_str());
-}
-
 dds_sequence_octet Octets(const BridgePayload::Bytes& bytes)
 {
-    return {static_cast<uint32_t>(bytes.size()), static_cast<uint32_t>(bytes.size()),
-        const_cast<uint8_t*>(bytes.data()), false};
+    return Forger::Octets(bytes);
 }
 
-dds_qos_t* Qos(bool state)
+// The forged status record, in the daemons' own record encoding.
+bool ForgedRecord(BridgePayload::Bytes& record)
 {
-    dds_qos_t* qos = dds_create_qos();
-    dds_qset_reliability(qos, DDS_RELIABILITY_RELIABLE, DDS_SECS(1));
-    dds_qset_durability(qos, state ? DDS_DURABILITY_TRANSIENT_LOCAL : DDS_DURABILITY_VOLATILE);
-    dds_qset_history(qos, DDS_HISTORY_KEEP_LAST, state ? 1 : 1024);
-    return qos;
+    NavigationStatus forged;
+    forged.status = 1;
+    forged.routeIndex = FORGED_ROUTE_INDEX;
+    forged.customData = "FORGED-BY-THIRD-PARTY";
+    return BridgePayload::Encode(forged, record);
 }
 
-uint32_t Matched(dds_entity_t writer)
+// A second claimant: claims the bundle in its own name and writes records as that claimant.
+int RunSecondClaim(const char* domain, const char* partition, const std::string& bundle,
+    std::chrono::steady_clock::time_point deadline)
 {
-    dds_publication_matched_status_t status{};
-    dds_get_publication_matched_status(writer, &status);
-    return status.current_count;
-}
-
-int Fail(const char* what)
-{
-    std::fprintf(stderr, "navinfo_dds_forger: %s\n", what);
-    return 1;
+    Forger::Endpoints own;
+    if (!Forger::Join(domain, partition, own)) {
+        return Fail("cannot join the domain");
+    }
+    dds_qos_t* state = Qos(true);
+    dds_entity_t claimWriter = dds_create_writer(own.publisher,
+        dds_create_topic(own.participant, &navinfo_bridge_Claim_desc, "navinfo_Claim", nullptr, nullptr), state,
+        nullptr);
+    dds_entity_t statusWriter = dds_create_writer(own.publisher,
+        dds_create_topic(own.participant, &navinfo_bridge_Record_desc, "navinfo_Status", nullptr, nullptr), state,
+        nullptr);
+    dds_delete_qos(state);
+    BridgePayload::Bytes record;
+    if (claimWriter < 0 || statusWriter < 0 || !ForgedRecord(record)) {
+        dds_delete(own.participant);
+        return Fail("cannot create the endpoints");
+    }
+    dds_guid_t guid;
+    dds_get_guid(own.participant, &guid);
+    const std::string self = GuidHex(guid);
+    bool ready = false;
+    for (int tick = 0; std::chrono::steady_clock::now() < deadline; ++tick) {
+        if (tick % 5 == 0) {
+            navinfo_bridge_Claim claim{Text(bundle), Text("FORGER"), Text(self), 500};
+            dds_write(claimWriter, &claim);
+        }
+        navinfo_bridge_Record sample{Text(bundle), Text(self), Octets(record)};
+        dds_write(statusWriter, &sample);
+        // The exporter and the importer read claims, the importer records.
+        if (!ready && Matched(claimWriter) >= 2 && Matched(statusWriter) >= 1) {
+            ready = true;
+            std::printf("ready\n");
+            std::fflush(stdout);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    dds_delete(own.participant);
+    return ready ? 0 : Fail("never matched both daemons");
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc != 5) {
-        return Fail("usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS");
+    const std::string mode = argc >= 6 ? argv[5] : "forge";
+    const bool known = mode == "forge" || ((mode == "claim" || mode == "garbage") && argc <= 6);
+    if (argc < 5 || argc > 7 || !known) {
+        return Fail("usage: navinfo_dds_forger DOMAIN PARTITION BUNDLE SECONDS [forge [NODE] | claim | garbage]");
     }
+    const std::string node = argc == 7 ? argv[6] : "forger";
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(std::atoi(argv[4]));
     const std::string bundle = argv[3];
+    if (mode == "claim") {
+        return RunSecondClaim(argv[1], argv[2], bundle, deadline);
+    }
+    if (mode == "garbage") {
+        return Forger::RunGarbage(argv[1], argv[2], bundle, deadline);
+    }
     dds_entity_t participant = dds_create_participant(static_cast<dds_domainid_t>(std::atoi(argv[1])), nullptr,
         nullptr);
     if (participant < 0) {
         return Fail("cannot join the domain");
     }
+    dds_guid_t guid;
+    if (dds_get_guid(participant, &guid) != DDS_RETCODE_OK) {
+        return Fail("no participant id");
+    }
+    const std::string instance = GuidHex(guid);
     dds_qos_t* partition = dds_create_qos();
     dds_qset_partition1(partition, argv[2]);
     dds_entity_t publisher = dds_create_publisher(participant, partition, nullptr);
@@ -84,35 +140,37 @@ int main(int argc, char** argv)
     dds_delete_qos(partition);
     dds_qos_t* state = Qos(true);
     dds_qos_t* exchange = Qos(false);
-    dds_entity_t claimReader = dds_create_reader(subscriber,
-        dds_create_topic(participant, &navinfo_bridge_Claim_desc, "navinfo_Claim", nullptr, nullptr), state, nullptr);
+    dds_entity_t claimTopic = dds_create_topic(participant, &navinfo_bridge_Claim_desc, "navinfo_Claim", nullptr,
+        nullptr);
+    dds_entity_t claimReader = dds_create_reader(subscriber, claimTopic, state, nullptr);
+    dds_entity_t claimWriter = dds_create_writer(publisher, claimTopic, state, nullptr);
     dds_entity_t statusWriter = dds_create_writer(publisher,
         dds_create_topic(participant, &navinfo_bridge_Record_desc, "navinfo_Status", nullptr, nullptr), state, nullptr);
     dds_entity_t requestTopic = dds_create_topic(participant, &navinfo_bridge_Request_desc, "navinfo_Request", nullptr,
         nullptr);
     dds_entity_t requestReader = dds_create_reader(subscriber, requestTopic, exchange, nullptr);
-    dds_entity_t requestWriter = dds_create_writer(publisher, requestTopic, exchange, nullptr);
+    dds_qos_t* announcing = Qos(false);
+    dds_qset_userdata(announcing, node.data(), node.size()); // as a daemon announces its node
+    dds_entity_t requestWriter = dds_create_writer(publisher, requestTopic, announcing, nullptr);
+    dds_delete_qos(announcing);
     dds_entity_t replyWriter = dds_create_writer(publisher,
         dds_create_topic(participant, &navinfo_bridge_Reply_desc, "navinfo_Reply", nullptr, nullptr), exchange,
         nullptr);
     dds_delete_qos(state);
     dds_delete_qos(exchange);
-    if (claimReader < 0 || statusWriter < 0 || requestReader < 0 || requestWriter < 0 || replyWriter < 0) {
+    if (claimReader < 0 || claimWriter < 0 || statusWriter < 0 || requestReader < 0 || requestWriter < 0 ||
+        replyWriter < 0) {
         dds_delete(participant);
         return Fail("cannot create the endpoints");
     }
 
     // The forged record and answer, in the daemons' own record encoding.
-    NavigationStatus forged;
-    forged.status = 1;
-    forged.routeIndex = FORGED_ROUTE_INDEX;
-    forged.customData = "FORGED-BY-THIRD-PARTY";
     BridgePayload::Bytes record;
     BridgePayload::Bytes hijacked;
     BridgePayload::Bytes commandParams;
     OHOS::AAFwk::WantParams params;
     params.SetParam("forged", OHOS::AAFwk::WantValue::Bool(true));
-    if (!BridgePayload::Encode(forged, record) || !BridgePayload::Encode(ResultData{0, "HIJACKED", {}}, hijacked) ||
+    if (!ForgedRecord(record) || !BridgePayload::Encode(ResultData{0, "HIJACKED", {}}, hijacked) ||
         !BridgePayload::Encode(params, commandParams)) {
         dds_delete(participant);
         return Fail("cannot encode");
@@ -143,6 +201,8 @@ int main(int argc, char** argv)
         if (ready) {
             navinfo_bridge_Record sample{Text(bundle), Text(claimant), Octets(record)};
             dds_write(statusWriter, &sample);
+            navinfo_bridge_Claim claim{Text(bundle), Text(node), Text(instance), 2000};
+            dds_write(claimWriter, &claim);
         }
         n = dds_take(requestReader, samples, infos, 16, 16);
         for (dds_return_t i = 0; i < n; ++i) {
@@ -156,6 +216,8 @@ int main(int argc, char** argv)
             command.kind = 1;
             command.type = CommandType::GO_HOME;
             command.params = Octets(commandParams);
+            dds_write(requestWriter, &command);
+            command.requester = Text(instance); // its own, with the requester's node and bundle
             dds_write(requestWriter, &command);
         }
         if (n > 0) {

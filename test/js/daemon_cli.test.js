@@ -118,15 +118,34 @@ test('without a policy the daemon refuses every application (1005)', async () =>
   await daemon.stop();
 });
 
-test('the systemd units verify, with ExecStart pointing at the daemon built here', () => {
-  const folder = tmp.file('units');
-  fs.mkdirSync(folder);
-  for (const unit of ['navinfo-service.socket', 'navinfo-service.service']) {
-    const text = fs.readFileSync(path.join(__dirname, '../../deploy/systemd', unit), 'utf8');
-    fs.writeFileSync(`${folder}/${unit}`, text.replace('/opt/navinfo-service/navinfo-service', daemonBinary));
-  }
-  const verify = spawnSync('systemd-analyze', ['verify', 'navinfo-service.socket', 'navinfo-service.service'],
-    { cwd: folder, encoding: 'utf8', timeout: 20000 });
-  assert.equal(verify.status, 0, verify.stderr);
-  assert.equal(verify.stderr, '');
-});
+// Each row: the units as installed (a drop-in under navinfo-service.service.d/), and
+// what systemd's own offline analysis of the sandbox must say (✓ kept, ✗ opened).
+const unitRows = [
+  ['the units alone: no network', [],
+    [/✓ PrivateNetwork=/, /✓ RestrictAddressFamilies=~AF_\(INET\|INET6\)/, /✓ RestrictAddressFamilies=~AF_NETLINK/]],
+  ['with the bridge drop-in: network and netlink, the rest of the sandbox kept', ['navinfo-service-bridge.conf'],
+    [/✗ PrivateNetwork=/, /✗ RestrictAddressFamilies=~AF_\(INET\|INET6\)/, /✓ RestrictAddressFamilies=~AF_PACKET/,
+      /✓ RestrictAddressFamilies=~…/, /✓ CapabilityBoundingSet=~CAP_NET_ADMIN/, /✓ NoNewPrivileges=/]],
+];
+for (const [name, dropIns, expected] of unitRows) {
+  test(`systemd units verify, with ExecStart pointing at the daemon built here: ${name}`, () => {
+    const folder = tmp.file(`units-${dropIns.length}`);
+    fs.mkdirSync(path.join(folder, 'navinfo-service.service.d'), { recursive: true });
+    const deploy = path.join(__dirname, '../../deploy/systemd');
+    for (const unit of ['navinfo-service.socket', 'navinfo-service.service']) {
+      const text = fs.readFileSync(path.join(deploy, unit), 'utf8');
+      fs.writeFileSync(path.join(folder, unit), text.replace('/opt/navinfo-service/navinfo-service', daemonBinary));
+    }
+    for (const dropIn of dropIns) {
+      fs.copyFileSync(path.join(deploy, dropIn), path.join(folder, 'navinfo-service.service.d', dropIn));
+    }
+    const verify = spawnSync('systemd-analyze', ['verify', 'navinfo-service.socket', 'navinfo-service.service'],
+      { cwd: folder, encoding: 'utf8', timeout: 20000 });
+    assert.equal(verify.status, 0, verify.stderr);
+    assert.equal(verify.stderr, '', 'no unknown key or bad value in a unit or drop-in');
+    const security = spawnSync('systemd-analyze', ['security', '--offline=yes', '--no-pager', 'navinfo-service.service'],
+      { cwd: folder, encoding: 'utf8', timeout: 20000 });
+    assert.equal(security.status, 0, security.stderr);
+    for (const line of expected) assert.match(security.stdout, line);
+  });
+}

@@ -12,8 +12,9 @@ const { startDaemon, startApp, tempDir, killAll, withDeadline } = require('./sup
 
 const MAP = 'com.example.map';
 const AWAY = 'com.example.away'; // imported by B, exported by nobody
-const DASH = 'com.example.dash';
-const BRIDGE = 'navinfo-service.bridge'; // how B's requests appear on A
+const DASH = 'com.example.dash';   // B's cluster: A's policy lets B/com.example.dash ask
+const VOICE = 'com.example.voice'; // B's voice assistant: A's policy refuses it the permission
+const HUD = 'com.example.hud';     // a system application on both, unlisted as B's on A
 
 const cache = fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8');
 const built = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache);
@@ -29,9 +30,9 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
   let sys;
   let forger;
 
-  function policy(name, bundles, bridge) {
+  function policy(name, bundles, bridge, remoteRequesters = {}) {
     const file = tmp.file(`${name}.json`);
-    fs.writeFileSync(file, JSON.stringify({ version: 1, defaultDeny: true, bundles,
+    fs.writeFileSync(file, JSON.stringify({ version: 1, defaultDeny: true, bundles, remoteRequesters,
       bridge: { domain, partition, node: name, livelinessMs: 500, insecure: true, ...bridge } }));
     return file;
   }
@@ -56,15 +57,19 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
       '</Discovery></Domain></CycloneDDS>';
     fs.writeFileSync(tmp.file('cyclonedds.xml'), xml);
     env = { CYCLONEDDS_URI: `file://${tmp.file('cyclonedds.xml')}` };
+    // B's applications ask A as "B/<bundle>", judged by A's remoteRequesters
+    // only: A's local rule for HUD does not make B's HUD anything on A.
     a = await startNamed('A', policy('A', { [MAP]: { navigationPermission: true },
-      [BRIDGE]: { systemApp: true, navigationPermission: true } }, { export: [MAP] }));
+      [HUD]: { systemApp: true, navigationPermission: true } }, { export: [MAP] },
+    { [`B/${DASH}`]: { systemApp: true, navigationPermission: true }, [`B/${VOICE}`]: { systemApp: true } }));
     nav = await startApp(a.socketPath, MAP);
     assert.deepEqual(await nav.call('listenSystem'), { ok: true });
     // Published before daemon B exists: B joins late.
     assert.deepEqual(await nav.call('updateStatus', [{ status: 1, routeIndex: 7, customData: 'before B' }]), { ok: true });
     // The token keeps local processes from posing as the imported bundle.
     b = await startNamed('B', policy('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
-      [AWAY]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true } },
+      [AWAY]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true },
+      [VOICE]: { systemApp: true, navigationPermission: true }, [HUD]: { systemApp: true, navigationPermission: true } },
     { import: [MAP, AWAY] }));
     sys = await startApp(b.socketPath, DASH);
   });
@@ -104,6 +109,34 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
     const command = await sys.call('command', [MAP, 'goHome', {}]);
     assert.deepEqual(command.value, { code: 0, message: 'ok:goHome', data: { type: 'goHome', params: {} } });
   });
+
+  // Each row: a system application on B, and what A's policy makes of "B/<bundle>".
+  // A refused one gets the answer a refused local requester's call settles with.
+  const remoteRequesters = [
+    [`B/${DASH} is allowed: answered by the navigation process on A`, DASH,
+      { code: 0, message: 'ok:navigationStatus', data: { type: 'navigationStatus', params: { who: DASH } } }],
+    [`B/${VOICE} lacks the permission on A: 1005, never sent to the navigation process`, VOICE,
+      { code: 1005, message: 'No Permission', data: {} }],
+    [`B/${HUD} is not listed on A (only a local ${HUD} is): 1015, never sent`, HUD,
+      { code: 1015, message: 'Not System App', data: {} }],
+  ];
+  for (const [name, bundle, expected] of remoteRequesters) {
+    test(`remote requesters by node and bundle: ${name}`, async () => {
+      const app = bundle === DASH ? sys : await startApp(b.socketPath, bundle);
+      try {
+        const answer = await app.call('query', [MAP, 'navigationStatus', { who: bundle }]);
+        assert.deepEqual(answer.value, expected);
+        if (expected.code === 0) {
+          await nav.waitEvent('query', (e) => e.params.who === bundle);
+        } else {
+          assert.equal(nav.events.some((e) => e.event === 'query' && e.params.who === bundle), false,
+            'the navigation process gets only what the policy allows');
+        }
+      } finally {
+        if (app !== sys) await app.kill();
+      }
+    });
+  }
 
   // A third participant on the loopback, from the bridge's own IDL, copies
   // A's instance from the claim topic and the open correlation ids from the
@@ -151,6 +184,78 @@ describe('two daemons bridged over DDS on loopback', { skip: !built && 'built wi
         assert.equal(nav.events.filter((e) => e.event === 'command' && e.params.forged).length, 0,
           'no forged command reached the navigation process');
         await a.waitStderr(/dropped \d+ requests whose requester is not the daemon that sent them/, 5000);
+      }],
+      ['requests of its own naming B\'s node and system application are not carried out on A; A counts them', async () => {
+        // Its own instance, so A would answer it; but its writer announced "forger", not B.
+        await sys.call('query', [MAP, 'navigationStatus', { probe: 'node' }], 10000);
+        assert.equal(nav.events.filter((e) => e.event === 'command' && e.params.forged).length, 0,
+          'no forged command reached the navigation process');
+        await a.waitStderr(/dropped \d+ requests whose node is not the one their sender announced/, 5000);
+      }],
+    ];
+    for (const [name, row] of rows) test(name, row);
+  });
+
+  // The same third participant claiming the bundle itself, and flooding every
+  // topic with garbage (random 1 MiB payloads, oversized samples, random names):
+  // nothing of it reaches B's follower or system application, A's records and
+  // answers keep flowing, and neither daemon writes a log line per sample.
+  describe('a third DDS participant claiming the bundle or flooding garbage', () => {
+    const foreign = (since) => sys.events.slice(since).filter((e) => e.event === 'status' &&
+      (e.status.routeIndex === 999999 || e.status.customData === 'FORGED-BY-THIRD-PARTY'));
+    async function runForger(mode, seconds, started) {
+      const child = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP,
+        String(seconds), mode], { env: { ...process.env, ...env }, stdio: ['ignore', 'pipe', 'inherit'] });
+      forger = child;
+      let output = '';
+      const exited = new Promise((resolve) => child.once('exit', resolve));
+      await withDeadline(new Promise((resolve, reject) => {
+        child.stdout.on('data', (chunk) => { output += chunk; if (started.test(output)) resolve(); });
+        exited.then((code) => reject(new Error(`the forger exited ${code}: ${output}`)));
+      }), `the forger (${mode}) started`, 15000);
+      return { exited, output: () => output };
+    }
+    // A's records and answers while the forger runs.
+    async function realTrafficFlows(mark) {
+      await eventually(async () => {
+        await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+        return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+      }, `A's status ${mark} reaches B while the forger runs`, 15000);
+      const answer = await sys.call('query', [MAP, 'navigationStatus', { mark }], 10000);
+      assert.deepEqual(answer.value,
+        { code: 0, message: 'ok:navigationStatus', data: { type: 'navigationStatus', params: { mark } } });
+    }
+    const lines = (daemon, from) => daemon.stderr().slice(from).split('\n').filter(Boolean);
+    before(async () => {
+      assert.equal((await sys.call('followStatus', [MAP])).ok, true);
+    });
+
+    const rows = [
+      ['a second claim: refused and logged by B; its records never reach B\'s follower; A still serves', async () => {
+        const since = sys.events.length;
+        const run = await runForger('claim', 4, /ready/);
+        await b.waitStderr(/com\.example\.map is claimed by FORGER too, while A serves it/, 10000);
+        await realTrafficFlows(5151);
+        assert.equal(await run.exited, 0, run.output());
+        assert.deepEqual(foreign(since), [], 'no record of the second claimant delivered');
+        await b.waitStderr(/dropped \d+ records not written by the daemon that claims their bundle/, 5000);
+      }],
+      ['garbage on every topic: nothing delivered, A still serves, a few log lines a second at most', async () => {
+        const since = sys.events.length;
+        const [fromA, fromB] = [a.stderr().length, b.stderr().length];
+        const seconds = 4;
+        const run = await runForger('garbage', seconds, /flooding/);
+        await realTrafficFlows(6161);
+        assert.equal(await run.exited, 0, run.output());
+        assert.match(run.output(), /"written":[1-9]/);
+        await realTrafficFlows(6162);
+        assert.deepEqual(foreign(since), []);
+        assert.equal(sys.events.slice(since).filter((e) => e.event === 'status' && e.status.status !== 1).length, 0);
+        // Each kind of refusal is one line a second with its count; a line per sample would be hundreds.
+        for (const [name, daemon, from] of [['A', a, fromA], ['B', b, fromB]]) {
+          const written = lines(daemon, from);
+          assert.ok(written.length <= 8 * (seconds + 2), `${name} wrote ${written.length} lines:\n${written.join('\n')}`);
+        }
       }],
     ];
     for (const [name, row] of rows) test(name, row);

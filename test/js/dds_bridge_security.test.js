@@ -14,7 +14,7 @@ const { startDaemon, startApp, tempDir, killAll, withDeadline } = require('./sup
 
 const MAP = 'com.example.map';
 const DASH = 'com.example.dash';
-const BRIDGE = 'navinfo-service.bridge';
+const DECOY = 'com.example.decoy'; // exported by C, so that its permissions are an exporter's too
 const LOOPBACK = '<CycloneDDS><Domain id="any"><General><Interfaces><NetworkInterface name="lo"/></Interfaces>' +
   '<AllowMulticast>false</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>' +
   '<MaxAutoParticipantIndex>20</MaxAutoParticipantIndex><Peers><Peer address="127.0.0.1"/></Peers>' +
@@ -34,9 +34,9 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
   let nav;
   let sys;
 
-  function policy(name, bundles, bridge) {
+  function policy(name, bundles, bridge, remoteRequesters = {}) {
     const file = tmp.file(`${name}.json`);
-    fs.writeFileSync(file, JSON.stringify({ version: 1, defaultDeny: true, bundles,
+    fs.writeFileSync(file, JSON.stringify({ version: 1, defaultDeny: true, bundles, remoteRequesters,
       bridge: { domain, partition, node: name, livelinessMs: 500, ...bridge } }));
     return file;
   }
@@ -54,12 +54,15 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
   }
 
   before(async () => {
-    const policyA = policy('A', { [MAP]: { navigationPermission: true },
-      [BRIDGE]: { systemApp: true, navigationPermission: true } }, { export: [MAP] });
+    const policyA = policy('A', { [MAP]: { navigationPermission: true } }, { export: [MAP] },
+      { [`B/${DASH}`]: { systemApp: true, navigationPermission: true } });
     const policyB = policy('B', { [MAP]: { navigationPermission: true, token: 'imported only' },
       [DASH]: { systemApp: true, navigationPermission: true } }, { import: [MAP] });
+    // A third node of the vehicle with full rights: it exports and imports.
+    const policyC = policy('C', {}, { export: [DECOY], import: [MAP] });
     execFileSync(process.execPath, [path.join(paths.root, 'bin', 'navinfo-dds-security.js'), 'init', '--out', out,
-      '--policy', policyA, '--policy', policyB, '--interface', 'lo', '--peer', '127.0.0.1'], { stdio: 'pipe' });
+      '--policy', policyA, '--policy', policyB, '--policy', policyC, '--interface', 'lo', '--peer', '127.0.0.1'],
+    { stdio: 'pipe' });
     a = await startNamed('A', policyA, uriOf('A'));
     nav = await startApp(a.socketPath, MAP);
     assert.deepEqual(await nav.call('listenSystem'), { ok: true });
@@ -74,7 +77,7 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
   });
 
   test('the command leaves every private key readable by its owner only', () => {
-    for (const key of ['ca/identity_ca.key', 'ca/permissions_ca.key', 'A/A.key', 'B/B.key']) {
+    for (const key of ['ca/identity_ca.key', 'ca/permissions_ca.key', 'A/A.key', 'B/B.key', 'C/C.key']) {
       assert.equal(fs.statSync(path.join(out, key)).mode & 0o777, 0o600, key);
     }
   });
@@ -127,14 +130,87 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
       assert.equal(code, 1, output);
       assert.match(output, /cannot create the endpoints/);
     }],
+    ['a third node with valid credentials posing as B cannot speak for A\'s bundle nor ask in B\'s name', async () => {
+      // Its records, replies, second claim and requests (test/dds/dds_forger.cpp), with C's
+      // certificate but announcing itself as node B and naming B in its own requests.
+      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '20', 'forge', 'B'],
+        { env: { ...process.env, ...uriOf('C') }, stdio: ['ignore', 'pipe', 'pipe'] });
+      let output = '';
+      forger.stdout.on('data', (chunk) => { output += chunk; });
+      forger.stderr.on('data', (chunk) => { output += chunk; });
+      try {
+        await eventually(() => /ready/.test(output), `the forger with C's credentials matched both daemons: ${output}`);
+        await nav.call('answerWith', [{ delayMs: 300 }]); // time for the forger to answer first
+        const mark = 4343;
+        await eventually(async () => {
+          await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+          return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+        }, 'A\'s status reaches B while C forges');
+        for (const n of [1, 2, 3]) {
+          const answer = await sys.call('query', [MAP, 'navigationStatus', { n }], 10000);
+          assert.deepEqual(answer.value,
+            { code: 0, message: 'ok:navigationStatus', data: { type: 'navigationStatus', params: { n } } });
+        }
+        assert.equal(sys.events.filter((e) => e.event === 'status' && e.status.routeIndex === 999999).length, 0,
+          'no record of C reached B\'s follower');
+        assert.equal((await sys.call('getStatus', [MAP])).value.routeIndex, mark);
+        assert.equal(nav.events.filter((e) => e.event === 'command' && e.params.forged).length, 0,
+          'no request of C reached the navigation process');
+        await b.waitStderr(/dropped \d+ records not written by the daemon that claims their bundle/, 5000);
+        await b.waitStderr(/dropped \d+ replies not written by the daemon the request went to/, 5000);
+        await b.waitStderr(/com\.example\.map is claimed by B too, while A serves it/, 5000);
+        await a.waitStderr(/dropped \d+ requests whose requester is not the daemon that sent them/, 5000);
+        await a.waitStderr(/dropped \d+ requests whose node is not the one their sender's certificate names/, 5000);
+      } finally {
+        forger.kill('SIGKILL');
+        await nav.call('answerWith', [{ delayMs: 0 }]);
+      }
+    }],
     ['a daemon whose permissions do not allow its role exits 1 naming the topic and why', async () => {
       // An exporting policy with the importer's credentials: B may not write claims.
-      const policyC = policy('C', { [MAP]: { navigationPermission: true } }, { export: [MAP] });
-      await assert.rejects(startNamed('C', policyC, uriOf('B')),
+      const policyD = policy('D', { [MAP]: { navigationPermission: true } }, { export: [MAP] });
+      await assert.rejects(startNamed('D', policyD, uriOf('B')),
         /exited \(1, null\).*cannot write navinfo_Claim \(.*permissions.*publish navinfo_Claim.*\): Not Allowed By Security/s);
     }],
   ];
   for (const [name, row] of rows) test(name, row);
+
+  // The forger's other modes without credentials: claiming the bundle itself
+  // (it waits to be matched, and never is), and garbage on every topic
+  // (written blind). Neither daemon sees any of it, so neither logs it.
+  const uncredentialed = [
+    ['claim', 1, /never matched both daemons/],
+    ['garbage', 0, /"written":[1-9]/],
+  ];
+  for (const [mode, exitCode, output] of uncredentialed) {
+    test(`a third participant without credentials (${mode}): nothing of it reaches either daemon`, async () => {
+      const plain = tmp.file('plain.xml');
+      fs.writeFileSync(plain, LOOPBACK);
+      assert.equal((await sys.call('followStatus', [MAP])).ok, true);
+      // Drops of the rows before are counted and logged up to a second later.
+      await new Promise((resolve) => setTimeout(resolve, 1500));
+      const since = sys.events.length;
+      const [fromA, fromB] = [a.stderr().length, b.stderr().length];
+      const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '4', mode],
+        { env: { ...process.env, CYCLONEDDS_URI: `file://${plain}` }, stdio: ['ignore', 'pipe', 'pipe'] });
+      let text = '';
+      forger.stdout.on('data', (chunk) => { text += chunk; });
+      forger.stderr.on('data', (chunk) => { text += chunk; });
+      const mark = 7000 + exitCode;
+      await eventually(async () => {
+        await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+        return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+      }, 'A\'s status reaches B while the forger runs');
+      assert.equal((await sys.call('query', [MAP, 'navigationStatus', {}], 10000)).value.code, 0);
+      const code = await withDeadline(new Promise((resolve) => forger.once('exit', resolve)), 'the forger ends', 15000);
+      assert.equal(code, exitCode, text);
+      assert.match(text, output);
+      assert.deepEqual(sys.events.slice(since).filter((e) => e.event === 'status' && e.status.routeIndex !== mark), []);
+      for (const logged of [a.stderr().slice(fromA), b.stderr().slice(fromB)]) {
+        assert.doesNotMatch(logged, /FORGER|dropped|oversize|deserialization/);
+      }
+    });
+  }
 });
 
 describe('navinfo-dds-security init refuses what it cannot make', () => {

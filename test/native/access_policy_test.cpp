@@ -49,6 +49,39 @@ TEST(RuleAccessPolicyTest, ListedBundlesGetTheirRuleAndUnlistedFollowTheDefault)
     EXPECT_EQ(Rights(*RuleAccessPolicy::DenyAll(), "x"), Expected(false, false));
 }
 
+TEST(RuleAccessPolicyTest, RemoteRequestersAreJudgedByTheirOwnRulesNeverByALocalBundle)
+{
+    std::map<std::string, BundleAccess> bundles;
+    bundles["nodeB/com.voice"] = BundleAccess{true, true, {}, ""}; // a local name that looks remote
+    bundles["com.voice"] = BundleAccess{true, true, {}, ""};
+    std::map<std::string, BundleAccess> remote;
+    remote["nodeB/com.cluster"] = BundleAccess{true, true, {}, ""};
+    remote["nodeB/com.voice"] = BundleAccess{false, false, {}, ""};
+    remote["nodeC/com.map"] = BundleAccess{true, false, {}, ""};
+    const struct {
+        bool defaultDeny;
+        const char* name;
+        bool remote;
+        Expected rights;
+    } cases[] = {
+        {true, "nodeB/com.cluster", true, {true, true}},
+        {true, "nodeB/com.voice", true, {false, false}},
+        {true, "nodeC/com.map", true, {true, false}},
+        {true, "nodeB/com.voice", false, {true, true}}, // the local rule of that name
+        {true, "com.voice", true, {false, false}},      // a local bundle's rule never applies
+        {true, "nodeA/com.cluster", true, {false, false}},
+        {false, "nodeA/com.cluster", true, {true, true}}, // unlisted: as an unlisted bundle
+        {false, "nodeB/com.voice", true, {false, false}},
+    };
+    for (const auto& c : cases) {
+        RuleAccessPolicy policy(c.defaultDeny, bundles, remote);
+        CallerInfo caller = Caller(c.name);
+        caller.remote = c.remote;
+        EXPECT_EQ(Expected(policy.IsSystemApp(caller), policy.HasNavigationPermission(caller)), c.rights)
+            << c.name << (c.remote ? " remote" : " local") << (c.defaultDeny ? " defaultDeny" : "");
+    }
+}
+
 TEST(RuleAccessPolicyTest, IdentityCheckUsesUidsAndToken)
 {
     std::map<std::string, BundleAccess> bundles;
@@ -114,6 +147,18 @@ TEST(AccessPolicyFileTest, ParsesEveryFieldWithDenyingEmptyDefaults)
         std::make_tuple(7u, std::string("car"), std::string("head-unit"), std::vector<std::string>{"com.example.map"},
             std::vector<std::string>{"com.example.map2"}, int64_t{800}, true));
     EXPECT_FALSE(ParseAccessPolicy(R"({"bridge": {}})").bridge->insecure) << "secure unless the policy says so";
+
+    result = ParseAccessPolicy(R"({"remoteRequesters": {"nodeB/com.example.cluster": {"systemApp": true,
+        "navigationPermission": true}, "nodeB/com.example.voice": {"systemApp": true}}})");
+    ASSERT_TRUE(result.ok) << result.error;
+    CallerInfo remote = Caller("nodeB/com.example.voice");
+    remote.remote = true;
+    EXPECT_EQ(Expected(result.policy->IsSystemApp(remote), result.policy->HasNavigationPermission(remote)),
+        Expected(true, false));
+    remote.bundleName = "nodeB/com.example.cluster";
+    EXPECT_EQ(Expected(result.policy->IsSystemApp(remote), result.policy->HasNavigationPermission(remote)),
+        Expected(true, true));
+    EXPECT_EQ(Rights(*result.policy, "nodeB/com.example.cluster"), Expected(false, false)) << "not a local rule";
 
     result = ParseAccessPolicy(R"({"goneRetentionSeconds": 90})");
     ASSERT_TRUE(result.ok) << result.error;
@@ -189,6 +234,15 @@ TEST(AccessPolicyFileTest, MalformedTextDeniesEverythingWithAOneLineReason)
         {R"({"bridge": {"export": ["a", ""]}})", "not a bundle name"},
         {R"({"bridge": {"export": ["a"], "import": ["a"]}})", "\"import\" lists a bundle that the bridge"},
         {R"({"bridge": {"import": ["b", "b"]}})", "\"import\" lists a bundle that the bridge"},
+        {R"({"bridge": {"node": "car/head"}})", "\"node\" must be a name of 1 to 256 bytes without '/'"},
+        {R"({"remoteRequesters": []})", "\"remoteRequesters\" must be an object keyed by \"node/bundle\""},
+        {R"({"remoteRequesters": {"com.example.cluster": {}}})", "remoteRequesters[\"com.example.cluster\"]: must be"},
+        {R"({"remoteRequesters": {"/com.example.cluster": {}}})", "must be \"node/bundle\""},
+        {R"({"remoteRequesters": {"nodeB/": {}}})", "must be \"node/bundle\""},
+        {R"({"remoteRequesters": {"nodeB/a": true}})", "remoteRequesters[\"nodeB/a\"]: must be an object"},
+        {R"({"remoteRequesters": {"nodeB/a": {"token": "t"}}})", "unknown key \"token\""},
+        {R"({"remoteRequesters": {"nodeB/a": {"systemApp": 1}}})", "\"systemApp\" must be true or false"},
+        {R"({"remoteRequesters": {"nodeB/a": {}, "nodeB/a": {"systemApp": true}}})", "appears twice"},
     };
     for (const auto& c : bad) {
         SCOPED_TRACE(testing::Message() << "case " << (&c - bad) << ": " << c.reason);

@@ -8,6 +8,7 @@
 
 #include "core_test_support.h"
 #include "nav_info_errors.h"
+#include "requester_aware_listener.h"
 #include "worker_pool.h"
 
 namespace OHOS::NavigationInfoService {
@@ -222,6 +223,56 @@ TEST_F(CoreRequestTest, WaitingRequestsGoOutInTurnsAsEarlierOnesCompleteOrTimeOu
         EXPECT_EQ(callbacks[i]->First().message, messages[i]) << i;
     }
     EXPECT_EQ(core_->OutstandingRequestCount(), 0u);
+}
+
+// A listener inside the service that learns who asks (the bridge's stand-in):
+// it gets each request through the requester-aware calls, never the plain ones.
+class NamingSystemListener : public HoldingSystemListener, public RequesterAwareListener {
+public:
+    void OnQueryNavigationInfoFrom(const std::string& requester, QueryType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) override
+    {
+        Name(requester, "query");
+        HoldingSystemListener::OnQueryNavigationInfo(type, std::move(params), std::move(callback));
+    }
+    void OnReceiveNavigationCmdFrom(const std::string& requester, CommandType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) override
+    {
+        Name(requester, "command");
+        HoldingSystemListener::OnReceiveNavigationCmd(type, std::move(params), std::move(callback));
+    }
+    std::vector<std::string> Names()
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        return names;
+    }
+
+private:
+    void Name(const std::string& requester, const char* kind)
+    {
+        std::lock_guard<std::mutex> lock(mutex);
+        names.push_back(std::string(kind) + " of " + requester);
+    }
+    std::vector<std::string> names;
+};
+
+TEST_F(CoreRequestTest, ARequesterAwareListenerLearnsWhoAsksAlsoForRequestsThatWaitedTheirTurn)
+{
+    Build(DEFAULT_MAX_OUTSTANDING_REQUESTS, 1);
+    sptr<NamingSystemListener> naming = new NamingSystemListener();
+    ASSERT_EQ(core_->RegisterSystemNavigationListener(nav_, naming), NAV_INFO_SUCCESS);
+    sptr<RecordingCallback> first = Accepted();
+    sptr<RecordingCallback> second = new RecordingCallback();
+    ASSERT_EQ(core_->SendNavigationCmd(MakeCaller("com.sys2", 3), "com.nav", GO_HOME, {}, second), NAV_INFO_SUCCESS);
+    executor_->RunAll();
+    ASSERT_EQ(naming->Count(), 1u) << "one in flight at a time";
+    naming->CallbackAt(0)->Callback(Answer(0, "first"));
+    executor_->RunAll();
+    ASSERT_EQ(naming->Count(), 2u);
+    EXPECT_EQ(naming->Names(), (std::vector<std::string>{"query of com.sys", "command of com.sys2"}));
+    EXPECT_FALSE(naming->requests[1].isQuery);
+    EXPECT_EQ(naming->requests[1].type, GO_HOME);
+    EXPECT_EQ(listener_->Count(), 0u) << "the listener registered first was replaced";
 }
 
 TEST(CoreRequestFailureTest, ExecutorOrTimerThatCannotRunRefusesWithoutCallingBack)

@@ -9,6 +9,7 @@
 #include "daemon_service.h"
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
+#include "node_identity.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -16,37 +17,56 @@ namespace {
 // Requesting daemons that have a client id of their own at once.
 constexpr size_t MAX_REMOTE_CLIENTS = 64;
 
+void ReportUnsent(RateLimitedCount& unsent, uint64_t n)
+{
+    if (uint64_t due = unsent.Add(n)) {
+        DAEMON_LOGW("%{public}llu records could not be sent to the other daemons",
+            static_cast<unsigned long long>(due));
+    }
+}
+
 template <typename Record>
-void Forward(DdsOutbound& outbound, RecordKind kind, const Record& record, const std::string& bundleName)
+void Forward(DdsOutbound& outbound, RateLimitedCount& unsent, RecordKind kind, const Record& record,
+    const std::string& bundleName)
 {
     BridgePayload::Bytes payload;
     if (!BridgePayload::Encode(record, payload) || !outbound.WriteRecord(kind, bundleName, payload)) {
-        DAEMON_LOGW("a record of %{public}s could not be sent to the other daemons", bundleName.c_str());
+        ReportUnsent(unsent, 1);
     }
 }
 
 class StatusForwarder : public NavigationStatusListener {
 public:
-    explicit StatusForwarder(std::shared_ptr<DdsOutbound> outbound) : outbound_(std::move(outbound)) {}
+    StatusForwarder(std::shared_ptr<DdsOutbound> outbound, std::shared_ptr<RateLimitedCount> unsent)
+        : outbound_(std::move(outbound)),
+          unsent_(std::move(unsent))
+    {
+    }
     void OnStatusChanged(const NavigationStatus& status, const std::string& bundleName) override
     {
-        Forward(*outbound_, RecordKind::STATUS, status, bundleName);
+        Forward(*outbound_, *unsent_, RecordKind::STATUS, status, bundleName);
     }
 
 private:
     const std::shared_ptr<DdsOutbound> outbound_;
+    const std::shared_ptr<RateLimitedCount> unsent_;
 };
 
 class MetadataForwarder : public NavigationMetadataListener {
 public:
-    explicit MetadataForwarder(std::shared_ptr<DdsOutbound> outbound) : outbound_(std::move(outbound)) {}
+    MetadataForwarder(std::shared_ptr<DdsOutbound> outbound, std::shared_ptr<RateLimitedCount> unsent)
+        : outbound_(std::move(outbound)),
+          unsent_(std::move(unsent))
+    {
+    }
     void OnMetadataChanged(const NavigationMetadata& metadata, const std::string& bundleName) override
     {
-        Forward(*outbound_, RecordKind::METADATA, metadata, bundleName);
+        Forward(*outbound_, *unsent_, RecordKind::METADATA, metadata, bundleName);
     }
 
 private:
     const std::shared_ptr<DdsOutbound> outbound_;
+    const std::shared_ptr<RateLimitedCount> unsent_;
 };
 
 // The core's one answer to a remote request, written back to the requester.
@@ -84,12 +104,12 @@ bool ValidName(const char* text)
 } // namespace
 
 BridgeExporter::BridgeExporter(DaemonService& service, std::shared_ptr<DdsOutbound> outbound,
-    const BridgePolicy& policy, std::string node)
-    : service_(service),
-      core_(service.SharedCore()),
+    const BridgePolicy& policy, std::string node, bool secure)
+    : core_(service.SharedCore()),
       outbound_(std::move(outbound)),
       exports_(policy.exports.begin(), policy.exports.end()),
       node_(std::move(node)),
+      secure_(secure),
       livelinessMs_(static_cast<uint32_t>(policy.liveliness.count()))
 {
 }
@@ -98,8 +118,8 @@ void BridgeExporter::Start()
 {
     const CallerInfo bridge{BRIDGE_BUNDLE_NAME, static_cast<int32_t>(getpid()), static_cast<int32_t>(getuid()),
         BRIDGE_CLIENT_ID};
-    sptr<StatusForwarder> statusForwarder = new StatusForwarder(outbound_);
-    sptr<MetadataForwarder> metadataForwarder = new MetadataForwarder(outbound_);
+    sptr<StatusForwarder> statusForwarder = new StatusForwarder(outbound_, unsentRecords_);
+    sptr<MetadataForwarder> metadataForwarder = new MetadataForwarder(outbound_, unsentRecords_);
     for (const std::string& bundle : exports_) {
         int32_t status = core_->RegisterNavigationStatusListener(bridge, bundle, statusForwarder);
         int32_t metadata = core_->RegisterNavigationMetadataListener(bridge, bundle, metadataForwarder);
@@ -124,12 +144,16 @@ void BridgeExporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
     if (claim.bundle == nullptr || exports_.count(claim.bundle) == 0 || outbound_->Instance() == sender.participant) {
         return;
     }
+    // Logged once per claimant participant (its node name is whatever it wrote); a
+    // participant that keeps claiming, or claimants beyond the first few hundred, are counted.
     std::string node = ValidName(claim.node) ? claim.node : "?";
     if (contested_.size() < MAX_BRIDGE_BUNDLES * 4 &&
-        contested_.insert(std::string(claim.bundle) + "\n" + node).second) {
+        contested_.insert(std::string(claim.bundle) + "\n" + sender.participant).second) {
         DAEMON_LOGE("bundle %{public}s is claimed by this daemon (%{public}s) and by %{public}s: the others "
                     "refuse the second claim; fix the policies",
             claim.bundle, node_.c_str(), node.c_str());
+    } else if (contested_.count(std::string(claim.bundle) + "\n" + sender.participant) == 0) {
+        ReportContested(1);
     }
 }
 
@@ -139,10 +163,21 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
         return; // for another daemon
     }
     if (r.requester == nullptr || sender.participant.empty() || sender.participant != r.requester) {
-        if (uint64_t due = droppedRequests_.Add(1)) {
-            DAEMON_LOGW("dropped %{public}llu requests whose requester is not the daemon that sent them",
-                static_cast<unsigned long long>(due));
-        }
+        ReportDroppedRequests(1);
+        return;
+    }
+    // The node a request names must be the one its writer announced: a
+    // participant cannot ask in another daemon's node name through its own
+    // writer unless it announces that name too (see docs/dds-bridge.md).
+    if (!ValidName(r.requesterNode) || std::strchr(r.requesterNode, '/') != nullptr ||
+        sender.announcedNode != r.requesterNode) {
+        ReportDroppedNodes(1);
+        return;
+    }
+    // With DDS Security the participant has proven a certificate, and its
+    // GUID tells whose: it must be the node's own (node_identity.h).
+    if (secure_ && !ParticipantIsNode(sender.participant, r.requesterNode)) {
+        ReportDroppedCertificates(1);
         return;
     }
     if (!ValidName(r.bundle) || exports_.count(r.bundle) == 0 || !ValidName(r.requesterBundle)) {
@@ -154,17 +189,57 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
         Reply(r.requester, r.correlation, NAV_INFO_ERR_INVALID_PARAM);
         return;
     }
-    if (!RemoteIdentityAllowed(r.requesterBundle)) {
-        Reply(r.requester, r.correlation, NAV_INFO_ERR_NO_PERMISSION);
-        return;
-    }
-    CallerInfo caller{r.requesterBundle, 0, 0, RemoteClientId(r.requester)};
+    // Judged by the policy's remoteRequesters rule of "node/bundle" in the
+    // core, which refuses it with the code a local requester would get.
+    CallerInfo caller{std::string(r.requesterNode) + "/" + r.requesterBundle, 0, 0, RemoteClientId(r.requester), true};
     sptr<IMapCallback> answer = new ReplyWriter(outbound_, r.requester, r.correlation);
     int32_t result = r.kind == 0
         ? core_->QueryNavigationInfo(caller, r.bundle, static_cast<QueryType>(r.type), std::move(params), answer)
         : core_->SendNavigationCmd(caller, r.bundle, static_cast<CommandType>(r.type), std::move(params), answer);
     if (result != NAV_INFO_SUCCESS) {
         Reply(r.requester, r.correlation, result); // refused: the core never calls answer
+    }
+}
+
+void BridgeExporter::Sweep()
+{
+    ReportDroppedRequests(0);
+    ReportDroppedNodes(0);
+    ReportDroppedCertificates(0);
+    ReportContested(0);
+    ReportUnsent(*unsentRecords_, 0);
+}
+
+void BridgeExporter::ReportDroppedRequests(uint64_t n)
+{
+    if (uint64_t due = droppedRequests_.Add(n)) {
+        DAEMON_LOGW("dropped %{public}llu requests whose requester is not the daemon that sent them",
+            static_cast<unsigned long long>(due));
+    }
+}
+
+void BridgeExporter::ReportDroppedNodes(uint64_t n)
+{
+    if (uint64_t due = droppedNodes_.Add(n)) {
+        DAEMON_LOGW("dropped %{public}llu requests whose node is not the one their sender announced",
+            static_cast<unsigned long long>(due));
+    }
+}
+
+void BridgeExporter::ReportDroppedCertificates(uint64_t n)
+{
+    if (uint64_t due = droppedCertificates_.Add(n)) {
+        DAEMON_LOGW("dropped %{public}llu requests whose node is not the one their sender's certificate names",
+            static_cast<unsigned long long>(due));
+    }
+}
+
+void BridgeExporter::ReportContested(uint64_t n)
+{
+    if (uint64_t due = contestedUnlogged_.Add(n)) {
+        DAEMON_LOGE("%{public}llu more claims of this daemon's bundles by other participants: the others refuse "
+                    "them; fix the policies",
+            static_cast<unsigned long long>(due));
     }
 }
 
@@ -190,19 +265,6 @@ uint64_t BridgeExporter::RemoteClientId(const std::string& requester)
     }
     remoteClients_.emplace(requester, RemoteClient{id, requestCount_});
     return id;
-}
-
-bool BridgeExporter::RemoteIdentityAllowed(const std::string& requesterBundle) const
-{
-    auto policy = service_.Policy();
-    if (policy == nullptr) {
-        return false;
-    }
-    const BundleAccess* rule = policy->FindBundle(requesterBundle);
-    if (rule == nullptr) {
-        return !policy->DefaultDeny();
-    }
-    return rule->uids.empty() && rule->token.empty();
 }
 
 void BridgeExporter::Reply(const std::string& requester, uint64_t correlation, int32_t code)

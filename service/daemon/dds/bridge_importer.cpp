@@ -10,6 +10,7 @@
 #include "daemon_log.h"
 #include "nav_info_errors.h"
 #include "nav_info_service_ipc.h"
+#include "requester_aware_listener.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -19,28 +20,45 @@ constexpr size_t MAX_PENDING_REQUESTS = 16 * 1024;
 constexpr size_t MAX_LOGGED_REFUSALS = 1024;
 // Senders whose record of a bundle waits for its claim, per kind and bundle.
 constexpr size_t MAX_PARKED_SENDERS = 4;
+// Bytes of all records waiting for their claim: a few records of a socket
+// frame's payload (1 MiB) at most. A record that does not fit is dropped.
+constexpr size_t MAX_PARKED_BYTES = 4u << 20;
 
-class RemoteNavigationListener : public SystemNavigationListener {
+// The core calls the stand-in with the requester's name (RequesterAwareListener),
+// so that the claimant's policy judges that application; the plain calls
+// come only from a core that does not know who asks, and carry no name.
+class RemoteNavigationListener : public SystemNavigationListener, public RequesterAwareListener {
 public:
     RemoteNavigationListener(std::weak_ptr<BridgeImporter> importer, std::string bundle)
         : importer_(std::move(importer)),
           bundle_(std::move(bundle))
     {
     }
+    void OnQueryNavigationInfoFrom(const std::string& requester, QueryType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) override
+    {
+        Pass(requester, 0, type, params, callback);
+    }
+    void OnReceiveNavigationCmdFrom(const std::string& requester, CommandType type, AAFwk::WantParams params,
+        sptr<IMapCallback> callback) override
+    {
+        Pass(requester, 1, type, params, callback);
+    }
     void OnQueryNavigationInfo(QueryType type, AAFwk::WantParams params, sptr<IMapCallback> callback) override
     {
-        Pass(0, type, params, callback);
+        Pass({}, 0, type, params, callback);
     }
     void OnReceiveNavigationCmd(CommandType type, AAFwk::WantParams params, sptr<IMapCallback> callback) override
     {
-        Pass(1, type, params, callback);
+        Pass({}, 1, type, params, callback);
     }
 
 private:
-    void Pass(int32_t kind, int32_t type, const AAFwk::WantParams& params, const sptr<IMapCallback>& callback)
+    void Pass(const std::string& requester, int32_t kind, int32_t type, const AAFwk::WantParams& params,
+        const sptr<IMapCallback>& callback)
     {
         if (auto importer = importer_.lock()) {
-            importer->Forward(bundle_, kind, type, params, callback);
+            importer->Forward(requester, bundle_, kind, type, params, callback);
         } else if (callback != nullptr) {
             callback->Callback(
                 {NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}});
@@ -63,10 +81,11 @@ CallerInfo ImportedCaller(const std::string& bundle)
 } // namespace
 
 BridgeImporter::BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
-    const BridgePolicy& policy, std::chrono::milliseconds requestTimeout)
+    const BridgePolicy& policy, std::string node, std::chrono::milliseconds requestTimeout)
     : core_(std::move(core)),
       outbound_(std::move(outbound)),
       imports_(policy.imports.begin(), policy.imports.end()),
+      node_(std::move(node)),
       forgetAfter_(requestTimeout * 2 + std::chrono::seconds(1))
 {
 }
@@ -122,6 +141,7 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
     std::vector<sptr<IMapCallback>> orphans;
     std::vector<std::string> gone; // bundles whose claimant ended
     std::vector<std::pair<RecordKind, BridgePayload::Bytes>> unparked;
+    bool unloggedRefusals = false;
     {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = claimants_.find(bundle);
@@ -129,12 +149,14 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
             found->second.staleAt = StaleAt(claim);
             found->second.claimWriter = sender.writer;
         } else if (found != claimants_.end() && found->second.staleAt > std::chrono::steady_clock::now()) {
-            if (refusedClaims_.size() < MAX_LOGGED_REFUSALS &&
-                refusedClaims_.insert(bundle + "\n" + sender.participant).second) {
+            const std::string key = bundle + "\n" + sender.participant;
+            if (refusedClaims_.size() < MAX_LOGGED_REFUSALS && refusedClaims_.insert(key).second) {
                 DAEMON_LOGE("%{public}s is claimed by %{public}s too, while %{public}s serves it: the second claim "
                             "is refused",
                     bundle.c_str(), Bounded(claim.node, MAX_BUNDLE_NAME_LENGTH) ? claim.node : "?",
                     found->second.node.c_str());
+            } else if (refusedClaims_.count(key) == 0) {
+                unloggedRefusals = true; // beyond the claimants logged by name
             }
         } else if (outbound_->Exchanges(sender.participant)) {
             // Taken once requests and replies pass between its daemon and this
@@ -147,6 +169,9 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
             for (RecordKind kind : {RecordKind::STATUS, RecordKind::METADATA}) {
                 auto parked = parked_.find({static_cast<int>(kind), bundle});
                 if (parked != parked_.end()) {
+                    for (const auto& [participant, payload] : parked->second) {
+                        parkedBytes_ -= payload.size();
+                    }
                     auto mine = parked->second.find(claimant.participant);
                     if (mine != parked->second.end()) {
                         unparked.emplace_back(kind, std::move(mine->second));
@@ -156,6 +181,9 @@ void BridgeImporter::OnClaim(const navinfo_bridge_Claim& claim, const SampleSend
             }
             claimants_.emplace(bundle, std::move(claimant));
         }
+    }
+    if (unloggedRefusals) {
+        CountDropped(refusedClaimsUnlogged_, 1, "second claims of imported bundles from further participants");
     }
     for (auto& callback : orphans) {
         Answer(callback, NAV_INFO_ERR_NOT_FOUND);
@@ -199,8 +227,12 @@ void BridgeImporter::OnClaimEnded(const navinfo_bridge_Claim& key, const SampleS
 
 void BridgeImporter::OnRecord(RecordKind kind, const navinfo_bridge_Record& record, const SampleSender& sender)
 {
-    if (!Bounded(record.bundle, MAX_BUNDLE_NAME_LENGTH) || imports_.count(record.bundle) == 0) {
+    if (!Bounded(record.bundle, MAX_BUNDLE_NAME_LENGTH)) {
+        CountDropped(malformedNames_, 1, "records without a valid bundle name");
         return;
+    }
+    if (imports_.count(record.bundle) == 0) {
+        return; // a bundle other daemons bridge, not this one
     }
     const std::string bundle = record.bundle;
     BridgePayload::Bytes payload(record.payload._buffer, record.payload._buffer + record.payload._length);
@@ -210,11 +242,19 @@ void BridgeImporter::OnRecord(RecordKind kind, const navinfo_bridge_Record& reco
         auto found = claimants_.find(bundle);
         if (found == claimants_.end() && !sender.participant.empty()) {
             // The claim may come second (another topic): the latest record of
-            // each sender waits for it, from a few senders at most.
+            // each sender waits for it, from a few senders and within a few
+            // megabytes at most.
             auto& waiting = parked_[{static_cast<int>(kind), bundle}];
-            if (waiting.count(sender.participant) > 0 || waiting.size() < MAX_PARKED_SENDERS) {
+            auto mine = waiting.find(sender.participant);
+            const size_t replaced = mine == waiting.end() ? 0 : mine->second.size();
+            if ((mine != waiting.end() || waiting.size() < MAX_PARKED_SENDERS) &&
+                parkedBytes_ - replaced + payload.size() <= MAX_PARKED_BYTES) {
+                parkedBytes_ += payload.size() - replaced;
                 waiting[sender.participant] = std::move(payload);
                 return;
+            }
+            if (waiting.empty()) {
+                parked_.erase({static_cast<int>(kind), bundle});
             }
         }
         fromClaimant = found != claimants_.end() && found->second.participant == sender.participant;
@@ -242,23 +282,33 @@ void BridgeImporter::Publish(RecordKind kind, const std::string& bundle, const B
         }
     }
     if (result != NAV_INFO_SUCCESS) {
-        DAEMON_LOGW("a record of the imported %{public}s was refused (%{public}d)", bundle.c_str(), result);
+        // The claimant's own record, refused here (malformed, or beyond the local limits or policy).
+        if (uint64_t due = refusedRecords_.Add(1)) {
+            DAEMON_LOGW("%{public}llu records of imported bundles were refused (the last: %{public}s, %{public}d)",
+                static_cast<unsigned long long>(due), bundle.c_str(), result);
+        }
     }
 }
 
-void BridgeImporter::Forward(const std::string& bundle, int32_t kind, int32_t type, const AAFwk::WantParams& params,
-    const sptr<IMapCallback>& callback)
+void BridgeImporter::Forward(const std::string& requester, const std::string& bundle, int32_t kind, int32_t type,
+    const AAFwk::WantParams& params, const sptr<IMapCallback>& callback)
 {
     if (callback == nullptr) {
+        return;
+    }
+    if (requester.empty()) {
+        // Nobody to name: the claimant could only judge this daemon, which it does not.
+        Answer(callback, NAV_INFO_ERR_NO_PERMISSION);
         return;
     }
     OutboundRequest request;
     request.kind = kind;
     request.type = type;
     request.bundle = bundle;
-    // The core does not tell the stand-in who asks; the other daemon judges
-    // the request as coming from the bridge of this one.
-    request.requesterBundle = BRIDGE_BUNDLE_NAME;
+    // The claimant judges the application that asked here, by this node's name and
+    // the bundle name this daemon verified for its connection.
+    request.requesterNode = node_;
+    request.requesterBundle = requester;
     if (!BridgePayload::Encode(params, request.params)) {
         Answer(callback, NAV_INFO_ERR_INVALID_PARAM);
         return;
@@ -311,7 +361,7 @@ void BridgeImporter::OnReply(const navinfo_bridge_Reply& reply, const SampleSend
     }
     ResultData result;
     if (!BridgePayload::Decode(reply.result._buffer, reply.result._length, result)) {
-        DAEMON_LOGW("a malformed reply was dropped");
+        CountDropped(malformedReplies_, 1, "malformed replies (answered 1002)");
         result = {NAV_INFO_ERR_SERVICE_UNAVAILABLE, NavInfoResultText(NAV_INFO_ERR_SERVICE_UNAVAILABLE), {}};
     }
     callback->Callback(std::move(result));
@@ -351,6 +401,12 @@ void BridgeImporter::Sweep()
     CountDropped(droppedRecords_, 0, "records not written by the daemon that claims their bundle");
     CountDropped(droppedReplies_, 0, "replies not written by the daemon the request went to");
     CountDropped(droppedClaimEnds_, 0, "claims ended by a writer other than the claimant's");
+    CountDropped(malformedReplies_, 0, "malformed replies (answered 1002)");
+    CountDropped(malformedNames_, 0, "records without a valid bundle name");
+    CountDropped(refusedClaimsUnlogged_, 0, "second claims of imported bundles from further participants");
+    if (uint64_t due = refusedRecords_.Add(0)) {
+        DAEMON_LOGW("%{public}llu records of imported bundles were refused", static_cast<unsigned long long>(due));
+    }
 }
 
 void BridgeImporter::ReportGone(const std::vector<std::string>& bundles)

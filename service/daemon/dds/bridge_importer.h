@@ -7,6 +7,10 @@
 // correlation ids and hands the reply to the core, which answers exactly
 // once and times out as for a local application.
 //
+// Each request names the system application that asked here (the bundle
+// name this daemon verified for its connection) and this daemon's node, so
+// that the claimant's policy judges "node/bundle" (remoteRequesters).
+//
 // Answers the bridge gives itself: 1002 while no daemon claims the bundle
 // (or none reads requests); 1003 to the requests in flight when the claimant
 // goes (its claim's liveliness lapses or it unregisters). When the claimant
@@ -56,7 +60,7 @@ namespace OHOS::NavigationInfoService {
 class BridgeImporter : public std::enable_shared_from_this<BridgeImporter> {
 public:
     BridgeImporter(std::shared_ptr<NavInfoServiceCore> core, std::shared_ptr<DdsOutbound> outbound,
-        const BridgePolicy& policy, std::chrono::milliseconds requestTimeout);
+        const BridgePolicy& policy, std::string node, std::chrono::milliseconds requestTimeout);
     // Registers the stand-in listeners.
     void Start();
     // A claim sample with data, written by sender.
@@ -70,9 +74,11 @@ public:
     // Ends the claimants that stopped claiming; forgets requests the core
     // has long answered with its time-out.
     void Sweep();
-    // From the stand-in listener of bundle.
-    void Forward(const std::string& bundle, int32_t kind, int32_t type, const AAFwk::WantParams& params,
-        const sptr<IMapCallback>& callback);
+    // From the stand-in listener of bundle: a request of requester (its
+    // verified bundle name here; empty when the core did not say, which is
+    // refused 1005), sent to the claimant in the name "node/requester".
+    void Forward(const std::string& requester, const std::string& bundle, int32_t kind, int32_t type,
+        const AAFwk::WantParams& params, const sptr<IMapCallback>& callback);
 
 private:
     struct Claimant {
@@ -102,6 +108,7 @@ private:
     const std::shared_ptr<NavInfoServiceCore> core_;
     const std::shared_ptr<DdsOutbound> outbound_;
     const std::set<std::string> imports_;
+    const std::string node_; // this daemon's node name, which its requests carry
     const std::chrono::milliseconds forgetAfter_;
 
     std::mutex mutex_;                          // guards the fields below
@@ -110,12 +117,17 @@ private:
     // Records that came before their claim, by kind and bundle, the latest of
     // each sender (a few at most): the claimant's is published once it claims.
     std::map<std::pair<int, std::string>, std::map<std::string, BridgePayload::Bytes>> parked_;
+    size_t parkedBytes_ = 0;                        // of all the payloads in parked_
     std::unordered_map<uint64_t, Pending> pending_; // by correlation id
     uint64_t nextCorrelation_ = 1;
 
-    RateLimitedCount droppedRecords_;   // not from their bundle's claimant
-    RateLimitedCount droppedReplies_;   // not from the claimant the request went to
-    RateLimitedCount droppedClaimEnds_; // a claim disposed of by another writer than the claimant's
+    RateLimitedCount droppedRecords_;        // not from their bundle's claimant
+    RateLimitedCount droppedReplies_;        // not from the claimant the request went to
+    RateLimitedCount droppedClaimEnds_;      // a claim disposed of by another writer than the claimant's
+    RateLimitedCount malformedReplies_;      // from the claimant, but not a reply
+    RateLimitedCount malformedNames_;        // records whose bundle name is empty or too long
+    RateLimitedCount refusedRecords_;        // from the claimant, refused by the core
+    RateLimitedCount refusedClaimsUnlogged_; // second claims beyond those logged by name
 };
 
 } // namespace OHOS::NavigationInfoService

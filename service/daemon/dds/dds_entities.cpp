@@ -1,17 +1,30 @@
 #include "dds_entities.h"
 
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 
+#include "cyclone_limits.h"
 #include "navinfo_bridge.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
 
 // Instances (bundles) a state reader keeps: a peer cannot make it hold more.
+// An instance the bridge has taken holds its key, not its sample.
 constexpr int32_t MAX_STATE_INSTANCES = 1024;
-// Requests and replies waiting in a reader before the bridge takes them.
+// Samples a state reader holds before the bridge takes them (its thread
+// takes every sample as it comes): beyond, Cyclone refuses new ones and a
+// reliable writer sends them again later. Each is at most
+// MAX_BRIDGE_SAMPLE_BYTES.
+constexpr int32_t MAX_HELD_STATE_SAMPLES = 4;
+// Requests and replies a writer keeps until every reader has them.
 constexpr int32_t MAX_QUEUED_EXCHANGES = 1024;
+// Requests and replies a reader holds before the bridge takes them: keep-all,
+// so that beyond, Cyclone refuses new ones and the writer sends them again
+// later (none is lost; a burst of more waits for the retransmission: 512
+// queries at once took 129 ms here against 69 ms unbounded, 511 ms with 8).
+constexpr int32_t MAX_HELD_EXCHANGES = 32;
 
 using QosPtr = std::unique_ptr<dds_qos_t, decltype(&dds_delete_qos)>;
 
@@ -25,19 +38,24 @@ QosPtr StateQos(const BridgePolicy& policy, bool reader, bool claims)
     dds_qset_durability(qos.get(), DDS_DURABILITY_TRANSIENT_LOCAL);
     dds_qset_history(qos.get(), DDS_HISTORY_KEEP_LAST, 1);
     if (reader) {
-        dds_qset_resource_limits(qos.get(), MAX_STATE_INSTANCES, MAX_STATE_INSTANCES, 1);
+        dds_qset_resource_limits(qos.get(), MAX_HELD_STATE_SAMPLES, MAX_STATE_INSTANCES, 1);
     } else if (claims) {
         dds_qset_liveliness(qos.get(), DDS_LIVELINESS_MANUAL_BY_TOPIC, DDS_MSECS(policy.liveliness.count()));
     }
     return qos;
 }
 
-QosPtr ExchangeQos()
+QosPtr ExchangeQos(bool reader)
 {
     QosPtr qos(dds_create_qos(), &dds_delete_qos);
     dds_qset_reliability(qos.get(), DDS_RELIABILITY_RELIABLE, DDS_SECS(1));
     dds_qset_durability(qos.get(), DDS_DURABILITY_VOLATILE);
-    dds_qset_history(qos.get(), DDS_HISTORY_KEEP_LAST, MAX_QUEUED_EXCHANGES);
+    if (reader) {
+        dds_qset_history(qos.get(), DDS_HISTORY_KEEP_ALL, 0);
+        dds_qset_resource_limits(qos.get(), MAX_HELD_EXCHANGES, 1, MAX_HELD_EXCHANGES); // keyless: one instance
+    } else {
+        dds_qset_history(qos.get(), DDS_HISTORY_KEEP_LAST, MAX_QUEUED_EXCHANGES);
+    }
     return qos;
 }
 
@@ -120,6 +138,13 @@ std::string EndpointError(const char* verb, const char* topic, const BridgePolic
 bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& error)
 {
     CycloneErrors errors;
+    // The domain with the operator's configuration and the bridge's limits over it.
+    e.domain = dds_create_domain(policy.domain, ConfigWithBridgeLimits(std::getenv("CYCLONEDDS_URI")).c_str());
+    if (e.domain < 0) {
+        dds_return_t code = e.domain;
+        e.domain = 0;
+        return Fail(e, error, WithReason("cannot join DDS domain " + std::to_string(policy.domain), errors), code);
+    }
     e.participant = dds_create_participant(policy.domain, nullptr, nullptr);
     if (e.participant < 0) {
         dds_return_t code = e.participant;
@@ -178,7 +203,11 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
             return Fail(e, error, WithReason(std::string("cannot create topic ") + t.name, errors), topic);
         }
         if (t.write) {
-            QosPtr qos = t.state ? StateQos(policy, false, t.claims) : ExchangeQos();
+            QosPtr qos = t.state ? StateQos(policy, false, t.claims) : ExchangeQos(false);
+            if (t.writer == &e.requestWriter) {
+                // The node this daemon's requests name, announced once with the writer (see SampleSender).
+                dds_qset_userdata(qos.get(), policy.node.data(), policy.node.size());
+            }
             *t.writer = dds_create_writer(publisher, topic, qos.get(), nullptr);
             if (*t.writer < 0) {
                 dds_return_t code = *t.writer;
@@ -187,7 +216,7 @@ bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& e, std::string& 
             }
         }
         if (t.read) {
-            QosPtr qos = t.state ? StateQos(policy, true, t.claims) : ExchangeQos();
+            QosPtr qos = t.state ? StateQos(policy, true, t.claims) : ExchangeQos(true);
             *t.reader = dds_create_reader(subscriber, topic, qos.get(), nullptr);
             if (*t.reader < 0) {
                 dds_return_t code = *t.reader;
@@ -245,6 +274,9 @@ void DeleteDdsEntities(DdsEntities& e)
 {
     if (e.participant > 0) {
         dds_delete(e.participant);
+    }
+    if (e.domain > 0) {
+        dds_delete(e.domain);
     }
     e = DdsEntities{};
 }

@@ -18,6 +18,7 @@
 namespace OHOS::NavigationInfoService {
 
 struct DdsEntities {
+    dds_entity_t domain = 0; // made with the bridge's limits (cyclone_limits.h)
     dds_entity_t participant = 0;
     dds_entity_t claimWriter = 0, claimReader = 0;
     dds_entity_t statusWriter = 0, statusReader = 0;
@@ -29,7 +30,8 @@ struct DdsEntities {
     std::string instance;       // the participant's GUID in hex: unique per run
 };
 
-// False with a one-line reason (with Cyclone's own, such as the rule of DDS
+// policy.node must be set (the host name when the policy names none): the
+// request writer announces it. False with a one-line reason (with Cyclone's own, such as the rule of DDS
 // Security that refused an endpoint); whatever was made is deleted again.
 bool CreateDdsEntities(const BridgePolicy& policy, DdsEntities& entities, std::string& error);
 // A participant's GUID as the bridge names daemons: 32 hex digits.

@@ -47,7 +47,7 @@ bool DdsOutbound::WriteRecord(RecordKind kind, const std::string& bundle, const 
 bool DdsOutbound::WriteRequest(const OutboundRequest& r)
 {
     navinfo_bridge_Request sample{Text(entities_.instance), r.correlation, Text(r.exporter), Text(r.bundle),
-        Text(r.requesterBundle), r.kind, r.type, Octets(r.params)};
+        Text(r.requesterNode), Text(r.requesterBundle), r.kind, r.type, Octets(r.params)};
     std::shared_lock<std::shared_mutex> lock(mutex_);
     return !closed_ && dds_write(entities_.requestWriter, &sample) == DDS_RETCODE_OK;
 }

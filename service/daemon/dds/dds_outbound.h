@@ -22,6 +22,7 @@ struct OutboundRequest {
     uint64_t correlation = 0;
     std::string exporter;
     std::string bundle;
+    std::string requesterNode;
     std::string requesterBundle;
     int32_t kind = 0;
     int32_t type = 0;

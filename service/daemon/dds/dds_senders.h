@@ -20,6 +20,10 @@ namespace OHOS::NavigationInfoService {
 struct SampleSender {
     dds_instance_handle_t writer = 0; // the writer's handle in this process (never reused)
     std::string participant;          // its participant's GUID (GuidHex); empty when unknown
+    // What the writer announced in its user data when it was discovered: a
+    // daemon's request writer announces its node name (AnnouncedNodeQos).
+    // Its own word, like a sample's fields, but bound to its participant.
+    std::string announcedNode;
 };
 
 class SampleSenders {
@@ -33,7 +37,7 @@ private:
     const dds_entity_t reader_;
     // Writers seen, by handle: handles are not reused within a process, so
     // an entry never goes wrong; cleared when full, to stay bounded.
-    std::unordered_map<dds_instance_handle_t, std::string> participants_;
+    std::unordered_map<dds_instance_handle_t, SampleSender> writers_;
 };
 
 } // namespace OHOS::NavigationInfoService

@@ -7,9 +7,13 @@
 
 #include <chrono>
 #include <cstring>
+#include <mutex>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "daemon_fixture.h"
+#include "hilog/log_control.h"
 #include "ipc_test_util.h"
 #include "ipc_client.h"
 #include "ipc_errors.h"
@@ -281,6 +285,49 @@ TEST_F(DaemonTest, AClientWithoutRegistrationsReconnectsOnItsNextCall)
     StartDaemon();
     ASSERT_TRUE(WaitUntil([&] { return sys->GetNavigationStatus(MAP, read) == NAV_INFO_ERR_NOT_FOUND; }));
     EXPECT_GT(sys->ConnectionGeneration(), 0u);
+}
+
+// What the log says when a client reaches the daemon after failing to: a
+// first connection is "connected", only one that was up before is "back".
+TEST_F(DaemonTest, TheLogSaysBackOnlyForAConnectionThatWasUpBefore)
+{
+    struct Row {
+        bool upBefore;      // the client was connected before the daemon went away
+        const char* wanted; // the warning that tells the connection
+        const char* absent;
+    };
+    const Row rows[] = {
+        {true, "is back (generation", "connected to"},
+        {false, "connected to", "is back"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.upBefore ? "up before" : "first connection");
+        std::mutex mutex;
+        std::vector<std::string> warnings;
+        HiviewDFX::SetLogSink([&](const HiviewDFX::LogRecord& record) {
+            if (record.level >= LOG_WARN && record.tag == "NavInfoClient") {
+                std::lock_guard<std::mutex> lock(mutex);
+                warnings.push_back(record.message);
+            }
+        });
+        auto sys = Client(DASH);
+        NavigationStatus read;
+        if (row.upBefore) {
+            ASSERT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_ERR_NOT_FOUND);
+        }
+        StopDaemon();
+        ASSERT_TRUE(WaitUntil([&] { return sys->ConnectionGeneration() == 0; }));
+        EXPECT_EQ(sys->GetNavigationStatus(MAP, read), NAV_INFO_ERR_SERVICE_UNAVAILABLE);
+        StartDaemon();
+        ASSERT_TRUE(WaitUntil([&] { return sys->GetNavigationStatus(MAP, read) == NAV_INFO_ERR_NOT_FOUND; }));
+        HiviewDFX::SetLogSink(nullptr);
+        std::string told;
+        for (const std::string& line : warnings) {
+            told += line + "\n";
+        }
+        EXPECT_NE(told.find(row.wanted), std::string::npos) << told;
+        EXPECT_EQ(told.find(row.absent), std::string::npos) << told;
+    }
 }
 
 TEST_F(DaemonTest, UnregisteringWhileTheDaemonIsAwayIsNotUndoneByTheRestart)

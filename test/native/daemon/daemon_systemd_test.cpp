@@ -13,6 +13,7 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "daemon_fixture.h"
 #include "nav_info_errors.h"
@@ -245,6 +246,28 @@ TEST_F(DaemonProcessTest, SighupAppliesAValidPolicyAndKeepsTheCurrentOneForABrok
 
     daemon.Signal(SIGTERM);
     EXPECT_EQ(daemon.Wait(10000), 0);
+}
+
+// A service manager that stops reading its notifications must not stop the
+// daemon from taking its stop signal: the watchdog is fed from the thread
+// that waits for signals.
+TEST_F(DaemonProcessTest, AReceiverThatNeverReadsDoesNotHoldUpTheStop)
+{
+    const std::string socketPath = dir_.File("unread.sock");
+    NotifyReceiver unread(dir_.File("unread-notify.sock"));
+    ASSERT_TRUE(unread.Bound());
+    Child daemon({NAVINFO_SERVICE_BINARY, "--socket=" + socketPath, "--policy=" + policy_},
+        {"NOTIFY_SOCKET=" + unread.Path(), "WATCHDOG_USEC=2000", "HILOG_LEVEL=error"}, stderr_);
+    // A watchdog notice every millisecond fills the receiver's queue within a second.
+    auto sys = Client(DASH, socketPath);
+    NavigationStatus status;
+    ASSERT_TRUE(WaitUntil([&] { return sys->GetNavigationStatus(MAP, status) == NAV_INFO_ERR_NOT_FOUND; }))
+        << ReadFile(stderr_);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_EQ(sys->GetNavigationStatus(MAP, status), NAV_INFO_ERR_NOT_FOUND) << "still serving";
+
+    daemon.Signal(SIGTERM);
+    EXPECT_EQ(daemon.Wait(10000), 0) << ReadFile(stderr_);
 }
 
 } // namespace
