@@ -169,7 +169,7 @@ describe('the packed package installed into an empty application', () => {
       assert.match(install.stdout + install.stderr, /navinfo-service has no DDS bridge: the DDS bridge is turned off/);
       for (const [folder, version, logged] of [
         // This machine has Cyclone DDS (scripts/setup.sh): found without being asked for.
-        [app, 'DDS bridge: built in', /DDS bridge in domain \d+, partition navinfo-package-/],
+        [app, 'DDS bridge: built in', /DDS bridge\b.* in domain \d+, partition navinfo-package-/],
         [withoutBridge, 'DDS bridge: not built in', /the policy's bridge section is ignored: this navinfo-service was built without/],
       ]) {
         const daemon = await installedDaemonBridge(folder, tmp);
