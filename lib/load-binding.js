@@ -42,9 +42,25 @@ function missingBinaryError(file) {
   return error;
 }
 
+// Where the install step records which file runs under a program's name,
+// when the package ships more than one build of it (navinfo-service with and
+// without its DDS bridge; scripts/daemon-variant.js): { "<name>": "<file>" }
+// in the binary folder.
+const PROGRAM_CHOICES = 'programs.json';
+
+function chosenProgramFile(name) {
+  try {
+    const chosen = JSON.parse(fs.readFileSync(path.join(prebuildFolder(), PROGRAM_CHOICES), 'utf8'))[name];
+    if (typeof chosen === 'string' && /^[\w.-]+$/.test(chosen)) return chosen;
+  } catch {
+    // nothing recorded (or unreadable): the file of the program's own name
+  }
+  return name;
+}
+
 // The path of a packaged program, for example 'navinfo-service'.
 function executablePath(name) {
-  const file = binaryPath(name, 'bin');
+  const file = binaryPath(process.env.NAVINFO_BUILD_DIR ? name : chosenProgramFile(name), 'bin');
   if (!fs.existsSync(file)) throw missingBinaryError(file);
   return file;
 }
@@ -61,4 +77,4 @@ function loadBinding(name) {
   return require(file);
 }
 
-module.exports = { loadBinding, executablePath, prebuildFolder, platformTag, napiVersion };
+module.exports = { loadBinding, executablePath, prebuildFolder, platformTag, napiVersion, PROGRAM_CHOICES };

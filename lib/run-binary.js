@@ -32,6 +32,12 @@ function runBinary(name, args = process.argv.slice(2)) {
       process.kill(process.pid, signal);
       return;
     }
+    if (code === 127 && file.endsWith('-dds')) {
+      // The dynamic loader's own line says which library; this says what to do.
+      process.stderr.write(`${name}: this is the build with the DDS bridge, which needs Cyclone DDS's library ` +
+        "(libddsc; Debian: libddsc0debian). Install it, or choose the build without the bridge: " +
+        'NAVINFO_DDS_BRIDGE=0 npm rebuild navigation-info-mgr\n');
+    }
     process.exit(code);
   });
 }

@@ -88,10 +88,19 @@ function build(buildDir) {
 }
 
 // Replaces the package's binary folder with the runtime files of buildDir.
+// A build with the DDS bridge has the daemon twice: its navinfo-service (the
+// bridge) is staged as navinfo-service-dds and its navinfo-service-nobridge
+// as navinfo-service, the name the daemon without the bridge always has in
+// the package.
 function stage(buildDir) {
   const folder = prebuildFolder();
   fs.rmSync(folder, { recursive: true, force: true });
   run('cmake', ['--install', buildDir, '--component', 'runtime', '--strip', '--prefix', folder], 'staging');
+  const withoutBridge = path.join(folder, 'navinfo-service-nobridge');
+  if (fs.existsSync(withoutBridge)) {
+    fs.renameSync(path.join(folder, 'navinfo-service'), path.join(folder, 'navinfo-service-dds'));
+    fs.renameSync(withoutBridge, path.join(folder, 'navinfo-service'));
+  }
   return folder;
 }
 

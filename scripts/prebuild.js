@@ -3,9 +3,12 @@
 // prebuilds/<platform>-<arch>/ so that the packed package carries them. They
 // come from NAVINFO_BUILD_DIR when it is set (the build the tests ran on),
 // otherwise from a build of the shipped targets only, in build/package.
+// A build with the DDS bridge gives the package both daemons, with and
+// without it; the package's install step picks one (scripts/daemon-variant.js).
 const fs = require('fs');
 const path = require('path');
 const native = require('./native-build');
+const variant = require('./daemon-variant');
 
 function main() {
   const given = process.env.NAVINFO_BUILD_DIR;
@@ -17,13 +20,20 @@ function main() {
     if (/^NAVINFO_SANITIZE:BOOL=ON$/m.test(cache)) {
       throw new Error(`${buildDir} is a sanitizer build: its binaries do not run in a plain Node.js`);
     }
-    if (/^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache)) {
-      // Fine for testing on this machine; a release is packed without NAVINFO_BUILD_DIR, whose build has no bridge.
-      console.error(`prebuild: warning: ${buildDir} has the DDS bridge: the staged navinfo-service needs Cyclone DDS `
-        + '(libddsc) installed where it runs');
+    if (!/^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache)) {
+      console.error(`prebuild: warning: ${buildDir} has no DDS bridge: the package gets only the daemon without it`);
     }
   } else {
-    native.configure(buildDir, ['-DNAVINFO_BUILD_TESTS=OFF', '-DNAVINFO_BUILD_BENCH=OFF']);
+    // The bridge when Cyclone DDS is here, unless NAVINFO_DDS_BRIDGE=0; with
+    // NAVINFO_DDS_BRIDGE=1 a missing Cyclone DDS fails the configuration.
+    const wish = variant.bridgeWish();
+    const missing = wish === 'auto' ? variant.missingForBridgeBuild() : [];
+    if (missing.length > 0) {
+      console.error(`prebuild: warning: the package gets only the daemon without the DDS bridge: ${missing.join('; ')}`);
+    }
+    const bridge = wish === 'on' || (wish === 'auto' && missing.length === 0);
+    native.configure(buildDir, ['-DNAVINFO_BUILD_TESTS=OFF', '-DNAVINFO_BUILD_BENCH=OFF',
+      `-DNAVINFO_DDS_BRIDGE=${bridge ? 'ON' : 'OFF'}`]);
   }
   native.build(buildDir);
   const folder = native.stage(buildDir);

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build and the tests need, from Debian's packages and the
 # npm registry only; a no-op when everything is already there.
+# `scripts/setup.sh arm64` adds what scripts/prebuild-arm64.sh needs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -11,6 +12,11 @@ cd "$(dirname "$0")/.."
 # clang-format and clang-tidy are scripts/lint.sh's.
 packages=(cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev binutils clang libclang-rt-14-dev
   chromium libsystemd-dev systemd cyclonedds-dev cyclonedds-tools libssl-dev clang-format clang-tidy)
+# The linux-arm64 prebuild: Debian's cross toolchain, and qemu and file to
+# check what it made on this machine.
+if [ "${1:-}" = "arm64" ]; then
+  packages+=(g++-aarch64-linux-gnu qemu-user file)
+fi
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -162,7 +162,10 @@ int Run(int argc, char** argv)
         return 0;
     }
     if (options.version) {
-        std::printf("navinfo-service %s\n", DaemonVersion());
+        // The second line tells installers and people which build this is
+        // (the npm package ships the daemon with and without the bridge).
+        std::printf("navinfo-service %s\nDDS bridge: %s\n", DaemonVersion(),
+            NetworkBridgeBuiltIn() ? "built in" : "not built in");
         return 0;
     }
 

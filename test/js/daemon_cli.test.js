@@ -4,9 +4,11 @@
 const { test, after } = require('node:test');
 const assert = require('node:assert/strict');
 const fs = require('node:fs');
+const path = require('node:path');
 const { spawnSync } = require('node:child_process');
 const { daemonBinary, startDaemon, startApp, tempDir, writePolicy, killAll } = require('./support/daemon');
 const { runScript } = require('./support/child');
+const paths = require('./support/paths');
 
 const tmp = tempDir();
 after(() => {
@@ -26,8 +28,10 @@ test('--help lists every option and variable, --version the package version; bad
     assert.ok(help.stdout.includes(name), name);
   }
   const { version } = require('../../package.json');
+  const cache = fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8');
+  const bridge = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache) ? 'built in' : 'not built in';
   for (const flag of ['--version', '-v', '-V']) {
-    assert.equal(run([flag]).stdout, `navinfo-service ${version}\n`, flag);
+    assert.equal(run([flag]).stdout, `navinfo-service ${version}\nDDS bridge: ${bridge}\n`, flag);
   }
   for (const [args, reason] of [
     [['--bogus'], 'unknown option --bogus'],
@@ -125,7 +129,6 @@ const unitRows = [
 ];
 for (const [name, dropIns, expected] of unitRows) {
   test(`systemd units verify, with ExecStart pointing at the daemon built here: ${name}`, () => {
-    const path = require('node:path');
     const folder = tmp.file(`units-${dropIns.length}`);
     fs.mkdirSync(path.join(folder, 'navinfo-service.service.d'), { recursive: true });
     const deploy = path.join(__dirname, '../../deploy/systemd');

@@ -12,9 +12,12 @@ const paths = require('../js/support/paths');
 const { tempDir, writePolicy, withDeadline } = require('../js/support/daemon');
 
 const BUNDLE = 'com.example.navigation';
-// The application sees only what it installed: no build folder.
+// The application sees only what it installed: no build folder. Its install
+// step decides on the DDS bridge by itself (scripts/test.sh sets
+// NAVINFO_DDS_BRIDGE=1 for its own build).
 const appEnv = { ...process.env, HILOG_LEVEL: 'warn' };
 delete appEnv.NAVINFO_BUILD_DIR;
+delete appEnv.NAVINFO_DDS_BRIDGE;
 // The embedded service, explicitly: not a daemon that may run at the default socket.
 appEnv.NAVINFO_SERVICE_SOCKET = '';
 
@@ -22,6 +25,47 @@ function run(command, args, { cwd, env = appEnv, timeout = 120000 } = {}) {
   const result = spawnSync(command, args, { cwd, env, encoding: 'utf8', timeout });
   assert.equal(result.status, 0, `${command} ${args.join(' ')}: ${result.stdout}${result.stderr}`);
   return result;
+}
+
+// The build packed has the DDS bridge (scripts/test.sh builds it so): the
+// package then ships the daemon with and without it.
+const packedWithBridge = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(
+  fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8'));
+
+// An empty application folder with the packed package installed by npm (extra: its options).
+function installInto(folder, tarball, extra = [], timeout = 120000) {
+  fs.mkdirSync(folder);
+  fs.writeFileSync(path.join(folder, 'package.json'), JSON.stringify({ name: 'app', private: true }));
+  return run('npm', ['install', '--offline', '--no-audit', '--no-fund', '--foreground-scripts', ...extra, tarball],
+    { cwd: folder, timeout });
+}
+
+// What the installed daemon says of its DDS bridge: its --version, and what
+// it logs when started on a policy with a bridge section (on loopback only,
+// in a DDS domain of this run's own).
+async function installedDaemonBridge(folder, tmp) {
+  const version = run(path.join(folder, 'node_modules', '.bin', 'navinfo-service'), ['--version'], { cwd: folder });
+  const bridge = { domain: 1 + ((process.pid + 100) % 200), partition: `navinfo-package-${process.pid}`, insecure: true };
+  const policy = tmp.file(`bridge-policy-${path.basename(folder)}.json`);
+  fs.writeFileSync(policy, JSON.stringify({ version: 1, defaultDeny: true, bundles: {}, bridge }));
+  const cyclone = tmp.file('cyclonedds.xml');
+  fs.writeFileSync(cyclone, '<CycloneDDS><Domain id="any"><General><Interfaces><NetworkInterface name="lo"/>' +
+    '</Interfaces><AllowMulticast>false</AllowMulticast></General><Discovery><Peers><Peer address="127.0.0.1"/>' +
+    '</Peers></Discovery></Domain></CycloneDDS>');
+  const daemon = spawn(path.join(folder, 'node_modules', '.bin', 'navinfo-service'),
+    ['--socket', tmp.file(`bridge-${path.basename(folder)}.sock`), '--policy', policy],
+    { env: { ...appEnv, HILOG_LEVEL: 'info', CYCLONEDDS_URI: `file://${cyclone}` }, stdio: ['ignore', 'pipe', 'pipe'] });
+  let stderr = '';
+  daemon.stderr.on('data', (chunk) => { stderr += chunk; });
+  const exited = new Promise((resolve) => daemon.once('exit', (code, signal) => resolve({ code, signal })));
+  try {
+    await withDeadline(new Promise((resolve) => daemon.stdout.on('data', (d) => /listening on/.test(d) && resolve())),
+      `readiness line of the installed navinfo-service: ${stderr}`, 10000);
+  } finally {
+    daemon.kill('SIGTERM');
+  }
+  assert.deepEqual(await withDeadline(exited, 'navinfo-service stopping', 10000), { code: 0, signal: null }, stderr);
+  return { version: version.stdout.split('\n')[1], log: stderr };
 }
 
 describe('the packed package installed into an empty application', () => {
@@ -33,9 +77,7 @@ describe('the packed package installed into an empty application', () => {
     const pack = run('npm', ['pack', '--json', '--pack-destination', tmp.dir],
       { cwd: paths.root, env: { ...process.env, NAVINFO_BUILD_DIR: paths.buildDir }, timeout: 600000 });
     packed = JSON.parse(pack.stdout)[0];
-    fs.mkdirSync(app);
-    fs.writeFileSync(path.join(app, 'package.json'), JSON.stringify({ name: 'app', private: true }));
-    run('npm', ['install', '--offline', '--no-audit', '--no-fund', path.join(tmp.dir, packed.filename)], { cwd: app });
+    installInto(app, path.join(tmp.dir, packed.filename));
     fs.cpSync(path.join(__dirname, 'app'), app, { recursive: true });
     fs.cpSync(path.join(paths.root, 'test', 'types'), path.join(app, 'types'), { recursive: true });
   });
@@ -47,7 +89,7 @@ describe('the packed package installed into an empty application', () => {
     for (const needed of ['index.js', 'index.mjs', 'index.d.ts', 'LICENSE', 'docs/api.md',
       'prebuilds/linux-x64/navigationinfomgr.node', 'prebuilds/linux-x64/navinfo-service',
       'bin/navinfo.js', 'apps/sim/routes/urban.geojson', 'apps/package.json', 'apps/package-lock.json', 'apps/cluster/page/index.html',
-      'deploy/systemd/navinfo-service.service']) {
+      'deploy/systemd/navinfo-service.service', ...(packedWithBridge ? ['prebuilds/linux-x64/navinfo-service-dds'] : [])]) {
       assert.ok(files.includes(needed), needed);
     }
     const unwanted = files.filter((f) => /^(test|bench|tools|examples|build[^/]*)\/|(^|\/)node_modules\/|\.(log|tgz)$/.test(f));
@@ -120,6 +162,22 @@ describe('the packed package installed into an empty application', () => {
     assert.deepEqual(await withDeadline(exited, 'the test drive to stop', 15000), { code: 0, signal: null }, output);
   });
 
+  test('the install step picks the daemon with the DDS bridge where Cyclone DDS is, and the one without when told',
+    { skip: !packedWithBridge && 'packed from a build without the DDS bridge' }, async () => {
+      const withoutBridge = tmp.file('app-no-bridge');
+      const install = installInto(withoutBridge, path.join(tmp.dir, packed.filename), ['--navinfo-dds-bridge=0']);
+      assert.match(install.stdout + install.stderr, /navinfo-service has no DDS bridge: the DDS bridge is turned off/);
+      for (const [folder, version, logged] of [
+        // This machine has Cyclone DDS (scripts/setup.sh): found without being asked for.
+        [app, 'DDS bridge: built in', /DDS bridge\b.* in domain \d+, partition navinfo-package-/],
+        [withoutBridge, 'DDS bridge: not built in', /the policy's bridge section is ignored: this navinfo-service was built without/],
+      ]) {
+        const daemon = await installedDaemonBridge(folder, tmp);
+        assert.equal(daemon.version, version, folder);
+        assert.match(daemon.log, logged, folder);
+      }
+    });
+
   test('the shipped docs refer only to what the package ships', () => {
     const installed = path.join(app, 'node_modules', 'navigation-info-mgr');
     const shipped = (file) => fs.existsSync(path.join(installed, file));
@@ -150,15 +208,14 @@ describe('the packed package installed into an empty application', () => {
     run(process.execPath, [path.join(paths.root, 'node_modules', 'typescript', 'bin', 'tsc'), '-p', 'types'], { cwd: app });
   });
 
-  test('with --build-from-source, install builds the binaries from the packed sources', () => {
+  test('with --build-from-source, install builds the binaries from the packed sources, the DDS bridge with them', async () => {
     const fromSource = tmp.file('app-from-source');
-    fs.mkdirSync(fromSource);
-    fs.writeFileSync(path.join(fromSource, 'package.json'), JSON.stringify({ name: 'app', private: true }));
+    const install = installInto(fromSource, path.join(tmp.dir, packed.filename), ['--build-from-source'], 900000);
+    assert.match(install.stdout + install.stderr,
+      /building the native binaries from source with CMake, the daemon with and without the DDS bridge[^]*built into/);
     fs.copyFileSync(path.join(app, 'roundtrip.mjs'), path.join(fromSource, 'roundtrip.mjs'));
-    const install = run('npm', ['install', '--offline', '--no-audit', '--no-fund', '--foreground-scripts',
-      '--build-from-source', path.join(tmp.dir, packed.filename)], { cwd: fromSource, timeout: 900000 });
-    assert.match(install.stdout + install.stderr, /building the native binaries from source[^]*built into/);
     assert.deepEqual(JSON.parse(run(process.execPath, ['roundtrip.mjs'], { cwd: fromSource }).stdout), expected);
+    assert.equal((await installedDaemonBridge(fromSource, tmp)).version, 'DDS bridge: built in');
   });
 
   test('without a usable binary and without build tools, install names what is missing', () => {
