@@ -211,6 +211,36 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
       }
     });
   }
+
+  // With valid credentials of its own, a node's garbage is authenticated and
+  // delivered to both daemons: what keeps it out is the bridge itself.
+  test('a third node with valid credentials flooding garbage: nothing delivered, A still serves, logs stay short', async () => {
+    assert.equal((await sys.call('followStatus', [MAP])).ok, true);
+    await new Promise((resolve) => setTimeout(resolve, 1500)); // the rows before log their drops
+    const since = sys.events.length;
+    const [fromA, fromB] = [a.stderr().length, b.stderr().length];
+    const seconds = 4;
+    const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP,
+      String(seconds), 'garbage'], { env: { ...process.env, ...uriOf('C') }, stdio: ['ignore', 'pipe', 'pipe'] });
+    let text = '';
+    forger.stdout.on('data', (chunk) => { text += chunk; });
+    forger.stderr.on('data', (chunk) => { text += chunk; });
+    const exited = new Promise((resolve) => forger.once('exit', resolve));
+    const mark = 7100;
+    await eventually(async () => {
+      await nav.call('updateStatus', [{ status: 1, routeIndex: mark }]);
+      return sys.events.some((e) => e.event === 'status' && e.status.routeIndex === mark);
+    }, 'A\'s status reaches B while C floods');
+    assert.equal((await sys.call('query', [MAP, 'navigationStatus', {}], 10000)).value.code, 0);
+    assert.equal(await withDeadline(exited, 'the forger ends', 15000), 0, text);
+    assert.match(text, /"written":[1-9]/);
+    assert.deepEqual(sys.events.slice(since).filter((e) => e.event === 'status' && e.status.routeIndex !== mark), []);
+    // Each kind of refusal is one line a second with its count; a line per sample would be hundreds.
+    for (const [name, logged] of [['A', a.stderr().slice(fromA)], ['B', b.stderr().slice(fromB)]]) {
+      const lines = logged.split('\n').filter(Boolean);
+      assert.ok(lines.length <= 8 * (seconds + 2), `${name} wrote ${lines.length} lines:\n${logged}`);
+    }
+  });
 });
 
 describe('navinfo-dds-security init refuses what it cannot make', () => {
