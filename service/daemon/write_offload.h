@@ -39,7 +39,7 @@ public:
 
     // Runs write here, or on the offload thread when this thread runs a
     // drain. In order among the writes offloaded.
-    void Run(std::function<void()> write)
+    void Run(const std::function<void()>& write)
     {
         if (t_inDrain && !stopped_.load() && pool_->Post(this, write)) {
             return;
