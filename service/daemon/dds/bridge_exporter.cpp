@@ -17,6 +17,19 @@ namespace {
 // Requesting daemons that have a client id of their own at once.
 constexpr size_t MAX_REMOTE_CLIENTS = 64;
 
+// Counts n dropped requests (0 only asks); logs the count, with why they
+// were dropped, at most once a second.
+void ReportDropped(RateLimitedCount& dropped, uint64_t n, const char* why)
+{
+    if (uint64_t due = dropped.Add(n)) {
+        DAEMON_LOGW("dropped %{public}llu requests %{public}s", static_cast<unsigned long long>(due), why);
+    }
+}
+
+constexpr const char* NOT_THEIR_SENDER = "whose requester is not the daemon that sent them";
+constexpr const char* NOT_ANNOUNCED_NODE = "whose node is not the one their sender announced";
+constexpr const char* NOT_CERTIFIED_NODE = "whose node is not the one their sender's certificate names";
+
 void ReportUnsent(RateLimitedCount& unsent, uint64_t n)
 {
     if (uint64_t due = unsent.Add(n)) {
@@ -168,7 +181,7 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
         return; // for another daemon
     }
     if (r.requester == nullptr || sender.participant.empty() || sender.participant != r.requester) {
-        ReportDroppedRequests(1);
+        ReportDropped(droppedRequests_, 1, NOT_THEIR_SENDER);
         return;
     }
     // The node a request names must be the one its writer announced: a
@@ -176,13 +189,13 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
     // writer unless it announces that name too (see docs/dds-bridge.md).
     if (!ValidName(r.requesterNode) || std::strchr(r.requesterNode, '/') != nullptr ||
         sender.announcedNode != r.requesterNode) {
-        ReportDroppedNodes(1);
+        ReportDropped(droppedNodes_, 1, NOT_ANNOUNCED_NODE);
         return;
     }
     // With DDS Security the participant has proven a certificate, and its
     // GUID tells whose: it must be the node's own (node_identity.h).
     if (secure_ && !ParticipantIsNode(sender.participant, r.requesterNode)) {
-        ReportDroppedCertificates(1);
+        ReportDropped(droppedCertificates_, 1, NOT_CERTIFIED_NODE);
         return;
     }
     if (!ValidName(r.bundle) || exports_.count(r.bundle) == 0 || !ValidName(r.requesterBundle)) {
@@ -208,35 +221,11 @@ void BridgeExporter::OnRequest(const navinfo_bridge_Request& r, const SampleSend
 
 void BridgeExporter::Sweep()
 {
-    ReportDroppedRequests(0);
-    ReportDroppedNodes(0);
-    ReportDroppedCertificates(0);
+    ReportDropped(droppedRequests_, 0, NOT_THEIR_SENDER);
+    ReportDropped(droppedNodes_, 0, NOT_ANNOUNCED_NODE);
+    ReportDropped(droppedCertificates_, 0, NOT_CERTIFIED_NODE);
     ReportContested(0);
     ReportUnsent(*unsentRecords_, 0);
-}
-
-void BridgeExporter::ReportDroppedRequests(uint64_t n)
-{
-    if (uint64_t due = droppedRequests_.Add(n)) {
-        DAEMON_LOGW("dropped %{public}llu requests whose requester is not the daemon that sent them",
-            static_cast<unsigned long long>(due));
-    }
-}
-
-void BridgeExporter::ReportDroppedNodes(uint64_t n)
-{
-    if (uint64_t due = droppedNodes_.Add(n)) {
-        DAEMON_LOGW("dropped %{public}llu requests whose node is not the one their sender announced",
-            static_cast<unsigned long long>(due));
-    }
-}
-
-void BridgeExporter::ReportDroppedCertificates(uint64_t n)
-{
-    if (uint64_t due = droppedCertificates_.Add(n)) {
-        DAEMON_LOGW("dropped %{public}llu requests whose node is not the one their sender's certificate names",
-            static_cast<unsigned long long>(due));
-    }
 }
 
 void BridgeExporter::ReportContested(uint64_t n)

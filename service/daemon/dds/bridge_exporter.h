@@ -53,10 +53,6 @@ public:
     void Sweep();
 
 private:
-    // Counts n dropped requests (0 only asks); logs the count at most once a second.
-    void ReportDroppedRequests(uint64_t n);
-    void ReportDroppedNodes(uint64_t n);
-    void ReportDroppedCertificates(uint64_t n);
     // Counts n claims of exported bundles by participants beyond those logged by name.
     void ReportContested(uint64_t n);
     // The core's client id of a requesting daemon. When MAX_REMOTE_CLIENTS
