@@ -5,7 +5,6 @@
 
 #include <node_api.h>
 
-#include <string_view>
 #include <vector>
 
 #include "nav_info_common.h"
@@ -32,8 +31,7 @@ public:
 
     // Reading a metadata object.
     static void ParseNavigationMetadata(napi_env env, napi_value object, NavigationMetadata* metadata);
-    // name: the property's name as the walk read it (its length known).
-    static void ProcessNavigationMetadataProperty(napi_env env, std::string_view name, napi_value value,
+    static void ProcessNavigationMetadataProperty(napi_env env, const char* name, napi_value value,
         NavigationMetadata* metadata);
     static void SetByte(napi_env env, napi_value value, uint16_t& field);
     static void SetByteVector(napi_env env, napi_value value, std::vector<uint16_t>& field);

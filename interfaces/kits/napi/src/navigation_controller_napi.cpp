@@ -322,7 +322,7 @@ void NavigationControllerNapi::ParseNavigationMetadata(napi_env env, napi_value 
 {
     NAVI_LOGI("is called");
     ForEachProperty(env, object, [&](std::string_view name, napi_value value) {
-        ProcessNavigationMetadataProperty(env, name, value, metadata);
+        ProcessNavigationMetadataProperty(env, name.data(), value, metadata);
         return true; // a bad value never ends this walk
     });
 }
@@ -345,7 +345,7 @@ void ReadBool(napi_env env, napi_value value, bool& field)
 
 } // namespace
 
-void NavigationControllerNapi::ProcessNavigationMetadataProperty(napi_env env, std::string_view name, napi_value value,
+void NavigationControllerNapi::ProcessNavigationMetadataProperty(napi_env env, const char* name, napi_value value,
     NavigationMetadata* metadata)
 {
     switch (MetadataFields().Find(name)) {
