@@ -24,6 +24,7 @@ enum class RegistrationKind {
     STATUS_LISTENER,   // follows bundleName's status
     METADATA_LISTENER, // follows bundleName's metadata
     SYSTEM_LISTENER,   // serves this process's queries and commands (bundleName empty)
+    REQUEST_OBSERVER,  // observes the requests to bundleName and their answers
 };
 
 struct ServiceEvent {

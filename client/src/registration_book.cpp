@@ -12,6 +12,7 @@ const char* KindText(RegistrationKind kind)
     switch (kind) {
         case RegistrationKind::STATUS_LISTENER: return "status listener";
         case RegistrationKind::METADATA_LISTENER: return "metadata listener";
+        case RegistrationKind::REQUEST_OBSERVER: return "request observer";
         default: return "system navigation listener";
     }
 }
@@ -100,6 +101,10 @@ size_t RegisterAll(RegistrationBook& book, NavInfoServiceProxy& service, bool re
         [&](const std::string& bundle, const auto& listener) {
             return service.RegisterNavigationMetadataListener(bundle, listener, mark);
         });
+    taken += RegisterFollowers(book.requestObservers, RegistrationKind::REQUEST_OBSERVER, refusedOnly, changed,
+        [&](const std::string& bundle, const auto& observer) {
+            return service.RegisterRequestObserver(bundle, observer);
+        });
     return taken;
 }
 
@@ -131,7 +136,7 @@ bool RegistrationBook::HasRefused() const
         return false;
     };
     return (systemListener.listener != nullptr && systemListener.refused) || anyRefused(statusListeners) ||
-        anyRefused(metadataListeners);
+        anyRefused(metadataListeners) || anyRefused(requestObservers);
 }
 
 size_t RegistrationBook::Replay(NavInfoServiceProxy& service, const ChangeCallback& changed)

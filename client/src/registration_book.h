@@ -1,5 +1,5 @@
-// What this process holds at the daemon: the listeners it registered and
-// did not unregister, and the latest status and metadata it published. The
+// What this process holds at the daemon: the listeners and request
+// observers it registered and did not unregister, and the latest status and metadata it published. The
 // remote transport replays it on every new connection, so that a restarted
 // daemon delivers again and holds this application's records again without
 // the application doing anything.
@@ -42,12 +42,14 @@ struct RegistrationBook {
     BookedListener systemListener;                           // listener null: none
     std::map<std::string, BookedListener> statusListeners;   // by followed bundle
     std::map<std::string, BookedListener> metadataListeners; // by followed bundle
+    std::map<std::string, BookedListener> requestObservers;  // by observed bundle
     std::optional<NavigationStatus> status;                  // published last
     std::optional<NavigationMetadata> metadata;              // published last
 
     bool HasRegistrations() const
     {
-        return systemListener.listener != nullptr || !statusListeners.empty() || !metadataListeners.empty();
+        return systemListener.listener != nullptr || !statusListeners.empty() || !metadataListeners.empty() ||
+            !requestObservers.empty();
     }
     bool Empty() const { return !HasRegistrations() && !status && !metadata; }
     bool HasRefused() const;

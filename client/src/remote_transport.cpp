@@ -164,6 +164,9 @@ void RemoteTransport::OnFailed(int32_t failure)
     for (auto& [bundle, entry] : book_.metadataListeners) {
         refuse(entry, RegistrationKind::METADATA_LISTENER, bundle);
     }
+    for (auto& [bundle, entry] : book_.requestObservers) {
+        refuse(entry, RegistrationKind::REQUEST_OBSERVER, bundle);
+    }
 }
 
 bool RemoteTransport::WantsConnection()
@@ -415,23 +418,18 @@ int32_t RemoteTransport::SendNavigationCmd(const std::string& bundleName, Comman
     return SubmitRequest(SVC_SEND_NAVIGATION_CMD, bundleName, static_cast<int32_t>(type), params, callback);
 }
 
+// Booked like a follower: a new daemon, or the same one after a refusal, gets it again.
 int32_t RemoteTransport::RegisterRequestObserver(const std::string& bundleName, const sptr<IRequestObserver>& observer)
 {
-    ServiceLease lease = connector_->Acquire();
-    if (lease.service == nullptr) {
-        return lease.failure;
-    }
     sptr<IRemoteObject> object = observer == nullptr ? nullptr : observer->AsObject();
-    return NavInfoServiceProxy(lease.service).RegisterRequestObserver(bundleName, object);
+    return Follow(&RegistrationBook::requestObservers, RegistrationKind::REQUEST_OBSERVER, bundleName, object,
+        [&](NavInfoServiceProxy& proxy) { return proxy.RegisterRequestObserver(bundleName, object); });
 }
 
 int32_t RemoteTransport::UnRegisterRequestObserver(const std::string& bundleName)
 {
-    ServiceLease lease = connector_->Acquire();
-    if (lease.service == nullptr) {
-        return lease.failure;
-    }
-    return NavInfoServiceProxy(lease.service).UnRegisterRequestObserver(bundleName);
+    return Unfollow(&RegistrationBook::requestObservers, bundleName,
+        [&](NavInfoServiceProxy& proxy) { return proxy.UnRegisterRequestObserver(bundleName); });
 }
 
 int32_t RemoteTransport::InspectService(ServiceSnapshot& snapshot)

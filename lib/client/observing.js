@@ -3,8 +3,9 @@
 // navigation application, and their answers (a system application with the
 // permission; the recorder's --requests). The service tells an observer of
 // each request it accepts for the bundle and of its completion, under one
-// request id; a refused request is not told. The observation is not kept
-// over a lost connection to the daemon: it ends with 'error'.
+// request id; a refused request is not told. The observation outlives a
+// lost connection to the daemon: the client library registers it again with
+// the next one (what was sent meanwhile is not told).
 const EventEmitter = require('node:events');
 const { companion, QUERY_TYPES, COMMAND_TYPES } = require('./bindings');
 const { LoopHold } = require('./keep_alive');
@@ -26,6 +27,9 @@ class RequestObservation extends EventEmitter {
     const result = companion.observeRequests(bundleName, (seen) => this.#deliver(seen));
     if (result !== 0) {
       this.#hold.close();
+      // The client library keeps an observer the daemon could not take now
+      // (away, or refusing) for its next connection: this one is not kept.
+      companion.stopObservingRequests(bundleName);
       throw resultError(result, `observing the requests to "${bundleName}"`);
     }
   }

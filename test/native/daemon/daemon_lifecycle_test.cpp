@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <mutex>
@@ -22,6 +23,7 @@
 #include "nav_info_service_ipc.h"
 #include "nav_info_service_stub.h"
 #include "record_marshalling.h"
+#include "request_observer.h"
 
 namespace OHOS::NavigationInfoService {
 namespace {
@@ -141,6 +143,16 @@ TEST_F(DaemonTest, ARestartedDaemonGetsRegistrationsBackAndOpenRequestsSettle100
 // What a restarted daemon gets back from each shape of client: a client with
 // registrations comes back by itself, one with only records at its next call,
 // and both bring everything they hold.
+// Counts what the daemon tells an observer.
+class CountingObserver : public RequestObserverStub {
+public:
+    void OnRequestObserved(const RequestObservation&, const std::string&) override { ++count_; }
+    int Count() const { return count_.load(); }
+
+private:
+    std::atomic<int> count_{0};
+};
+
 TEST_F(DaemonTest, ARestartedDaemonGetsBackWhatEachShapeOfClientHolds)
 {
     const struct {
@@ -148,19 +160,23 @@ TEST_F(DaemonTest, ARestartedDaemonGetsBackWhatEachShapeOfClientHolds)
         bool listens;   // the navigation client registers a system navigation listener
         bool publishes; // the navigation client publishes a status
         bool follows;   // the system client follows the navigation client's status
+        bool observes;  // a recorder observes the requests to the navigation client
     } shapes[] = {
-        {"navigation app with a system listener", true, true, false},
-        {"publish-only navigation app", false, true, false},
-        {"follow-only system app", false, false, true},
+        {"navigation app with a system listener", true, true, false, false},
+        {"publish-only navigation app", false, true, false, false},
+        {"follow-only system app", false, false, true, false},
+        {"request observer beside a serving navigation app", true, false, false, true},
     };
     for (const auto& shape : shapes) {
         SCOPED_TRACE(shape.name);
         auto nav = Client(MAP);
         auto sys = Client(DASH);
+        auto recorder = Client(DASH);
         sptr<HoldingSystemListener> listener = new HoldingSystemListener();
         listener->answerAtOnce = [](const HoldingSystemListener::Request& request) {
             request.callback->Callback(Answer(0, "restored"));
         };
+        sptr<CountingObserver> observer = new CountingObserver();
         sptr<RecordingStatusListener> follower = new RecordingStatusListener();
         NavigationStatus status;
         status.routeIndex = 7;
@@ -173,9 +189,13 @@ TEST_F(DaemonTest, ARestartedDaemonGetsBackWhatEachShapeOfClientHolds)
         if (shape.follows) {
             ASSERT_EQ(sys->RegisterNavigationStatusListener(MAP, follower), NAV_INFO_SUCCESS);
         }
+        if (shape.observes) {
+            ASSERT_EQ(recorder->RegisterRequestObserver(MAP, observer), NAV_INFO_SUCCESS);
+        }
 
         const uint64_t navGeneration = nav->ConnectionGeneration();
         const uint64_t sysGeneration = sys->ConnectionGeneration();
+        const uint64_t recorderGeneration = recorder->ConnectionGeneration();
         StopDaemon();
         StartDaemon();
         // A new generation is published once everything is replayed.
@@ -187,6 +207,9 @@ TEST_F(DaemonTest, ARestartedDaemonGetsBackWhatEachShapeOfClientHolds)
         }
         if (shape.follows) {
             ASSERT_TRUE(WaitUntil([&] { return sys->ConnectionGeneration() > sysGeneration; }));
+        }
+        if (shape.observes) {
+            ASSERT_TRUE(WaitUntil([&] { return recorder->ConnectionGeneration() > recorderGeneration; }));
         }
         NavigationStatus read;
         if (shape.publishes) {
@@ -200,6 +223,10 @@ TEST_F(DaemonTest, ARestartedDaemonGetsBackWhatEachShapeOfClientHolds)
             ASSERT_EQ(sys->QueryNavigationInfo(MAP, NAVIGATION_STATUS, {}, answer), NAV_INFO_SUCCESS);
             ASSERT_TRUE(WaitUntil([&] { return answer->Count() == 1; }));
             EXPECT_EQ(answer->First().message, "restored");
+        }
+        if (shape.observes) {
+            // The request and its answer, told to the observer the restarted daemon got back.
+            EXPECT_TRUE(WaitUntil([&] { return observer->Count() == 2; })) << observer->Count();
         }
         if (shape.follows) {
             ASSERT_TRUE(WaitUntil([&] { return nav->UpdateNavigationStatus(status) == NAV_INFO_SUCCESS; }));

@@ -26,6 +26,7 @@ const char* RegistrationName(RegistrationKind kind)
     switch (kind) {
         case RegistrationKind::STATUS_LISTENER: return "status";
         case RegistrationKind::METADATA_LISTENER: return "metadata";
+        case RegistrationKind::REQUEST_OBSERVER: return "requests";
         default: return "system";
     }
 }
