@@ -32,6 +32,7 @@
 #include "dds_entities.h"
 #include "dds_outbound.h"
 #include "dds_senders.h"
+#include "hilog/log_rate_limit.h"
 #include "listener_gate.h"
 #include "navinfo_bridge.h"
 #include "network_bridge.h"
@@ -184,16 +185,24 @@ private:
         }
         WriteOffload::InDrain inDrain;
         drain.serial.Run([this, &drain] {
-            switch (drain.kind) {
-                case STATE: DrainState(); break;
-                case REQUESTS:
-                    while (TakeRequests() > 0) {
-                    }
-                    break;
-                default:
-                    while (TakeReplies() > 0) {
-                    }
-                    break;
+            // Nothing may leave a Cyclone listener (C code) by an exception,
+            // and a drain that ended by one would never run again.
+            try {
+                switch (drain.kind) {
+                    case STATE: DrainState(); break;
+                    case REQUESTS:
+                        while (TakeRequests() > 0) {
+                        }
+                        break;
+                    default:
+                        while (TakeReplies() > 0) {
+                        }
+                        break;
+                }
+            } catch (const std::exception& e) {
+                HILOG_RATE_LIMITED(DAEMON_LOGE, "DDS samples not handled: %{public}s", e.what());
+            } catch (...) {
+                HILOG_RATE_LIMITED(DAEMON_LOGE, "DDS samples not handled");
             }
         });
         gate_.Leave();
