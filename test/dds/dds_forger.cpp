@@ -85,10 +85,11 @@ int RunSecondClaim(const char* domain, const char* partition, const std::string&
     dds_guid_t guid;
     dds_get_guid(own.participant, &guid);
     const std::string self = GuidHex(guid);
+    const std::string node = "FORGER"; // named: a sample's strings must outlive the write
     bool ready = false;
     for (int tick = 0; std::chrono::steady_clock::now() < deadline; ++tick) {
         if (tick % 5 == 0) {
-            navinfo_bridge_Claim claim{Text(bundle), Text("FORGER"), Text(self), 500};
+            navinfo_bridge_Claim claim{Text(bundle), Text(node), Text(self), 500};
             dds_write(claimWriter, &claim);
         }
         navinfo_bridge_Record sample{Text(bundle), Text(self), Octets(record)};

@@ -26,6 +26,8 @@ inline char* Text(const std::string& value)
 {
     return const_cast<char*>(value.c_str());
 }
+// A sample keeps the pointer until it is written: a temporary would be gone by then.
+char* Text(std::string&& value) = delete;
 
 inline dds_sequence_octet Octets(const std::vector<uint8_t>& bytes)
 {

@@ -186,12 +186,15 @@ int RunGarbage(const char* domain, const char* partition, const std::string& bun
             Text(asking), static_cast<int32_t>(random.Next() % 3), static_cast<int32_t>(random.Next()), Octets(bytes)};
         count(dds_write(requestWriter, &request));
         random.Stir(bytes);
-        navinfo_bridge_Reply reply{Text(random.Hex(32)), random.Next(), Octets(bytes)};
+        // Named: a sample's strings must outlive the write, not just its initialisation.
+        const std::string replyTo = random.Hex(32);
+        navinfo_bridge_Reply reply{Text(replyTo), random.Next(), Octets(bytes)};
         count(dds_write(replyWriter, &reply));
         if (round % 16 == 0) {
             // Claims of bundles nobody bridges, from a node of random name.
             const std::string other = "garbage." + random.Hex(12);
-            navinfo_bridge_Claim claim{Text(other), Text(random.Hex(8)), Text(self), 500};
+            const std::string otherNode = random.Hex(8);
+            navinfo_bridge_Claim claim{Text(other), Text(otherNode), Text(self), 500};
             count(dds_write(claimWriter, &claim));
         }
     }
