@@ -9,6 +9,8 @@ const fs = require('node:fs');
 const path = require('node:path');
 const paths = require('./support/paths');
 const { startDaemon, startApp, tempDir, killAll, withDeadline } = require('./support/daemon');
+const { bridgeBuilt, LOOPBACK_CYCLONE_XML } = require('./support/dds');
+const { eventually } = require('./support/wait');
 
 const MAP = 'com.example.map';
 const AWAY = 'com.example.away'; // imported by B, exported by nobody
@@ -16,8 +18,6 @@ const DASH = 'com.example.dash';   // B's cluster: A's policy lets B/com.example
 const VOICE = 'com.example.voice'; // B's voice assistant: A's policy refuses it the permission
 const HUD = 'com.example.hud';     // a system application on both, unlisted as B's on A
 
-const cache = fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8');
-const built = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache);
 
 // The story runs twice: with DDS Security off ("insecure": true), where the
 // third participants' rows run too, and with Security on, each daemon's
@@ -49,23 +49,8 @@ function story(secure) {
   const insecureOnly = { skip: secure && 'with Security off only' };
   const secondClaimantPolicy = () => policy('C', { [MAP]: { navigationPermission: true } }, { export: [MAP] });
 
-  // Polls check (bounded) until it returns something truthy.
-  async function eventually(check, label, timeoutMs = 10000) {
-    const deadline = Date.now() + timeoutMs;
-    for (;;) {
-      const value = await check();
-      if (value) return value;
-      if (Date.now() > deadline) throw new Error(`never: ${label}`);
-      await new Promise((resolve) => setTimeout(resolve, 50));
-    }
-  }
-
   before(async () => {
-    const xml = '<CycloneDDS><Domain id="any"><General><Interfaces><NetworkInterface name="lo"/></Interfaces>' +
-      '<AllowMulticast>false</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>' +
-      '<MaxAutoParticipantIndex>20</MaxAutoParticipantIndex><Peers><Peer address="127.0.0.1"/></Peers>' +
-      '</Discovery></Domain></CycloneDDS>';
-    fs.writeFileSync(tmp.file('cyclonedds.xml'), xml);
+    fs.writeFileSync(tmp.file('cyclonedds.xml'), LOOPBACK_CYCLONE_XML);
     env = { CYCLONEDDS_URI: `file://${tmp.file('cyclonedds.xml')}` };
     // B's applications ask A as "B/<bundle>", judged by A's remoteRequesters
     // only: A's local rule for HUD does not make B's HUD anything on A.
@@ -371,7 +356,7 @@ function story(secure) {
   });
 }
 
-describe('two daemons bridged over DDS on loopback', { skip: !built && 'built without NAVINFO_DDS_BRIDGE' },
+describe('two daemons bridged over DDS on loopback', { skip: !bridgeBuilt && 'built without NAVINFO_DDS_BRIDGE' },
   () => story(false));
 describe('two daemons bridged over DDS on loopback, with DDS Security on',
-  { skip: !built && 'built without NAVINFO_DDS_BRIDGE' }, () => story(true));
+  { skip: !bridgeBuilt && 'built without NAVINFO_DDS_BRIDGE' }, () => story(true));

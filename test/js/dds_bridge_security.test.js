@@ -11,19 +11,15 @@ const fs = require('node:fs');
 const path = require('node:path');
 const paths = require('./support/paths');
 const { startDaemon, startApp, tempDir, killAll, withDeadline } = require('./support/daemon');
+const { bridgeBuilt, LOOPBACK_CYCLONE_XML } = require('./support/dds');
+const { eventually: waitFor } = require('./support/wait');
 
 const MAP = 'com.example.map';
 const DASH = 'com.example.dash';
 const DECOY = 'com.example.decoy'; // exported by C, so that its permissions are an exporter's too
-const LOOPBACK = '<CycloneDDS><Domain id="any"><General><Interfaces><NetworkInterface name="lo"/></Interfaces>' +
-  '<AllowMulticast>false</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>' +
-  '<MaxAutoParticipantIndex>20</MaxAutoParticipantIndex><Peers><Peer address="127.0.0.1"/></Peers>' +
-  '</Discovery></Domain></CycloneDDS>';
 
-const cache = fs.readFileSync(path.join(paths.buildDir, 'CMakeCache.txt'), 'utf8');
-const built = /^NAVINFO_DDS_BRIDGE:BOOL=ON$/m.test(cache);
 
-describe('two daemons bridged over DDS with Security on', { skip: !built && 'built without NAVINFO_DDS_BRIDGE' }, () => {
+describe('two daemons bridged over DDS with Security on', { skip: !bridgeBuilt && 'built without NAVINFO_DDS_BRIDGE' }, () => {
   const tmp = tempDir();
   const domain = 1 + ((process.pid + 100) % 200);
   const partition = `navinfo-secure-${process.pid}`;
@@ -43,15 +39,8 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
   const startNamed = (name, policyFile, env) => startDaemon(['--socket', tmp.file(`${name}.sock`), '--policy',
     policyFile, '--request-timeout-ms', '3000'], { env, timeoutMs: 15000 });
 
-  async function eventually(check, label, timeoutMs = 15000) {
-    const deadline = Date.now() + timeoutMs;
-    for (;;) {
-      const value = await check();
-      if (value) return value;
-      if (Date.now() > deadline) throw new Error(`never: ${label}`);
-      await new Promise((resolve) => setTimeout(resolve, 50));
-    }
-  }
+  // The daemons authenticate each other first: a longer wait by default.
+  const eventually = (check, label, timeoutMs = 15000) => waitFor(check, label, timeoutMs);
 
   before(async () => {
     const policyA = policy('A', { [MAP]: { navigationPermission: true } }, { export: [MAP] },
@@ -102,7 +91,7 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
   const rows = [
     ['a third participant without credentials sees no claim, matches no daemon and forges nothing', async () => {
       const plain = tmp.file('plain.xml');
-      fs.writeFileSync(plain, LOOPBACK);
+      fs.writeFileSync(plain, LOOPBACK_CYCLONE_XML);
       const forger = spawn(path.join(paths.binDir, 'navinfo_dds_forger'), [String(domain), partition, MAP, '4'],
         { env: { ...process.env, CYCLONEDDS_URI: `file://${plain}` }, stdio: ['ignore', 'pipe', 'pipe'] });
       let output = '';
@@ -185,7 +174,7 @@ describe('two daemons bridged over DDS with Security on', { skip: !built && 'bui
   for (const [mode, exitCode, output] of uncredentialed) {
     test(`a third participant without credentials (${mode}): nothing of it reaches either daemon`, async () => {
       const plain = tmp.file('plain.xml');
-      fs.writeFileSync(plain, LOOPBACK);
+      fs.writeFileSync(plain, LOOPBACK_CYCLONE_XML);
       assert.equal((await sys.call('followStatus', [MAP])).ok, true);
       // Drops of the rows before are counted and logged up to a second later.
       await new Promise((resolve) => setTimeout(resolve, 1500));

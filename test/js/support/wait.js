@@ -29,4 +29,16 @@ function collector(label, count, timeoutMs = 5000) {
 
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 
-module.exports = { deferred, collector, sleep };
+// Polls check (it may be async) every 50 ms until it returns something
+// truthy, which it resolves with; fails with "never: label" after timeoutMs.
+async function eventually(check, label, timeoutMs = 10000) {
+  const deadline = Date.now() + timeoutMs;
+  for (;;) {
+    const value = await check();
+    if (value) return value;
+    if (Date.now() > deadline) throw new Error(`never: ${label}`);
+    await sleep(50);
+  }
+}
+
+module.exports = { deferred, collector, sleep, eventually };
