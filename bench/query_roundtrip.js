@@ -46,23 +46,27 @@ async function throughput(call) {
   return Math.round(total / (Number(process.hrtime.bigint() - start) / 1e9));
 }
 
-// Sorted latencies of `samples` calls one at a time, after 200 to warm up.
-async function latencies(call) {
-  for (let i = 0; i < 200; i++) await call();
-  const times = [];
-  for (let i = 0; i < samples; i++) {
-    const start = process.hrtime.bigint();
-    await call();
-    times.push(Number(process.hrtime.bigint() - start));
+// Sorted latencies of `samples` calls of each, one at a time, after 200 of
+// each to warm up. The two alternate: on this kind of machine a wake-up
+// across CPUs costs several times one on the same CPU, and where the
+// scheduler puts the threads changes within a run, so both are timed under
+// the same placements.
+async function latencies(calls) {
+  const times = calls.map(() => []);
+  for (let i = 0; i < 200 + samples; i++) {
+    for (let c = 0; c < calls.length; c++) {
+      const start = process.hrtime.bigint();
+      await calls[c]();
+      if (i >= 200) times[c].push(Number(process.hrtime.bigint() - start));
+    }
   }
-  return times.sort((a, b) => a - b);
+  return times.map((t) => t.sort((a, b) => a - b));
 }
 
 (async () => {
-  const queryTimes = await latencies(query);
+  const [queryTimes, chainTimes] = await latencies([query, chain]);
   const queriesPerSecond = await throughput(query);
   controller.unregisterSystemNavigationListener();
-  const chainTimes = await latencies(chain);
   const chainsPerSecond = await throughput(chain);
   const floors = await measureFloors();
   const floorNs = floors.threadStartNs + 2 * floors.loopWakeNs;
