@@ -12,7 +12,7 @@ count=${COUNT:-5000}
 out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 for mode in query chain; do
-  NAVINFO_SERVICE_SOCKET= strace -f -c -o "$out/$mode" node query_chain_trace.js "$mode" "$count"
+  NAVINFO_SERVICE_SOCKET='' strace -f -c -o "$out/$mode" node query_chain_trace.js "$mode" "$count"
 done
 per_call() { # file syscall
   awk -v name="$2" -v n="$count" '$NF == name {print $4 / n; found = 1}
