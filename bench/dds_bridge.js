@@ -18,6 +18,12 @@
 // measured in the same run ("local"). bench/daemon_roundtrip.js's figure
 // (one process playing both roles) is printed beside it for reference.
 //
+// What a bridged path adds to the local one is one more process per
+// crossing: its floor, one datagram over loopback UDP to a process asleep
+// in recvfrom while the sender stays busy (navinfo_bench_hop_floor, at the
+// pace of the bridged status deliveries), is printed beside what the
+// bridged p50s are above the local ones.
+//
 // Prints one JSON line. SAMPLES (default 1000) per measurement.
 const { waitForLine } = require('./child_output');
 const { measureLocalDaemon } = require('./daemon_roundtrip');
@@ -51,6 +57,14 @@ if (process.env.DDS_BRIDGE_NAV_CHILD) {
   });
   process.send({ ready: true });
   return;
+}
+
+// One more process on a path: navinfo_bench_hop_floor's p50, in ns, with
+// the receiver sleeping pauseUs between datagrams.
+function hopFloorNs(pauseUs) {
+  const out = execFileSync(path.join(buildDir, 'bin', 'navinfo_bench_hop_floor'), [String(samples), String(pauseUs)],
+    { encoding: 'utf8', timeout: 120000 });
+  return JSON.parse(out).hopNs.p50;
 }
 
 // ddsperf ping against ddsperf pong for a few seconds: the median of the
@@ -215,6 +229,7 @@ function run(mode) {
   const local = await run('local');
   const secure = await run('secure');
   const oneProcess = await measureLocalDaemon({ buildDir, samples });
+  const hopNs = hopFloorNs(Math.round(median(insecure.status) / 1000));
   const p50s = ({ status, query }) => ({ statusP50: us(median(status)), queryP50: us(median(query)) });
   console.log(JSON.stringify({
     benchmark: 'dds_bridge',
@@ -229,6 +244,11 @@ function run(mode) {
     oneProcessDaemonUs: p50s(oneProcess),
     barsUse: 'localDaemonUs',
     ...bars(insecure.status, insecure.query, local, floorNs),
+    // Security off, p50s: what the bridge adds, against the floor of the
+    // one (status) or two (query) processes it adds to the path.
+    statusAboveLocalUs: us(median(insecure.status) - median(local.status)),
+    queryAboveLocalUs: us(median(insecure.query) - median(local.query)),
+    extraHopFloorUs: us(hopNs),
   }));
 })().then(() => process.exit(process.exitCode || 0), (error) => {
   console.error(error);
