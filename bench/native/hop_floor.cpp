@@ -8,8 +8,8 @@
 // sender sleeps at once and the receiver takes its CPU (ddsperf's round
 // trip). Between samples the sender sleeps PAUSE_US, and the receiver from
 // its stamp to the next datagram: at the pace of the benchmark's deliveries
-// (how long a CPU has been idle decides how long this VM takes to wake it:
-// a guest polls for a while before it halts).
+// (how long a CPU has idled can change how long it takes to wake: an idle
+// virtual CPU may poll for a while before it halts).
 // Prints one JSON line: p50 and p99 in nanoseconds.
 //
 //   navinfo_bench_hop_floor [SAMPLES [PAUSE_US]]   (default 2000 after 200 warm-up rounds, 200 us)
