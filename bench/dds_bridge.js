@@ -12,8 +12,17 @@
 // starts its own two daemons and is the system application on B.
 //
 // The bars, with Security off: a bridged status at most one DDS round trip,
-// a bridged query at most two, above the same path through one daemon
-// (bench/daemon_roundtrip.js, measured after the bridged paths in the same run).
+// a bridged query at most two, above the same path through one daemon: the
+// same two processes (the navigation process publishing and answering, this
+// script's child following and asking) against one daemon without a bridge,
+// measured in the same run ("local"). bench/daemon_roundtrip.js's figure
+// (one process playing both roles) is printed beside it for reference.
+//
+// What a bridged path adds to the local one is one more process per
+// crossing: its floor, one datagram over loopback UDP to a process asleep
+// in recvfrom while the sender stays busy (navinfo_bench_hop_floor, at the
+// pace of the bridged status deliveries), is printed beside what the
+// bridged p50s are above the local ones.
 //
 // Prints one JSON line. SAMPLES (default 1000) per measurement.
 const { waitForLine } = require('./child_output');
@@ -50,6 +59,14 @@ if (process.env.DDS_BRIDGE_NAV_CHILD) {
   return;
 }
 
+// One more process on a path: navinfo_bench_hop_floor's p50, in ns, with
+// the receiver sleeping pauseUs between datagrams.
+function hopFloorNs(pauseUs) {
+  const out = execFileSync(path.join(buildDir, 'bin', 'navinfo_bench_hop_floor'), [String(samples), String(pauseUs)],
+    { encoding: 'utf8', timeout: 120000 });
+  return JSON.parse(out).hopNs.p50;
+}
+
 // ddsperf ping against ddsperf pong for a few seconds: the median of the
 // round trips' per-second medians, in ns.
 async function ddsperfRoundTripNs(domain, env) {
@@ -64,13 +81,12 @@ async function ddsperfRoundTripNs(domain, env) {
   return median(medians);
 }
 
-// Through one daemon, and the bridged p50s against it plus one DDS round
-// trip (status) and two (query).
+// The bridged p50s against the same path through one daemon plus one DDS
+// round trip (status) and two (query).
 function bars(status, query, local, floorNs) {
   const statusBarNs = median(local.status) + floorNs;
   const queryBarNs = median(local.query) + 2 * floorNs;
   return {
-    localDaemonUs: { statusP50: us(median(local.status)), queryP50: us(median(local.query)) },
     statusBarUs: us(statusBarNs),
     statusP50VsBar: +(median(status) / statusBarNs).toFixed(2),
     statusBarMet: median(status) <= statusBarNs,
@@ -87,13 +103,18 @@ const LOOPBACK = '<CycloneDDS><Domain id="any"><General><Interfaces>' +
 
 // One measurement (DDS_BRIDGE_RUN=insecure or secure): two daemons, the
 // navigation process on A, this process the system application on B.
-async function measure(secure) {
+// DDS_BRIDGE_RUN=local: the same processes around one daemon without a bridge.
+async function measure(mode) {
+  const secure = mode === 'secure';
   const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'navinfo-bench-dds-'));
   const children = [];
   try {
     const domain = 1 + ((process.pid + (secure ? 7 : 0)) % 200);
     fs.writeFileSync(path.join(dir, 'cyclonedds.xml'), LOOPBACK);
     const base = { ...process.env, HILOG_LEVEL: 'error' };
+    // One daemon: the navigation process's bundle and the system application's, no bridge section.
+    fs.writeFileSync(path.join(dir, 'local.json'), JSON.stringify({ version: 1, defaultDeny: true, bundles: {
+      [MAP]: { navigationPermission: true }, [DASH]: { systemApp: true, navigationPermission: true } } }));
     const policies = {
       // B's system application asks A as "B/<its bundle>".
       A: [{ [MAP]: { navigationPermission: true } }, { export: [MAP] },
@@ -122,8 +143,8 @@ async function measure(secure) {
       await waitForLine(daemon, /listening on/);
       return socket;
     };
-    const socketA = await startDaemon('A');
-    const socketB = await startDaemon('B');
+    const socketA = await startDaemon(mode === 'local' ? 'local' : 'A');
+    const socketB = mode === 'local' ? socketA : await startDaemon('B');
 
     const nav = fork(__filename, [], { env: { ...base, DDS_BRIDGE_NAV_CHILD: '1', NAVINFO_BUILD_DIR: buildDir,
       NAVINFO_SERVICE_SOCKET: socketA, NAVINFO_BUNDLE_NAME: MAP } });
@@ -165,7 +186,7 @@ async function measure(secure) {
 }
 
 if (process.env.DDS_BRIDGE_RUN) {
-  measure(process.env.DDS_BRIDGE_RUN === 'secure').then((result) => {
+  measure(process.env.DDS_BRIDGE_RUN).then((result) => {
     process.stdout.write(`${JSON.stringify(result)}\n`);
     process.exit(0);
   }, (error) => {
@@ -205,8 +226,11 @@ function run(mode) {
     queryVsDdsRoundTrip: ratio(median(query), floorNs),
   });
   const insecure = await run('insecure');
+  const local = await run('local');
   const secure = await run('secure');
-  const local = await measureLocalDaemon({ buildDir, samples });
+  const oneProcess = await measureLocalDaemon({ buildDir, samples });
+  const hopNs = hopFloorNs(Math.round(median(insecure.status) / 1000));
+  const p50s = ({ status, query }) => ({ statusP50: us(median(status)), queryP50: us(median(query)) });
   console.log(JSON.stringify({
     benchmark: 'dds_bridge',
     samples,
@@ -214,7 +238,17 @@ function run(mode) {
     ddsperfRoundTripUs: us(floorNs),
     securityOff: figures(insecure),
     securityOn: figures(secure),
+    // The bars' base: the bridged path's own processes around one daemon.
+    localDaemonUs: { ...p50s(local), statusP99: us(p99(local.status)), queryP99: us(p99(local.query)) },
+    // bench/daemon_roundtrip.js's path: one process publishes, follows, asks and answers.
+    oneProcessDaemonUs: p50s(oneProcess),
+    barsUse: 'localDaemonUs',
     ...bars(insecure.status, insecure.query, local, floorNs),
+    // Security off, p50s: what the bridge adds, against the floor of the
+    // one (status) or two (query) processes it adds to the path.
+    statusAboveLocalUs: us(median(insecure.status) - median(local.status)),
+    queryAboveLocalUs: us(median(insecure.query) - median(local.query)),
+    extraHopFloorUs: us(hopNs),
   }));
 })().then(() => process.exit(process.exitCode || 0), (error) => {
   console.error(error);
