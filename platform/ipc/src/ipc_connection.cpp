@@ -30,7 +30,7 @@ std::atomic<uint64_t> gNextConnectionId{1};
 // frame on a client's connection, or on a server's without an idle rule.
 enum class ReadWait { HANDSHAKE, REST_OF_FRAME, IDLE, FRAME };
 
-// Why reading ended, for the log: received is what Receiver::Receive returned.
+// Why reading ended, for the log: received is what ReceiveSome returned.
 const char* EndOfReading(long received, ReadWait wait)
 {
     if (received == 0) {
@@ -217,7 +217,6 @@ void IpcConnection::ReaderMain()
     const auto handshakeDeadline = Clock::now() + std::chrono::milliseconds(handshakeTimeoutMs_);
     try {
         std::vector<uint8_t> chunk(kReadChunk);
-        IpcSocket::Receiver receiver(fd_);
         IpcWire::FrameDecoder decoder;
         IpcWire::Frame frame;
         Clock::time_point frameStarted;             // first bytes of the unfinished frame
@@ -242,10 +241,11 @@ void IpcConnection::ReaderMain()
             }
             int timeoutMs = -1;
             if (deadline != Clock::time_point::max()) {
-                auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+                // Rounded up: a wait cut short by the rounding would spin until the deadline.
+                auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
                 timeoutMs = left > 0 ? static_cast<int>(left) : 0;
             }
-            long n = receiver.Receive(chunk.data(), chunk.size(), timeoutMs);
+            long n = IpcSocket::ReceiveSome(fd_, chunk.data(), chunk.size(), timeoutMs);
             if (n == IpcSocket::kReceiveTimedOut && Clock::now() < deadline) {
                 continue; // woken a little early
             }

@@ -1,8 +1,6 @@
 #include "ipc_socket.h"
 
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/time.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -63,40 +61,25 @@ bool SendAll(int fd, const uint8_t* data, size_t size, int timeoutMs)
     return true;
 }
 
-bool Receiver::UseTimeout(int timeoutMs)
+long ReceiveSome(int fd, uint8_t* buf, size_t size, int timeoutMs)
 {
-    if (!blocking_) {
-        int flags = fcntl(fd_, F_GETFL);
-        if (flags < 0 || ((flags & O_NONBLOCK) != 0 && fcntl(fd_, F_SETFL, flags & ~O_NONBLOCK) != 0)) {
-            return false;
+    if (timeoutMs != 0) {
+        struct pollfd pfd {
+            fd, POLLIN, 0
+        };
+        int ready = 0;
+        do {
+            ready = poll(&pfd, 1, timeoutMs);
+        } while (ready < 0 && errno == EINTR);
+        if (ready < 0) {
+            return -1;
         }
-        blocking_ = true;
-    }
-    // A time-out already set serves while it ends at most a quarter early.
-    if (timeoutMs < 0 ? timeoutMs_ < 0
-                      : timeoutMs_ >= 0 && timeoutMs_ <= timeoutMs && timeoutMs_ >= timeoutMs - timeoutMs / 4) {
-        return true;
-    }
-    struct timeval tv {};
-    if (timeoutMs > 0) {
-        tv.tv_sec = timeoutMs / 1000;
-        tv.tv_usec = static_cast<suseconds_t>(timeoutMs % 1000) * 1000;
-    }
-    if (setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof(tv)) != 0) {
-        return false;
-    }
-    timeoutMs_ = timeoutMs < 0 ? -1 : timeoutMs;
-    return true;
-}
-
-long Receiver::Receive(uint8_t* buf, size_t size, int timeoutMs)
-{
-    const int flags = timeoutMs == 0 ? MSG_DONTWAIT : 0;
-    if (timeoutMs != 0 && !UseTimeout(timeoutMs)) {
-        return -1;
+        if (ready == 0) {
+            return kReceiveTimedOut;
+        }
     }
     for (;;) {
-        ssize_t n = recv(fd_, buf, size, flags);
+        ssize_t n = recv(fd, buf, size, MSG_DONTWAIT);
         if (n >= 0) {
             return static_cast<long>(n);
         }

@@ -24,31 +24,18 @@ bool GetPeerCredentials(int fd, Credentials& out);
 // False on error, peer gone or time-out; the stream is then unusable.
 bool SendAll(int fd, const uint8_t* data, size_t size, int timeoutMs);
 
-// What Receiver::Receive returns when nothing arrived in time.
+// What ReceiveSome returns when nothing arrived in time.
 constexpr long kReceiveTimedOut = -2;
 
-// Reads one socket, waiting in the read itself (the socket's receive
-// time-out) instead of in a poll before it: one system call per read. Sends
-// on the socket must pass MSG_DONTWAIT: the first Receive makes the socket
-// blocking. One thread at a time.
-class Receiver {
-public:
-    explicit Receiver(int fd) : fd_(fd) {}
-
-    // Reads what is there into buf, waiting for something to arrive up to
-    // timeoutMs (-1: no limit, 0: not at all). Returns bytes read, 0 at end of
-    // stream, kReceiveTimedOut, or -1 on error. A time-out may come early, by
-    // up to a quarter of timeoutMs: callers look at their deadline again.
-    // Retries on EINTR.
-    long Receive(uint8_t* buf, size_t size, int timeoutMs);
-
-private:
-    bool UseTimeout(int timeoutMs);
-
-    const int fd_;
-    bool blocking_ = false;
-    int timeoutMs_ = -1; // the socket's receive time-out; -1: none
-};
+// Reads what is there on fd into buf, waiting for something to arrive up to
+// timeoutMs (-1: no limit, 0: not at all). Returns bytes read, 0 at end of
+// stream, kReceiveTimedOut, or -1 on error. Retries on EINTR.
+//
+// It waits in poll, not in a blocking recv: a thread asleep in recv on a
+// stream socket is also woken whenever the peer reads what this end sent
+// (the room to write is signalled on the same wait queue), and each such
+// wake is a context switch for nothing; poll is woken only for input.
+long ReceiveSome(int fd, uint8_t* buf, size_t size, int timeoutMs);
 
 // Fills a sockaddr_un for path; false if path is empty or too long.
 bool MakeAddress(const std::string& path, void* addr, unsigned int& addrLen);
