@@ -108,14 +108,20 @@ test('status: strings are cut at 255 bytes, names of any length are looked up cu
 });
 
 test('status: values are looked up by the text of their names, not by their keys', () => {
-  // 'theme\0x' reads as "theme", which holds nothing here: a failed number read.
-  const cut = publishAndRead({ 'theme\u0000x': 4 });
-  assert.equal(cut.error.message, 'A number was expected');
-  assert.equal(cut.read.theme, 0);
+  // A zero byte cuts the name: 'theme\0x' reads as "theme", which holds nothing here, so the number read fails.
+  // [key, field it reads as] with the zero in a short name, in a long name's first 8 bytes and after them
+  for (const [key, field] of [['theme\u0000x', 'theme'], ['theme\u0000xxxxxxxxxxxx', 'theme'],
+    ['routeIndex\u0000xxxxxxx', 'routeIndex']]) {
+    const cut = publishAndRead({ [key]: 4 });
+    assert.equal(cut.error && cut.error.message, 'A number was expected', JSON.stringify(key));
+    assert.equal(cut.read[field], 0, JSON.stringify(key));
+  }
   // A lone surrogate reads as U+FFFD: the getter of that name is met for both.
-  let reads = 0;
-  publishAndRead({ get ['\uFFFD']() { reads++; return 1; }, ['\uD800']: 1 });
-  assert.equal(reads, 2);
+  for (const [before, after] of [['', ''], ['', 'longer than eight'], ['longer than eight', ''], ['abc', 'x']]) {
+    let reads = 0;
+    publishAndRead({ get [`${before}\uFFFD${after}`]() { reads++; return 1; }, [`${before}\uD800${after}`]: 1 });
+    assert.equal(reads, 2, JSON.stringify([before, after]));
+  }
 });
 
 test('status: listing its properties runs no script function, whatever a script replaced', async () => {
