@@ -158,8 +158,9 @@ bool GetPropertyNameAndValue(napi_env env, napi_value object, napi_value key, ch
     }
     // The property is the one the text names; when the text is the whole key,
     // the key finds it without the text being turned into a key again.
-    napi_status status = MeasureWholeKey(buffer, written, length) ? napi_get_property(env, object, key, &value)
-                                                                  : napi_get_named_property(env, object, buffer, &value);
+    napi_status status = MeasureWholeKey(buffer, written, length)
+        ? napi_get_property(env, object, key, &value)
+        : napi_get_named_property(env, object, buffer, &value);
     if (status != napi_ok) {
         ThrowLastNapiError(env);
     }
