@@ -168,6 +168,24 @@ test('metadata: fields, the 16-bit turn mode, text vectors and flags come back a
   });
 });
 
+test('metadata: a name that only resembles a field\'s is skipped', async () => {
+  const { metadata: empty } = await publishMetadata({});
+  // Each field's name cut by one character, grown by one, with its last one changed and with its first
+  // one in capitals, each holding a value the field would take.
+  const takes = (field) => ({ string: 'x', boolean: true, number: 7, object: { a: 1 } }[typeof empty[field]]);
+  const nearMisses = {};
+  for (const field of Object.keys(empty)) {
+    for (const name of [field.slice(0, -1), `${field}x`, `${field.slice(0, -1)}_`,
+      field[0].toUpperCase() + field.slice(1)]) {
+      nearMisses[name] = takes(field);
+    }
+  }
+  for (const name of ['', 'n', 'navi', 'naviS', 'cameraS', 'view', 'viewX', 't', 'current', 'c']) nearMisses[name] = 7;
+  const { error, metadata } = await publishMetadata(nearMisses);
+  assert.equal(error, null);
+  assert.deepEqual(metadata, empty);
+});
+
 test('metadata: a failed read is reported, the field keeps its value, and the walk goes on', async () => {
   const failedReads = [[{ cameraSpeedLimitValid: 3 }, 'A boolean was expected'],
     [{ segmentLeftDis: 'x' }, 'A number was expected'], [{ currentRoadName: 5 }, 'A string was expected'],
