@@ -48,6 +48,9 @@ public:
     bool operator!=(const WantValue& other) const { return !(*this == other); }
 
 private:
+    // A value of a type without a nested map, holding nothing yet: allocates nothing.
+    explicit WantValue(Type type) noexcept : type_(type) {}
+
     Type type_;
     union {
         bool bool_;
