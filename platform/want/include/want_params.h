@@ -79,7 +79,7 @@ public:
     // Appends a key that is known not to be present yet (for example the own
     // keys of one JavaScript object) without the lookup SetParam makes, which
     // would cost a scan of all keys per insertion on wide maps.
-    void AppendParam(std::string key, WantValue value);
+    void AppendParam(std::string&& key, WantValue&& value);
     // Makes room for count keys in all, so that filling a map of known size
     // does not move its entries again and again.
     void Reserve(size_t count) { entries_.reserve(count); }

@@ -149,7 +149,7 @@ void WantParams::SetParam(const std::string& key, WantValue value)
     entries_.emplace_back(key, std::move(value));
 }
 
-void WantParams::AppendParam(std::string key, WantValue value)
+void WantParams::AppendParam(std::string&& key, WantValue&& value)
 {
     entries_.emplace_back(std::move(key), std::move(value));
 }
