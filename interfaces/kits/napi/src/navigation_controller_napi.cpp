@@ -253,6 +253,9 @@ void NavigationControllerNapi::ParsePassPointDatas(napi_env env, napi_value arra
         NAVI_LOGW("propertyLength < 1");
         return;
     }
+    // Room for every listed element at once: each is a property the array
+    // really holds, so the count is no larger than what is there.
+    passPoints.reserve(passPoints.size() + length);
     for (uint32_t i = 0; i < length; ++i) {
         napi_value element = nullptr;
         if (napi_get_element(env, array, i, &element) != napi_ok) {
@@ -276,6 +279,7 @@ void NavigationControllerNapi::ParseRoutePreference(napi_env env, napi_value arr
         NAVI_LOGW("propertyLength < 1");
         return;
     }
+    preferences.reserve(preferences.size() + length); // as for the pass points
     for (uint32_t i = 0; i < length; ++i) {
         napi_value element = nullptr;
         if (napi_get_element(env, array, i, &element) != napi_ok) {
