@@ -68,6 +68,29 @@ test('status: known fields are stored, unknown ones skipped, nothing validated',
   });
 });
 
+// Names that hash as name does (same length, same first, middle and last character) but differ elsewhere:
+// every other character changed, only those before the last eight, and only those from the fifth on.
+function sameHashNames(name) {
+  const kept = new Set([0, name.length >> 1, name.length - 1]);
+  const change = (from, to) => [...name].map((c, i) => (kept.has(i) || i < from || i >= to ? c : (c === 'x' ? 'y' : 'x')))
+    .join('');
+  return [change(0, name.length), change(0, name.length - 8), change(4, name.length)].filter((n) => n !== name);
+}
+
+test('status: a name that only resembles a field\'s is skipped, in the record and in its locations', () => {
+  const location = { name: 'x', coordType: 7, longitude: 7, latitude: 7, altitude: 7 };
+  const status = { status: 7, naviType: 7, destLocation: location, passPoint: [location], routeIndex: 7,
+    customData: 'x', theme: 7, routePreference: [7] };
+  const nearMisses = (fields) => Object.fromEntries(Object.entries(fields).flatMap(([field, value]) =>
+    [...sameHashNames(field), field.slice(0, -1), `${field}x`, field[0].toUpperCase() + field.slice(1)]
+      .map((name) => [name, value])));
+  const { error, read } = publishAndRead({
+    ...nearMisses(status), destLocation: nearMisses(location), passPoint: [nearMisses(location)],
+  });
+  assert.equal(error, null);
+  assert.deepEqual(read, { ...EMPTY_STATUS, passPoint: [EMPTY_LOCATION] });
+});
+
 test('status: a failed number read ends the walk, and the record is still sent', () => {
   const { error, read } = publishAndRead({ status: 'one', naviType: 2, theme: 1 });
   assert.equal(error.message, 'A number was expected');

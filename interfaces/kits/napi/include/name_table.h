@@ -6,6 +6,7 @@
 #define NAVIGATION_INFO_NAPI_NAME_TABLE_H
 
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <vector>
 
@@ -39,7 +40,8 @@ public:
     {
         for (size_t slot = Slot(text);; slot = (slot + 1) & mask_) {
             int index = slots_[slot];
-            if (index == NOT_FOUND || names_[index] == text) {
+            if (index == NOT_FOUND ||
+                (names_[index].size() == text.size() && SameBytes(names_[index].data(), text.data(), text.size()))) {
                 return index;
             }
         }
@@ -47,6 +49,41 @@ public:
 
 private:
     static constexpr int MAX_ATTEMPTS = 64;
+
+    // Whether the n bytes at a and at b are the same. Names are short: this
+    // compares them in place, eight bytes at a time (the last eight
+    // overlapping) or four, instead of calling memcmp; it reads only those
+    // n bytes of each.
+    static bool SameBytes(const char* a, const char* b, size_t n)
+    {
+        if (n >= sizeof(uint64_t)) {
+            for (size_t i = 0; i + sizeof(uint64_t) < n; i += sizeof(uint64_t)) {
+                if (Load<uint64_t>(a + i) != Load<uint64_t>(b + i)) {
+                    return false;
+                }
+            }
+            const size_t last = n - sizeof(uint64_t);
+            return Load<uint64_t>(a + last) == Load<uint64_t>(b + last);
+        }
+        if (n >= sizeof(uint32_t)) {
+            const size_t last = n - sizeof(uint32_t);
+            return Load<uint32_t>(a) == Load<uint32_t>(b) && Load<uint32_t>(a + last) == Load<uint32_t>(b + last);
+        }
+        for (size_t i = 0; i < n; ++i) {
+            if (a[i] != b[i]) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    template <typename Word>
+    static Word Load(const char* bytes)
+    {
+        Word word;
+        std::memcpy(&word, bytes, sizeof(word));
+        return word;
+    }
 
     // Fills the slots, colliding names in the next free ones; false if any collided.
     bool Fill(size_t size)
