@@ -39,10 +39,10 @@ public:
     int Find(std::string_view text) const
     {
         for (size_t slot = Slot(text);; slot = (slot + 1) & mask_) {
-            int index = slots_[slot];
-            if (index == NOT_FOUND ||
-                (names_[index].size() == text.size() && SameBytes(names_[index].data(), text.data(), text.size()))) {
-                return index;
+            const Entry& entry = slots_[slot];
+            if (entry.index == NOT_FOUND ||
+                (entry.name.size() == text.size() && SameBytes(entry.name.data(), text.data(), text.size()))) {
+                return entry.index;
             }
         }
     }
@@ -88,15 +88,15 @@ private:
     // Fills the slots, colliding names in the next free ones; false if any collided.
     bool Fill(size_t size)
     {
-        slots_.assign(size, NOT_FOUND);
+        slots_.assign(size, Entry{});
         bool perfect = true;
         for (size_t i = 0; i < names_.size(); ++i) {
             size_t slot = Slot(names_[i]);
-            perfect = perfect && slots_[slot] == NOT_FOUND;
-            while (slots_[slot] != NOT_FOUND) {
+            perfect = perfect && slots_[slot].index == NOT_FOUND;
+            while (slots_[slot].index != NOT_FOUND) {
                 slot = (slot + 1) & mask_;
             }
-            slots_[slot] = static_cast<int>(i);
+            slots_[slot] = Entry{names_[i], static_cast<int>(i)};
         }
         return perfect;
     }
@@ -114,8 +114,14 @@ private:
         return ((key * multiplier_) >> 16) & mask_;
     }
 
+    // A slot holds its name with its index: a lookup reads one place.
+    struct Entry {
+        std::string_view name;
+        int index = NOT_FOUND;
+    };
+
     std::vector<std::string_view> names_;
-    std::vector<int> slots_;
+    std::vector<Entry> slots_;
     size_t mask_ = 0;
     uint32_t multiplier_ = 2654435761u;
 };
