@@ -643,6 +643,9 @@ std::chrono::steady_clock::time_point NavInfoServiceCore::Now() const
 
 void NavInfoServiceCore::ReleaseGoneLocked()
 {
+    if (gone_.Size() == 0) {
+        return; // nothing to release, and no clock to read for it (every publish comes here)
+    }
     for (const std::string& bundle : gone_.TakeReleased(Now(), goneRetention_, maxGoneBundles_)) {
         statuses_.erase(bundle);
         goneStatuses_.erase(bundle);

@@ -68,6 +68,29 @@ test('status: known fields are stored, unknown ones skipped, nothing validated',
   });
 });
 
+// Names that hash as name does (same length, same first, middle and last character) but differ elsewhere:
+// every other character changed, only those before the last eight, and only those from the fifth on.
+function sameHashNames(name) {
+  const kept = new Set([0, name.length >> 1, name.length - 1]);
+  const change = (from, to) => [...name].map((c, i) => (kept.has(i) || i < from || i >= to ? c : (c === 'x' ? 'y' : 'x')))
+    .join('');
+  return [change(0, name.length), change(0, name.length - 8), change(4, name.length)].filter((n) => n !== name);
+}
+
+test('status: a name that only resembles a field\'s is skipped, in the record and in its locations', () => {
+  const location = { name: 'x', coordType: 7, longitude: 7, latitude: 7, altitude: 7 };
+  const status = { status: 7, naviType: 7, destLocation: location, passPoint: [location], routeIndex: 7,
+    customData: 'x', theme: 7, routePreference: [7] };
+  const nearMisses = (fields) => Object.fromEntries(Object.entries(fields).flatMap(([field, value]) =>
+    [...sameHashNames(field), field.slice(0, -1), `${field}x`, field[0].toUpperCase() + field.slice(1)]
+      .map((name) => [name, value])));
+  const { error, read } = publishAndRead({
+    ...nearMisses(status), destLocation: nearMisses(location), passPoint: [nearMisses(location)],
+  });
+  assert.equal(error, null);
+  assert.deepEqual(read, { ...EMPTY_STATUS, passPoint: [EMPTY_LOCATION] });
+});
+
 test('status: a failed number read ends the walk, and the record is still sent', () => {
   const { error, read } = publishAndRead({ status: 'one', naviType: 2, theme: 1 });
   assert.equal(error.message, 'A number was expected');
@@ -108,14 +131,20 @@ test('status: strings are cut at 255 bytes, names of any length are looked up cu
 });
 
 test('status: values are looked up by the text of their names, not by their keys', () => {
-  // 'theme\0x' reads as "theme", which holds nothing here: a failed number read.
-  const cut = publishAndRead({ 'theme\u0000x': 4 });
-  assert.equal(cut.error.message, 'A number was expected');
-  assert.equal(cut.read.theme, 0);
+  // A zero byte cuts the name: 'theme\0x' reads as "theme", which holds nothing here, so the number read fails.
+  // [key, field it reads as] with the zero in a short name, in a long name's first 8 bytes and after them
+  for (const [key, field] of [['theme\u0000x', 'theme'], ['theme\u0000xxxxxxxxxxxx', 'theme'],
+    ['routeIndex\u0000xxxxxxx', 'routeIndex']]) {
+    const cut = publishAndRead({ [key]: 4 });
+    assert.equal(cut.error && cut.error.message, 'A number was expected', JSON.stringify(key));
+    assert.equal(cut.read[field], 0, JSON.stringify(key));
+  }
   // A lone surrogate reads as U+FFFD: the getter of that name is met for both.
-  let reads = 0;
-  publishAndRead({ get ['\uFFFD']() { reads++; return 1; }, ['\uD800']: 1 });
-  assert.equal(reads, 2);
+  for (const [before, after] of [['', ''], ['', 'longer than eight'], ['longer than eight', ''], ['abc', 'x']]) {
+    let reads = 0;
+    publishAndRead({ get [`${before}\uFFFD${after}`]() { reads++; return 1; }, [`${before}\uD800${after}`]: 1 });
+    assert.equal(reads, 2, JSON.stringify([before, after]));
+  }
 });
 
 test('status: listing its properties runs no script function, whatever a script replaced', async () => {
@@ -160,6 +189,24 @@ test('metadata: fields, the 16-bit turn mode, text vectors and flags come back a
     cameraSpeedLimit: 80, naviSpeedLimitValid: false, naviSpeedLimit: 100, currentSpeed: 77, naviBearing: 12.5,
     totalLeftDis: 9000, remainingTime: 600, customData: { lane: 2, tags: ['a', 'b'] },
   });
+});
+
+test('metadata: a name that only resembles a field\'s is skipped', async () => {
+  const { metadata: empty } = await publishMetadata({});
+  // Each field's name cut by one character, grown by one, with its last one changed and with its first
+  // one in capitals, each holding a value the field would take.
+  const takes = (field) => ({ string: 'x', boolean: true, number: 7, object: { a: 1 } }[typeof empty[field]]);
+  const nearMisses = {};
+  for (const field of Object.keys(empty)) {
+    for (const name of [field.slice(0, -1), `${field}x`, `${field.slice(0, -1)}_`,
+      field[0].toUpperCase() + field.slice(1)]) {
+      nearMisses[name] = takes(field);
+    }
+  }
+  for (const name of ['', 'n', 'navi', 'naviS', 'cameraS', 'view', 'viewX', 't', 'current', 'c']) nearMisses[name] = 7;
+  const { error, metadata } = await publishMetadata(nearMisses);
+  assert.equal(error, null);
+  assert.deepEqual(metadata, empty);
 });
 
 test('metadata: a failed read is reported, the field keeps its value, and the walk goes on', async () => {

@@ -26,19 +26,17 @@ public:
 
     // Counts n more events (0 only asks). Returns the count to report now,
     // which starts a new interval, or 0 while the interval has not passed or
-    // nothing was counted.
-    uint64_t Add(uint64_t n, Clock::time_point now = Clock::now())
+    // nothing was counted. The clock is read only when there is something to
+    // report: asking with nothing counted, as every publish does, costs no
+    // clock read.
+    uint64_t Add(uint64_t n)
     {
-        std::lock_guard<std::mutex> lock(mutex_);
-        pending_ += n;
-        if (pending_ == 0 || (reported_ && now - lastReport_ < interval_)) {
-            return 0;
-        }
-        uint64_t due = pending_;
-        pending_ = 0;
-        lastReport_ = now;
-        reported_ = true;
-        return due;
+        return AddAt(n, [] { return Clock::now(); });
+    }
+    // The same at the time now.
+    uint64_t Add(uint64_t n, Clock::time_point now)
+    {
+        return AddAt(n, [now] { return now; });
     }
 
     // Counted and not reported yet.
@@ -49,6 +47,25 @@ public:
     }
 
 private:
+    template <typename Now>
+    uint64_t AddAt(uint64_t n, Now readNow)
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        pending_ += n;
+        if (pending_ == 0) {
+            return 0;
+        }
+        const Clock::time_point now = readNow();
+        if (reported_ && now - lastReport_ < interval_) {
+            return 0;
+        }
+        uint64_t due = pending_;
+        pending_ = 0;
+        lastReport_ = now;
+        reported_ = true;
+        return due;
+    }
+
     const Clock::duration interval_;
     mutable std::mutex mutex_; // guards what follows
     uint64_t pending_ = 0;

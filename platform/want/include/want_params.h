@@ -48,6 +48,9 @@ public:
     bool operator!=(const WantValue& other) const { return !(*this == other); }
 
 private:
+    // A value of a type without a nested map, holding nothing yet: allocates nothing.
+    explicit WantValue(Type type) noexcept : type_(type) {}
+
     Type type_;
     union {
         bool bool_;
@@ -76,7 +79,7 @@ public:
     // Appends a key that is known not to be present yet (for example the own
     // keys of one JavaScript object) without the lookup SetParam makes, which
     // would cost a scan of all keys per insertion on wide maps.
-    void AppendParam(std::string key, WantValue value);
+    void AppendParam(std::string&& key, WantValue&& value);
     // Makes room for count keys in all, so that filling a map of known size
     // does not move its entries again and again.
     void Reserve(size_t count) { entries_.reserve(count); }

@@ -38,10 +38,13 @@ public:
     bool Complete() const { return complete_; }
 
 private:
-    // Converts one property value or array element; depth is the level it
-    // has if it is an object or array. Empty when the value is left out. A
-    // container read only in part (reading stopped inside) is still given.
-    std::optional<WantValue> ReadValue(napi_value value, size_t depth);
+    // Converts one property value or array element and hands it to keep
+    // (called with a WantValue&&, so that the value is moved once, into its
+    // place); depth is the level it has if it is an object or array. keep is
+    // not called when the value is left out. A container read only in part
+    // (reading stopped inside) is still given.
+    template <typename Keep>
+    void ReadValue(napi_value value, size_t depth, Keep&& keep);
     void ReadArray(napi_value array, size_t depth, std::vector<WantValue>& out);
     // The elements of a typed array or Buffer under the keys "0", "1", ...
     // (what its own enumerable properties are, unless some were added).
@@ -105,16 +108,14 @@ void WantParamsReader::ReadObject(napi_value object, size_t depth, WantParams& o
             Stop();
             return;
         }
-        std::optional<WantValue> value = ReadValue(jsValue, depth + 1);
-        if (!value) {
-            continue;
-        }
-        if (appendOnly) {
-            out.AppendParam(std::move(key), std::move(*value));
-            key.clear();
-        } else {
-            out.SetParam(key, std::move(*value));
-        }
+        ReadValue(jsValue, depth + 1, [&out, &key, appendOnly](WantValue&& value) {
+            if (appendOnly) {
+                out.AppendParam(std::move(key), std::move(value));
+                key.clear();
+            } else {
+                out.SetParam(key, std::move(value));
+            }
+        });
     }
 }
 
@@ -165,18 +166,17 @@ void WantParamsReader::ReadArray(napi_value array, size_t depth, std::vector<Wan
             Stop();
             return;
         }
-        if (std::optional<WantValue> element = ReadValue(jsElement, depth + 1)) {
-            out.push_back(std::move(*element));
-        }
+        ReadValue(jsElement, depth + 1, [&out](WantValue&& element) { out.push_back(std::move(element)); });
     }
 }
 
-std::optional<WantValue> WantParamsReader::ReadValue(napi_value value, size_t depth)
+template <typename Keep>
+void WantParamsReader::ReadValue(napi_value value, size_t depth, Keep&& keep)
 {
     napi_valuetype type = napi_undefined;
     if (napi_typeof(env_, value, &type) != napi_ok) {
         Stop();
-        return std::nullopt;
+        return;
     }
     switch (type) {
         case napi_boolean: {
@@ -184,21 +184,24 @@ std::optional<WantValue> WantParamsReader::ReadValue(napi_value value, size_t de
             if (napi_get_value_bool(env_, value, &flag) != napi_ok) {
                 break;
             }
-            return WantValue::Bool(flag);
+            keep(WantValue::Bool(flag));
+            return;
         }
         case napi_number: {
             double number = 0.0;
             if (napi_get_value_double(env_, value, &number) != napi_ok) {
                 break;
             }
-            return JsNumberToWantValue(number);
+            keep(JsNumberToWantValue(number));
+            return;
         }
         case napi_string: {
             std::string text;
             if (!ReadJsStringUtf8(env_, value, text)) {
                 break;
             }
-            return WantValue::String(std::move(text));
+            keep(WantValue::String(std::move(text)));
+            return;
         }
         case napi_bigint: {
             int64_t number = 0;
@@ -208,14 +211,15 @@ std::optional<WantValue> WantParamsReader::ReadValue(napi_value value, size_t de
             }
             // A BigInt beyond int64 has no WantValue form: it is left out.
             if (!lossless) {
-                return std::nullopt;
+                return;
             }
-            return WantValue::Long(number);
+            keep(WantValue::Long(number));
+            return;
         }
         case napi_object: {
             if (depth > WANT_PARAMS_MAX_DEPTH) {
                 complete_ = false;
-                return std::nullopt;
+                return;
             }
             bool isArray = false;
             if (napi_is_array(env_, value, &isArray) != napi_ok) {
@@ -224,18 +228,19 @@ std::optional<WantValue> WantParamsReader::ReadValue(napi_value value, size_t de
             if (isArray) {
                 std::vector<WantValue> elements;
                 ReadArray(value, depth, elements);
-                return WantValue::Array(std::move(elements));
+                keep(WantValue::Array(std::move(elements)));
+                return;
             }
             WantParams nested;
             ReadObject(value, depth, nested, true);
-            return WantValue::Params(std::move(nested));
+            keep(WantValue::Params(std::move(nested)));
+            return;
         }
         default:
             // undefined, null, symbol, function, external: no WantValue form.
-            return std::nullopt;
+            return;
     }
     Stop();
-    return std::nullopt;
 }
 
 } // namespace

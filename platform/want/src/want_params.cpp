@@ -5,18 +5,6 @@
 
 namespace OHOS::AAFwk {
 
-namespace {
-
-// A value without a nested map. The factories of the other types start from
-// a copy of it, which, unlike the default constructor, allocates nothing.
-const WantValue& ValueWithoutParams()
-{
-    static const WantValue value = WantValue::Array({});
-    return value;
-}
-
-} // namespace
-
 WantValue::WantValue() : type_(Type::WANT_PARAMS), params_(std::make_unique<WantParams>()) {}
 
 WantValue::WantValue(const WantValue& other)
@@ -45,40 +33,35 @@ WantValue::~WantValue() = default;
 
 WantValue WantValue::Bool(bool value)
 {
-    WantValue v(ValueWithoutParams());
-    v.type_ = Type::BOOLEAN;
+    WantValue v(Type::BOOLEAN);
     v.number_.bool_ = value;
     return v;
 }
 
 WantValue WantValue::Int(int32_t value)
 {
-    WantValue v(ValueWithoutParams());
-    v.type_ = Type::INT;
+    WantValue v(Type::INT);
     v.number_.int_ = value;
     return v;
 }
 
 WantValue WantValue::Long(int64_t value)
 {
-    WantValue v(ValueWithoutParams());
-    v.type_ = Type::LONG;
+    WantValue v(Type::LONG);
     v.number_.long_ = value;
     return v;
 }
 
 WantValue WantValue::Double(double value)
 {
-    WantValue v(ValueWithoutParams());
-    v.type_ = Type::DOUBLE;
+    WantValue v(Type::DOUBLE);
     v.number_.double_ = value;
     return v;
 }
 
 WantValue WantValue::String(std::string value)
 {
-    WantValue v(ValueWithoutParams());
-    v.type_ = Type::STRING;
+    WantValue v(Type::STRING);
     v.string_ = std::move(value);
     return v;
 }
@@ -92,9 +75,7 @@ WantValue WantValue::Params(WantParams value)
 
 WantValue WantValue::Array(std::vector<WantValue> value)
 {
-    WantValue v;
-    v.params_.reset();
-    v.type_ = Type::ARRAY;
+    WantValue v(Type::ARRAY);
     v.array_ = std::move(value);
     return v;
 }
@@ -168,7 +149,7 @@ void WantParams::SetParam(const std::string& key, WantValue value)
     entries_.emplace_back(key, std::move(value));
 }
 
-void WantParams::AppendParam(std::string key, WantValue value)
+void WantParams::AppendParam(std::string&& key, WantValue&& value)
 {
     entries_.emplace_back(std::move(key), std::move(value));
 }

@@ -6,6 +6,7 @@
 #define NAVIGATION_INFO_NAPI_NAME_TABLE_H
 
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <vector>
 
@@ -38,9 +39,10 @@ public:
     int Find(std::string_view text) const
     {
         for (size_t slot = Slot(text);; slot = (slot + 1) & mask_) {
-            int index = slots_[slot];
-            if (index == NOT_FOUND || names_[index] == text) {
-                return index;
+            const Entry& entry = slots_[slot];
+            if (entry.index == NOT_FOUND ||
+                (entry.name.size() == text.size() && SameBytes(entry.name.data(), text.data(), text.size()))) {
+                return entry.index;
             }
         }
     }
@@ -48,18 +50,53 @@ public:
 private:
     static constexpr int MAX_ATTEMPTS = 64;
 
+    // Whether the n bytes at a and at b are the same. Names are short: this
+    // compares them in place, eight bytes at a time (the last eight
+    // overlapping) or four, instead of calling memcmp; it reads only those
+    // n bytes of each.
+    static bool SameBytes(const char* a, const char* b, size_t n)
+    {
+        if (n >= sizeof(uint64_t)) {
+            for (size_t i = 0; i + sizeof(uint64_t) < n; i += sizeof(uint64_t)) {
+                if (Load<uint64_t>(a + i) != Load<uint64_t>(b + i)) {
+                    return false;
+                }
+            }
+            const size_t last = n - sizeof(uint64_t);
+            return Load<uint64_t>(a + last) == Load<uint64_t>(b + last);
+        }
+        if (n >= sizeof(uint32_t)) {
+            const size_t last = n - sizeof(uint32_t);
+            return Load<uint32_t>(a) == Load<uint32_t>(b) && Load<uint32_t>(a + last) == Load<uint32_t>(b + last);
+        }
+        for (size_t i = 0; i < n; ++i) {
+            if (a[i] != b[i]) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    template <typename Word>
+    static Word Load(const char* bytes)
+    {
+        Word word;
+        std::memcpy(&word, bytes, sizeof(word));
+        return word;
+    }
+
     // Fills the slots, colliding names in the next free ones; false if any collided.
     bool Fill(size_t size)
     {
-        slots_.assign(size, NOT_FOUND);
+        slots_.assign(size, Entry{});
         bool perfect = true;
         for (size_t i = 0; i < names_.size(); ++i) {
             size_t slot = Slot(names_[i]);
-            perfect = perfect && slots_[slot] == NOT_FOUND;
-            while (slots_[slot] != NOT_FOUND) {
+            perfect = perfect && slots_[slot].index == NOT_FOUND;
+            while (slots_[slot].index != NOT_FOUND) {
                 slot = (slot + 1) & mask_;
             }
-            slots_[slot] = static_cast<int>(i);
+            slots_[slot] = Entry{names_[i], static_cast<int>(i)};
         }
         return perfect;
     }
@@ -77,8 +114,14 @@ private:
         return ((key * multiplier_) >> 16) & mask_;
     }
 
+    // A slot holds its name with its index: a lookup reads one place.
+    struct Entry {
+        std::string_view name;
+        int index = NOT_FOUND;
+    };
+
     std::vector<std::string_view> names_;
-    std::vector<int> slots_;
+    std::vector<Entry> slots_;
     size_t mask_ = 0;
     uint32_t multiplier_ = 2654435761u;
 };

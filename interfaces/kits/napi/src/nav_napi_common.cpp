@@ -1,5 +1,6 @@
 #include "nav_napi_common.h"
 
+#include <cstdint>
 #include <cstring>
 #include <system_error>
 #include <thread>
@@ -92,16 +93,51 @@ void GetPropertyNamesAndLenth(napi_env env, napi_value object, napi_value& names
 
 namespace {
 
-// Whether looking a property up by the text that napi_get_value_utf8 gave of
-// its key finds what looking it up by the key itself finds: the text is
-// whole (room for one more character was left, and no zero byte ends it
-// early) and no character was replaced (0xEF: U+FFFD, the replacement of a
-// lone surrogate; 0xED: a surrogate's own encoding).
-bool TextIsWholeKey(const char* text, size_t written, size_t length)
+// Whether any of eight bytes is zero or not ASCII: a zero byte borrows into
+// its high bit, a non-ASCII byte has it set. (A borrow can mark the bytes
+// after a zero byte too, which only says yes where the answer is yes.)
+bool HasZeroOrNonAscii(const char* bytes)
+{
+    constexpr uint64_t ONES = 0x0101010101010101ull;
+    constexpr uint64_t HIGH_BITS = 0x8080808080808080ull;
+    uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof(word));
+    return (((word - ONES) | word) & HIGH_BITS) != 0;
+}
+
+// Measures a name's text and says whether looking its property up by the
+// text finds what looking it up by the key itself finds: the text is whole
+// (room for one more character was left, and no zero byte ends it early)
+// and no character was replaced (0xEF: U+FFFD, the replacement of a lone
+// surrogate; 0xED: a surrogate's own encoding). length is where the first
+// zero byte is. Names are nearly always plain ASCII of 8 bytes or more:
+// those are told eight bytes at a time (the last eight overlapping), and
+// only the others are looked at byte by byte.
+bool MeasureWholeKey(const char* text, size_t written, size_t& length)
 {
     constexpr size_t MAX_UTF8_CHAR_BYTES = 4;
-    return length == written && written + MAX_UTF8_CHAR_BYTES < STRING_BUFFER_SIZE &&
-        std::memchr(text, 0xEF, written) == nullptr && std::memchr(text, 0xED, written) == nullptr;
+    constexpr size_t WORD = sizeof(uint64_t);
+    if (written >= WORD) {
+        bool plain = !HasZeroOrNonAscii(text + written - WORD);
+        for (size_t i = 0; plain && i + WORD < written; i += WORD) {
+            plain = !HasZeroOrNonAscii(text + i);
+        }
+        if (plain) {
+            length = written;
+            return written + MAX_UTF8_CHAR_BYTES < STRING_BUFFER_SIZE;
+        }
+    }
+    bool replaced = false;
+    for (size_t i = 0; i < written; ++i) {
+        auto byte = static_cast<unsigned char>(text[i]);
+        if (byte == 0) {
+            length = i;
+            return false;
+        }
+        replaced = replaced || byte == 0xEF || byte == 0xED;
+    }
+    length = written;
+    return !replaced && written + MAX_UTF8_CHAR_BYTES < STRING_BUFFER_SIZE;
 }
 
 } // namespace
@@ -120,11 +156,11 @@ bool GetPropertyNameAndValue(napi_env env, napi_value object, napi_value key, ch
         NAVI_LOGI_AS("GetPropertyNapiValueAndString", "get property name failed");
         return false;
     }
-    length = std::strlen(buffer);
     // The property is the one the text names; when the text is the whole key,
     // the key finds it without the text being turned into a key again.
-    napi_status status = TextIsWholeKey(buffer, written, length) ? napi_get_property(env, object, key, &value)
-                                                                 : napi_get_named_property(env, object, buffer, &value);
+    napi_status status = MeasureWholeKey(buffer, written, length)
+        ? napi_get_property(env, object, key, &value)
+        : napi_get_named_property(env, object, buffer, &value);
     if (status != napi_ok) {
         ThrowLastNapiError(env);
     }

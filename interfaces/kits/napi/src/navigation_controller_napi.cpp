@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "metadata_fields.h"
 #include "nav_info_client.h"
 #include "name_table.h"
 #include "nav_napi_common.h"
@@ -195,34 +196,6 @@ const NameTable& LocationFields()
     return table;
 }
 
-enum MetadataField {
-    NAVI_TURN_MODE,
-    SEGMENT_LEFT_DIS,
-    CURRENT_ROAD_NAME,
-    NEXT_ROAD_NAME,
-    INTERSECTION_VIEW,
-    VIEW_WIDTH,
-    VIEW_HEIGHT,
-    TRAFFIC_LANE,
-    CAMERA_SPEED_LIMIT_VALID,
-    CAMERA_SPEED_LIMIT,
-    NAVI_SPEED_LIMIT_VALID,
-    NAVI_SPEED_LIMIT,
-    CURRENT_SPEED,
-    NAVI_BEARING,
-    TOTAL_LEFT_DIS,
-    REMAINING_TIME,
-    METADATA_CUSTOM_DATA
-};
-const NameTable& MetadataFields()
-{
-    static const NameTable table(std::initializer_list<const char*>{"naviTurnMode", "segmentLeftDis", "currentRoadName",
-        "nextRoadName", "intersectionView", "viewWidth", "viewHeight", "trafficLane", "cameraSpeedLimitValid",
-        "cameraSpeedLimit", "naviSpeedLimitValid", "naviSpeedLimit", "currentSpeed", "naviBearing", "totalLeftDis",
-        "remainingTime", "customData"});
-    return table;
-}
-
 } // namespace
 
 void NavigationControllerNapi::ParseNavigationStatusData(napi_env env, napi_value object, NavigationStatus* status)
@@ -280,6 +253,9 @@ void NavigationControllerNapi::ParsePassPointDatas(napi_env env, napi_value arra
         NAVI_LOGW("propertyLength < 1");
         return;
     }
+    // Room for every listed element at once: each is a property the array
+    // really holds, so the count is no larger than what is there.
+    passPoints.reserve(passPoints.size() + length);
     for (uint32_t i = 0; i < length; ++i) {
         napi_value element = nullptr;
         if (napi_get_element(env, array, i, &element) != napi_ok) {
@@ -303,6 +279,7 @@ void NavigationControllerNapi::ParseRoutePreference(napi_env env, napi_value arr
         NAVI_LOGW("propertyLength < 1");
         return;
     }
+    preferences.reserve(preferences.size() + length); // as for the pass points
     for (uint32_t i = 0; i < length; ++i) {
         napi_value element = nullptr;
         if (napi_get_element(env, array, i, &element) != napi_ok) {
@@ -348,7 +325,7 @@ void ReadBool(napi_env env, napi_value value, bool& field)
 void NavigationControllerNapi::ProcessNavigationMetadataProperty(napi_env env, const char* name, napi_value value,
     NavigationMetadata* metadata)
 {
-    switch (MetadataFields().Find(name)) {
+    switch (MetadataFieldOf(name)) {
         case NAVI_TURN_MODE: SetByte(env, value, metadata->naviTurnMode); break;
         case SEGMENT_LEFT_DIS: ReadUint32(env, value, metadata->segmentLeftDis); break;
         case CURRENT_ROAD_NAME: metadata->currentRoadName = GetString(env, value); break;
