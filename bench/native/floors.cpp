@@ -20,6 +20,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -83,28 +84,36 @@ std::vector<long long> SocketRoundTrips(int samples)
     return times;
 }
 
+// What a detached thread shares with the thread that waits for it. Each
+// holds it by a shared pointer: a detached thread may still be inside the
+// unlock of the mutex when the waiter, woken, has already gone on.
+struct Rendezvous {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool done = false;
+    long long elapsed = 0;
+    int alive = 0;
+};
+
 // Starts of detached threads, each timed by the thread itself; the next one
 // starts when the previous one has run.
 std::vector<long long> ThreadStarts(int samples)
 {
-    std::mutex mutex;
-    std::condition_variable ran;
     std::vector<long long> times;
     for (int i = 0; i < WARM_UP + samples; ++i) {
-        bool done = false;
-        long long elapsed = 0;
+        auto shared = std::make_shared<Rendezvous>();
         auto start = Clock::now();
-        std::thread([&, start] {
+        std::thread([shared, start] {
             long long ns = Ns(Clock::now() - start);
-            std::lock_guard<std::mutex> lock(mutex);
-            elapsed = ns;
-            done = true;
-            ran.notify_one();
+            std::lock_guard<std::mutex> lock(shared->mutex);
+            shared->elapsed = ns;
+            shared->done = true;
+            shared->changed.notify_one();
         }).detach();
-        std::unique_lock<std::mutex> lock(mutex);
-        ran.wait(lock, [&] { return done; });
+        std::unique_lock<std::mutex> lock(shared->mutex);
+        shared->changed.wait(lock, [&] { return shared->done; });
         if (i >= WARM_UP) {
-            times.push_back(elapsed);
+            times.push_back(shared->elapsed);
         }
     }
     return times;
@@ -115,23 +124,21 @@ std::vector<long long> ThreadStarts(int samples)
 long long ThreadStartsPerSecond(int starts)
 {
     constexpr int IN_FLIGHT = 64;
-    std::mutex mutex;
-    std::condition_variable ended;
-    int alive = 0;
+    auto shared = std::make_shared<Rendezvous>();
     auto begin = Clock::now();
     for (int i = 0; i < starts; ++i) {
-        std::unique_lock<std::mutex> lock(mutex);
-        ended.wait(lock, [&] { return alive < IN_FLIGHT; });
-        ++alive;
+        std::unique_lock<std::mutex> lock(shared->mutex);
+        shared->changed.wait(lock, [&] { return shared->alive < IN_FLIGHT; });
+        ++shared->alive;
         lock.unlock();
-        std::thread([&] {
-            std::lock_guard<std::mutex> done(mutex);
-            --alive;
-            ended.notify_all();
+        std::thread([shared] {
+            std::lock_guard<std::mutex> done(shared->mutex);
+            --shared->alive;
+            shared->changed.notify_all();
         }).detach();
     }
-    std::unique_lock<std::mutex> lock(mutex);
-    ended.wait(lock, [&] { return alive == 0; });
+    std::unique_lock<std::mutex> lock(shared->mutex);
+    shared->changed.wait(lock, [&] { return shared->alive == 0; });
     long long ns = Ns(Clock::now() - begin);
     return ns > 0 ? static_cast<long long>(starts * 1e9 / static_cast<double>(ns)) : -1;
 }
