@@ -22,7 +22,12 @@
 // crossing: its floor, one datagram over loopback UDP to a process asleep
 // in recvfrom while the sender stays busy (navinfo_bench_hop_floor, at the
 // pace of the bridged status deliveries), is printed beside what the
-// bridged p50s are above the local ones.
+// bridged p50s are above the local ones. So is the floor of the whole
+// status path's processes (navinfo_bench_relay_floor: publisher, one or two
+// daemons, follower, each passing a message on over the same kinds of
+// socket and nothing else; and the query's, asker to answerer and back):
+// what a second daemon adds at the least, against the round trips the bars
+// allow for it.
 //
 // Prints one JSON line. SAMPLES (default 1000) per measurement.
 const { waitForLine } = require('./child_output');
@@ -65,6 +70,18 @@ function hopFloorNs(pauseUs) {
   const out = execFileSync(path.join(buildDir, 'bin', 'navinfo_bench_hop_floor'), [String(samples), String(pauseUs)],
     { encoding: 'utf8', timeout: 120000 });
   return JSON.parse(out).hopNs.p50;
+}
+
+// The status and query paths' processes doing nothing but pass a message
+// on: navinfo_bench_relay_floor's p50s, in ns, one delivery every pauseUs.
+function relayFloorNs(pauseUs) {
+  const out = execFileSync(path.join(buildDir, 'bin', 'navinfo_bench_relay_floor'), [String(samples), String(pauseUs)],
+    { encoding: 'utf8', timeout: 120000 });
+  const floor = JSON.parse(out);
+  return {
+    statusThroughOne: floor.statusThroughOneNs.p50, statusBridged: floor.statusBridgedNs.p50,
+    queryThroughOne: floor.queryThroughOneNs.p50, queryBridged: floor.queryBridgedNs.p50,
+  };
 }
 
 // ddsperf ping against ddsperf pong for a few seconds: the median of the
@@ -230,6 +247,7 @@ function run(mode) {
   const secure = await run('secure');
   const oneProcess = await measureLocalDaemon({ buildDir, samples });
   const hopNs = hopFloorNs(Math.round(median(insecure.status) / 1000));
+  const relay = relayFloorNs(Math.round(median(insecure.status) / 1000));
   const p50s = ({ status, query }) => ({ statusP50: us(median(status)), queryP50: us(median(query)) });
   console.log(JSON.stringify({
     benchmark: 'dds_bridge',
@@ -249,6 +267,12 @@ function run(mode) {
     statusAboveLocalUs: us(median(insecure.status) - median(local.status)),
     queryAboveLocalUs: us(median(insecure.query) - median(local.query)),
     extraHopFloorUs: us(hopNs),
+    // The same processes passing a message on and nothing else: what a
+    // second daemon adds at the least, against the DDS round trips the bars
+    // allow for it (one for a status, two for a query).
+    relayFloorUs: Object.fromEntries(Object.entries(relay).map(([name, ns]) => [name, us(ns)])),
+    statusFloorSecondDaemonVsAllowance: ratio(relay.statusBridged - relay.statusThroughOne, floorNs),
+    queryFloorSecondDaemonVsAllowance: ratio(relay.queryBridged - relay.queryThroughOne, 2 * floorNs),
   }));
 })().then(() => process.exit(process.exitCode || 0), (error) => {
   console.error(error);
