@@ -25,6 +25,8 @@
 #include <thread>
 #include <vector>
 
+#include "percentile.h"
+
 namespace {
 
 constexpr int WARM_UP = 200;
@@ -141,15 +143,6 @@ long long ThreadStartsPerSecond(int starts)
     shared->changed.wait(lock, [&] { return shared->alive == 0; });
     long long ns = Ns(Clock::now() - begin);
     return ns > 0 ? static_cast<long long>(starts * 1e9 / static_cast<double>(ns)) : -1;
-}
-
-long long Percentile(std::vector<long long> values, double p)
-{
-    if (values.empty()) {
-        return -1;
-    }
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())))];
 }
 
 } // namespace

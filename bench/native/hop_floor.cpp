@@ -28,6 +28,8 @@
 #include <new>
 #include <vector>
 
+#include "percentile.h"
+
 namespace {
 
 constexpr int WARM_UP = 200;
@@ -48,15 +50,6 @@ struct Shared {
     std::atomic<long long> sample{-1};
     std::atomic<long long> stampNs{0};
 };
-
-long long Percentile(std::vector<long long> values, double p)
-{
-    if (values.empty()) {
-        return -1;
-    }
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())))];
-}
 
 [[noreturn]] void Receive(int fd, Shared* shared)
 {

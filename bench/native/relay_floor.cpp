@@ -38,6 +38,8 @@
 #include <string>
 #include <vector>
 
+#include "percentile.h"
+
 namespace {
 
 constexpr int WARM_UP = 200;
@@ -189,21 +191,31 @@ bool StartLocal(Path& path, std::vector<pid_t>& children)
     return true;
 }
 
+// A UDP socket on loopback, bound to a port of its own.
+int BoundDatagramSocket(sockaddr_in& address)
+{
+    int fd = socket(AF_INET, SOCK_DGRAM, 0);
+    address = sockaddr_in{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(address);
+    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        return -1;
+    }
+    return fd;
+}
+
 // The bridged path: P -> A -> (UDP) -> B -> F.
 bool StartBridged(Path& path, std::vector<pid_t>& children)
 {
     int toA[2];
     int toFollower[2];
     int reports[2];
-    int sender = socket(AF_INET, SOCK_DGRAM, 0);
-    int receiver = socket(AF_INET, SOCK_DGRAM, 0);
     sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof(address);
-    if (!StreamPair(toA) || !StreamPair(toFollower) || pipe(reports) != 0 || sender < 0 || receiver < 0 ||
-        bind(receiver, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-        getsockname(receiver, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+    int sender = socket(AF_INET, SOCK_DGRAM, 0);
+    int receiver = BoundDatagramSocket(address);
+    if (!StreamPair(toA) || !StreamPair(toFollower) || pipe(reports) != 0 || sender < 0 || receiver < 0) {
         return false;
     }
     children.push_back(Start([&] { Relay(toA[1], true, sender, &address); }));
@@ -288,21 +300,6 @@ int StartLocalQuery(std::vector<pid_t>& children)
     return toDaemon[0];
 }
 
-// A UDP socket on loopback, bound to a port of its own.
-int BoundDatagramSocket(sockaddr_in& address)
-{
-    int fd = socket(AF_INET, SOCK_DGRAM, 0);
-    address = sockaddr_in{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof(address);
-    if (fd < 0 || bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-        getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        return -1;
-    }
-    return fd;
-}
-
 // The bridged query: R -> B -> A -> N and back. Returns R's end.
 int StartBridgedQuery(std::vector<pid_t>& children)
 {
@@ -321,15 +318,6 @@ int StartBridgedQuery(std::vector<pid_t>& children)
     children.push_back(Start([&] { Switch(End{udpA, false}, End{toAnswerer[0], true}); }));
     children.push_back(Start([&] { Answerer(toAnswerer[1]); }));
     return toB[0];
-}
-
-long long Percentile(std::vector<long long> values, double p)
-{
-    if (values.empty()) {
-        return -1;
-    }
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())))];
 }
 
 } // namespace

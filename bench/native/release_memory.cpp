@@ -32,6 +32,7 @@
 #include <thread>
 #include <vector>
 
+#include "percentile.h"
 #include "remote_transport.h"
 
 using namespace OHOS::NavigationInfoService;
@@ -87,15 +88,6 @@ std::unique_ptr<RemoteTransport> Client(const std::string& socket, const std::st
     endpoint.socketPath = socket;
     endpoint.bundleName = bundle;
     return std::make_unique<RemoteTransport>(std::move(endpoint));
-}
-
-long long Percentile(std::vector<long long> values, double p)
-{
-    if (values.empty()) {
-        return -1;
-    }
-    std::sort(values.begin(), values.end());
-    return values[std::min(values.size() - 1, static_cast<size_t>(p * static_cast<double>(values.size())))];
 }
 
 // Microseconds of each of count reads of bundle.
