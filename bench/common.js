@@ -3,6 +3,9 @@
 const path = require('path');
 
 const root = path.join(__dirname, '..');
+// The module from the build the benchmark's floors come from (its lib/), not
+// the package's installed binaries: NAVINFO_BUILD_DIR, else build/.
+process.env.NAVINFO_BUILD_DIR = path.resolve(process.env.NAVINFO_BUILD_DIR || path.join(root, 'build'));
 const navigationInfoMgr = require(root);
 
 const typicalStatus = {
