@@ -14,6 +14,7 @@
 // promise of the nanoseconds from the call to the promise's settling.
 #include <node_api.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -32,14 +33,19 @@ public:
     Relay() : thread_([this] { Run(); }) {}
     Relay(const Relay&) = delete;
     Relay& operator=(const Relay&) = delete;
-    ~Relay()
+    ~Relay() { Stop(); }
+
+    // Runs what was handed over so far, then ends the thread.
+    void Stop()
     {
         {
             std::lock_guard<std::mutex> lock(mutex_);
             stopping_ = true;
         }
         ready_.notify_one();
-        thread_.join();
+        if (thread_.joinable()) {
+            thread_.join();
+        }
     }
 
     void Post(std::function<void()> task)
@@ -87,6 +93,7 @@ struct Chain {
     napi_threadsafe_function arrivals = nullptr;
     napi_ref listener = nullptr;
     size_t inFlight = 0;
+    std::atomic<int> deliveryThreads{0}; // detached threads not yet ended
 };
 
 void Arrive(Chain* chain, Query* query)
@@ -147,13 +154,24 @@ napi_value Run(napi_env env, napi_callback_info info)
         napi_ref_threadsafe_function(env, chain->arrivals); // the loop waits for the answer
     }
     query->start = Clock::now();
-    chain->ipc.Post([chain, query] { std::thread([chain, query] { Arrive(chain, query); }).detach(); });
+    chain->ipc.Post([chain, query] {
+        chain->deliveryThreads.fetch_add(1);
+        std::thread([chain, query] {
+            Arrive(chain, query);
+            chain->deliveryThreads.fetch_sub(1);
+        }).detach();
+    });
     return promise;
 }
 
 void Release(void* data)
 {
-    delete static_cast<Chain*>(data); // joins the IPC thread and the worker
+    auto* chain = static_cast<Chain*>(data);
+    chain->ipc.Stop(); // no delivery thread starts after this
+    while (chain->deliveryThreads.load() != 0) {
+        std::this_thread::yield(); // one still handing its query to the loop
+    }
+    delete chain; // joins the worker
 }
 
 } // namespace
